@@ -1,0 +1,17 @@
+#include "framework/zel/AllocTrack.h"
+
+namespace Zel {
+
+void AllocTrackTypeInfo::trackAllocation(Slot& slot, std::type_info const& type,
+                                         std::size_t size) noexcept {
+    if (slot.live_.fetch_add(1, std::memory_order_relaxed) == 0) {
+        slot.size_.store(size, std::memory_order_relaxed);
+        slot.type_.store(&type, std::memory_order_relaxed);
+    }
+}
+
+void AllocTrackTypeInfo::trackDeallocation(Slot& slot) noexcept {
+    slot.live_.fetch_sub(1, std::memory_order_relaxed);
+}
+
+} // namespace Zel

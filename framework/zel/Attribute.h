@@ -1,0 +1,146 @@
+#pragma once
+
+#include "framework/zel/Int.h"
+#include "framework/zel/String.h"
+
+#include <array>
+#include <concepts>
+#include <cstddef>
+#include <span>
+#include <string_view>
+#include <type_traits>
+#include <typeinfo>
+#include <utility>
+
+/// Attributes of entities, as the declarations of Declare.h make them known.
+///
+/// Each attribute `x` of an entity `E` is described by the type `E::xAttribute` with the static
+/// members `id`, `name` and `kind`, the types `Entity` and `Value` (for a collection `Child`, and
+/// for what has keys `Key`), `read(entity)`, and, where the attribute can be written,
+/// `write(entity, value)`. Everything that treats all attributes alike (copy, mirror, count, print,
+/// compare) walks these descriptions; no second list of attributes exists.
+namespace Zel {
+
+/// Names an attribute within its type. The first attribute has 258, the others follow in the order
+/// of declaration.
+using AttributeId = U32;
+
+inline constexpr AttributeId firstAttributeId = 258;
+/// Identifiers 258 to 289 can be declared.
+inline constexpr AttributeId attributeIdLimit = firstAttributeId + 32;
+
+enum class AttributeKind : U8 {
+    key,        ///< a value fixed when the entity is made
+    scalar,     ///< one value
+    collection, ///< child entities, by key
+    valueMap,   ///< values, by key
+};
+
+template <AttributeId id> using AttributeTag = std::integral_constant<AttributeId, id>;
+
+/// One row of a type's attribute table.
+struct AttributeInfo {
+    AttributeId id;
+    std::string_view name;
+    AttributeKind kind;
+    /// The value's type; of a collection, the child's.
+    std::type_info const* valueType;
+    /// The key's type; null unless the attribute is a collection or a map of values.
+    std::type_info const* keyType;
+};
+
+template <class E, AttributeId id>
+concept HasAttribute = requires {
+    E::zelAttribute(AttributeTag<id>{});
+};
+
+/// The description of the attribute of E that has this identifier.
+template <class E, AttributeId id>
+requires HasAttribute<E, id>
+using AttributeOf = decltype(E::zelAttribute(AttributeTag<id>{}));
+
+template <class A>
+concept ScalarAttribute = A::kind == AttributeKind::scalar;
+template <class A>
+concept CollectionAttribute = A::kind == AttributeKind::collection;
+template <class A>
+concept ValueMapAttribute = A::kind == AttributeKind::valueMap;
+/// Its notifications carry the key of an element.
+template <class A>
+concept KeyedAttribute = CollectionAttribute<A> || ValueMapAttribute<A>;
+
+namespace detail {
+
+template <class E, AttributeId id, class F> constexpr void visitAttribute(F& visit) {
+    if constexpr (HasAttribute<E, id>)
+        visit(AttributeOf<E, id>{});
+}
+
+template <class E, AttributeId id, class F>
+constexpr bool dispatchAttribute(AttributeId wanted, F& visit) {
+    if constexpr (HasAttribute<E, id>) {
+        if (wanted == id) {
+            visit(AttributeOf<E, id>{});
+            return true;
+        }
+    }
+    return false;
+}
+
+using AttributeRange = std::make_integer_sequence<AttributeId, attributeIdLimit - firstAttributeId>;
+
+} // namespace detail
+
+/// Calls visit(description) for each attribute of E, in the order of declaration.
+template <class E, class F> constexpr void forEachAttribute(F&& visit) {
+    [&]<AttributeId... offset>(std::integer_sequence<AttributeId, offset...>) {
+        (detail::visitAttribute<E, firstAttributeId + offset>(visit), ...);
+    }
+    (detail::AttributeRange{});
+}
+
+/// Calls visit(description) for the attribute of E that has the identifier.
+/// @return whether there is one
+template <class E, class F> constexpr bool dispatchAttribute(AttributeId id, F&& visit) {
+    return [&]<AttributeId... offset>(std::integer_sequence<AttributeId, offset...>) {
+        return (detail::dispatchAttribute<E, firstAttributeId + offset>(id, visit) || ...);
+    }
+    (detail::AttributeRange{});
+}
+
+template <class A> constexpr AttributeInfo attributeInfo() {
+    if constexpr (CollectionAttribute<A>)
+        return {A::id, A::name, A::kind, &typeid(typename A::Child), &typeid(typename A::Key)};
+    else if constexpr (ValueMapAttribute<A>)
+        return {A::id, A::name, A::kind, &typeid(typename A::Value), &typeid(typename A::Key)};
+    else
+        return {A::id, A::name, A::kind, &typeid(typename A::Value), nullptr};
+}
+
+namespace detail {
+
+template <class E> constexpr std::size_t attributeCount() {
+    std::size_t count = 0;
+    forEachAttribute<E>([&](auto) { ++count; });
+    return count;
+}
+
+template <class E> constexpr auto makeAttributeTable() {
+    std::array<AttributeInfo, attributeCount<E>()> table{};
+    std::size_t row = 0;
+    forEachAttribute<E>(
+        [&](auto attribute) { table[row++] = attributeInfo<decltype(attribute)>(); });
+    return table;
+}
+
+} // namespace detail
+
+/// The attributes of E as a table, in ascending order of identifiers; empty for a class without.
+template <class E> inline constexpr auto attributeTable = detail::makeAttributeTable<E>();
+
+/// How a mutator takes a value: small ones and strings by value, others by reference.
+template <class T>
+using MutatorArg =
+    std::conditional_t<sizeof(T) <= sizeof(U32) || std::same_as<T, String>, T, T const&>;
+
+} // namespace Zel

@@ -1,0 +1,131 @@
+#pragma once
+
+#include "framework/zel/Collection.h"
+#include "framework/zel/Object.h"
+
+namespace Zel {
+
+/// A reactor or syncer that one object owns under a key: what removing it means.
+template <class Child> void retire(Child& child) {
+    child.zelDoZombieReactors(true);
+    if constexpr (requires { child.ownerDel(); })
+        child.ownerDel();
+    child.hasNotificationActiveIs(false);
+}
+
+/// The reactors or syncers that one object owns, by key, in a map of that kind (RbTreeMap or
+/// HashMap). The map holds a reference to each. Walks survive every change.
+template <class Map> class KeyedReactors {
+  public:
+    using Child = typename Map::element_type;
+    using Key = typename Map::key_type;
+
+    KeyedReactors() = default;
+    KeyedReactors(KeyedReactors const&) = delete;
+    KeyedReactors& operator=(KeyedReactors const&) = delete;
+    ~KeyedReactors() { release(); }
+
+    Map const& map() const noexcept { return map_; }
+    /// The child under the key, or null.
+    Child* find(Key const& key) noexcept { return map_.find(key); }
+
+    /// Puts a child that was made for a key under it, unless a handler that its construction ran
+    /// has led to one there already.
+    /// @return the child under the key
+    Ptr<Child> keep(Ptr<Child> const& made, Key const& key) {
+        if (Ptr<Child> present = map_[key]) {
+            retire(*made);
+            return present;
+        }
+        addMember(map_, made, key);
+        return made;
+    }
+
+    /// Removes the child under the key: takes it out of the map, turns it into a zombie, cuts it
+    /// off from its owner, switches its notification off and drops the reference. Nothing when
+    /// absent.
+    void del(Key const& key) {
+        Child* present = map_.find(key);
+        if (!present)
+            return;
+        const Ptr<Child> removed = removeMember(map_, present);
+        retire(*removed);
+    }
+
+    /// Removes the child on which a walk stands.
+    void del(typename Map::Walk const& at) { del(Key((*at)->fwkKey())); }
+
+    void delAll() {
+        for (Ptr<Child> const& child : map_)
+            del(Key(child->fwkKey()));
+    }
+
+    /// A walk over the children.
+    typename Map::Walk begin() noexcept { return map_.begin(); }
+    std::default_sentinel_t end() const noexcept { return {}; }
+
+    void hasNotificationActiveIs(bool active) {
+        for (Ptr<Child> const& child : map_)
+            child->hasNotificationActiveIs(active);
+    }
+
+    void zelDoZombieReactors(bool zombie) {
+        for (Ptr<Child> const& child : map_)
+            child->zelDoZombieReactors(zombie);
+    }
+
+    /// Lets go of every child, at the end of their owner.
+    void release() noexcept { delAll(); }
+
+  protected:
+    Map map_;
+};
+
+/// The child reactors that an Owner keeps for the elements of a collection attribute A, one for
+/// each element, under its key.
+///
+/// Child is constructed with an element and the owner, and derives from Reactor.
+template <class A, class Child, class Owner>
+class ChildReactors : public KeyedReactors<typename A::template Map<Child, Owner>> {
+    using Element = typename A::Child;
+    using Key = typename A::Key;
+
+  public:
+    /// Returns the child that watches the element: the one under its key, bound to this element if
+    /// it was bound to another, or a new one. Throws RangeException, and changes nothing, for null.
+    Ptr<Child> is(Owner& owner, Ptr<Element const> const& element) {
+        if (!element)
+            throwNullElementException(Owner::_zelType.name(), A::name);
+        const Ptr<Owner> ownerAlive(&owner);
+        const Key key = element->fwkKey();
+        Ptr<Child> child = this->map_[key];
+        if (child && child->watched() == element.ptr())
+            return child;
+        if (child)
+            child->notifierIs(element);
+        else
+            child = this->keep(newActive<Child>(element, &owner), key);
+        child->zelDoZombieReactors(owner.zelMarkedForDeletion());
+        return child;
+    }
+
+    /// A child for each element of the collection, none for any other key.
+    template <class E> void resync(Owner& owner, Ptr<E const> const& entity) {
+        const Ptr<Owner> ownerAlive(&owner);
+        for (Ptr<Element const> const& element : A::read(*entity))
+            is(owner, element);
+        for (Ptr<Child> const& child : this->map_) {
+            const Key key = child->fwkKey();
+            if (!A::read(*entity).find(key))
+                this->del(key);
+        }
+    }
+
+    /// The element that the child under the key watches; null without one.
+    Element const* watchedUnder(Key const& key) noexcept {
+        Child* child = this->map_.find(key);
+        return child ? child->watched() : nullptr;
+    }
+};
+
+} // namespace Zel

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "framework/zel/Attribute.h"
+
+namespace Zel {
+
+/// Writes every scalar attribute of one entity into another, in the order of declaration, without
+/// comparing first; each write notifies. Keys, collections and maps are left alone.
+/// @param from  null for the zero value of each type
+template <class E> void copyScalars(E const* from, E& to) {
+    forEachAttribute<E>([&](auto attribute) {
+        using A = decltype(attribute);
+        if constexpr (ScalarAttribute<A>)
+            A::write(to, from ? A::read(*from) : typename A::Value{});
+    });
+}
+
+} // namespace Zel

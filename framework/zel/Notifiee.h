@@ -1,0 +1,63 @@
+#pragma once
+
+#include "framework/zel/NotifieeList.h"
+#include "framework/zel/Ptr.h"
+#include "framework/zel/PtrInterface.h"
+
+namespace Zel {
+
+class ActivityConfig;
+
+/// Base of every reactor: watches one entity, its notifier.
+///
+/// A reactor holds a reference to its notifier; the notifier does not own its reactors. A bound
+/// reactor's onAttribute() is called, inside the mutator, for each change of the notifier while the
+/// reactor's notification is active. Destroying a reactor unbinds it.
+class VARNOL_API PtrInterface::NotifieeConst : public PtrInterface {
+  public:
+    /// An unbound reactor, its notification inactive.
+    NotifieeConst() noexcept = default;
+    ~NotifieeConst() override;
+
+    // The platform's hooks: its scheduler calls and overrides them, nothing here does.
+    virtual PtrInterface* zelReactor();
+    virtual void handleNotification(ActivityConfig* activity);
+    virtual void onNotificationException();
+    virtual void onZeroReferences();
+
+    /// An attribute of the notifier has changed.
+    /// @param key  of a collection attribute, the key (of the collection's key type) of the element
+    ///             that was added, replaced or removed, valid during the call; null for a scalar
+    virtual void onAttribute(AttributeId id, void const* key);
+
+    // More hooks of the platform.
+    virtual PtrInterface* zelFwkActivity();
+    virtual PtrInterface* actsm();
+
+    /// Binds the reactor to an entity, after the reactors that are bound to it already; null
+    /// unbinds. Throws RangeException, and changes nothing, for an object that has no reactors.
+    virtual void notifierIs(Ptr<PtrInterface const> const& notifier);
+
+    /// Turns the reactor into a zombie, which takes no notifications, or back. Does nothing when it
+    /// is that already.
+    virtual void zelDoZombieReactors(bool zombie);
+
+    /// Enters the reactor in its notifier's list, at the end, or takes it out, leaving it bound.
+    /// Does nothing when that is so already, or without a notifier.
+    void isRegisteredNotifieeIs(bool registered) const;
+    bool isRegisteredNotifiee() const noexcept { return previous_ != nullptr; }
+
+    /// The entity watched; null while unbound.
+    Ptr<PtrInterface const> const& notifier() const noexcept { return notifier_; }
+
+  private:
+    friend NotifieeList;
+
+    Ptr<PtrInterface const> notifier_;
+    // Links of the notifier's list. The first reactor's previous_ is the last one; next_ of the
+    // last one is null.
+    mutable NotifieeConst const* next_ = nullptr;
+    mutable NotifieeConst const* previous_ = nullptr;
+};
+
+} // namespace Zel

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "framework/zel/Attribute.h"
+#include "framework/zel/PtrInterface.h"
+
+namespace Zel {
+
+class Entity;
+
+/// The reactors bound to one entity, in the order in which they were bound.
+///
+/// The list owns no reactor and allocates nothing: reactors carry the links. While a notification
+/// is delivered, a cursor on the stack marks the place; whoever changes the list moves the cursors,
+/// so that any reactor may bind, unbind or destroy any reactor, itself and the entity included.
+class VARNOL_API NotifieeList {
+  public:
+    NotifieeList() noexcept = default;
+    NotifieeList(NotifieeList const&) = delete;
+    NotifieeList& operator=(NotifieeList const&) = delete;
+    /// Deliveries still under way end without touching the list. Fatal while a reactor is bound.
+    ~NotifieeList();
+
+    bool empty() const noexcept { return first_ == nullptr; }
+    /// The number of reactors, counted.
+    U32 members() const noexcept;
+
+    void add(PtrInterface::NotifieeConst const& reactor) noexcept;
+    void remove(PtrInterface::NotifieeConst const& reactor) noexcept;
+
+    /// Calls onAttribute(id, key) on each reactor whose notification is active: at once, depth
+    /// first, in the order of binding. One that is unbound, switched off or destroyed meanwhile is
+    /// not called any more; one that is bound meanwhile is not called in this delivery. What a
+    /// reactor throws ends the delivery and goes on to the caller. Fatal when deliveries of one
+    /// entity are nested deeper than maxDepth: then reactors feed each other.
+    void deliver(Entity const& entity, AttributeId id, void const* key);
+
+    static constexpr U32 maxDepth = 64;
+
+  private:
+    class Cursor;
+
+    PtrInterface::NotifieeConst const* first_ = nullptr;
+    Cursor* cursor_ = nullptr;
+};
+
+} // namespace Zel

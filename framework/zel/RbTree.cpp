@@ -1,0 +1,199 @@
+#include "framework/zel/RbTree.h"
+
+#include <initializer_list>
+
+namespace Zel {
+
+RbTreeMember* RbTree::outermost(Member* member, Side side) noexcept {
+    while (member->child_[side])
+        member = member->child_[side];
+    return member;
+}
+
+RbTreeMember* RbTree::next(Member const& member) const noexcept {
+    if (member.child_[right])
+        return outermost(member.child_[right], left);
+    Member const* at = &member;
+    Member* parent = at->parent();
+    while (parent && sideOf(*at, *parent) == right) {
+        at = parent;
+        parent = at->parent();
+    }
+    return parent;
+}
+
+bool RbTree::contains(Member const& member) const noexcept {
+    if (!member.linked())
+        return false;
+    Member const* top = &member;
+    while (Member const* parent = top->parent())
+        top = parent;
+    return top == root_;
+}
+
+void RbTree::link(Member& member, Member* parent, Side side) noexcept {
+    member.parentAndBits_ =
+        reinterpret_cast<std::uintptr_t>(parent) | Member::redBit | Member::linkedBit;
+    (parent ? parent->child_[side] : root_) = &member;
+    ++members_;
+    ++version_;
+
+    // The new member is red, as that leaves the black heights alone; its parent may be red too.
+    Member* at = &member;
+    while (red(parent = at->parent())) {
+        Member& grandparent = *parent->parent(); // a red member is not the root
+        const Side parentSide = sideOf(*parent, grandparent);
+        Member* uncle = grandparent.child_[opposite(parentSide)];
+        if (!red(uncle)) {
+            if (sideOf(*at, *parent) != parentSide) {
+                rotate(*parent, parentSide);
+                parent = at;
+            }
+            parent->redIs(false);
+            grandparent.redIs(true);
+            rotate(grandparent, opposite(parentSide));
+            return;
+        }
+        parent->redIs(false);
+        uncle->redIs(false);
+        grandparent.redIs(true);
+        at = &grandparent;
+    }
+    root_->redIs(false);
+}
+
+bool RbTree::unlink(Member& member) noexcept {
+    if (!contains(member))
+        return false;
+    if (member.child_[left] && member.child_[right]) {
+        // The next member has no left child. It leaves its place and takes this one.
+        Member& successor = *next(member);
+        cut(successor);
+        substitute(member, successor);
+    } else {
+        cut(member);
+    }
+    member.parentAndBits_ = 0;
+    member.child_[left] = member.child_[right] = nullptr;
+    --members_;
+    ++version_;
+    return true;
+}
+
+bool RbTree::replace(Member& old, Member& replacement) noexcept {
+    if (!old.linked() || (!old.parent() && root_ != &old))
+        return false;
+    substitute(old, replacement);
+    old.parentAndBits_ = 0;
+    old.child_[left] = old.child_[right] = nullptr;
+    ++version_;
+    return true;
+}
+
+/// Hangs the member (null: nothing) below the parent (null: as the root) where the former one was.
+void RbTree::hang(Member* member, Member* parent, Member const& former) noexcept {
+    (parent ? parent->child_[sideOf(former, *parent)] : root_) = member;
+    if (member)
+        member->parentIs(parent);
+}
+
+/// Sinks the top member to the given side; its child on the other side takes its place.
+void RbTree::rotate(Member& top, Side side) noexcept {
+    Member& riser = *top.child_[opposite(side)];
+    Member* inner = riser.child_[side];
+    hang(&riser, top.parent(), top);
+    hang(inner, &top, riser);
+    riser.child_[side] = &top;
+    top.parentIs(&riser);
+}
+
+/// Takes a member with one child at most out of its place.
+void RbTree::cut(Member& member) noexcept {
+    Member* parent = member.parent();
+    const Side side = parent ? sideOf(member, *parent) : left;
+    Member* child = member.child_[member.child_[left] ? left : right];
+    hang(child, parent, member);
+    if (child)
+        child->redIs(false); // an only child is red, and its parent was black
+    else if (!member.red())
+        lengthen(parent, side);
+}
+
+/// Restores the black heights where the ways through one side of the parent are one black short.
+void RbTree::lengthen(Member* parent, Side side) noexcept {
+    while (parent) {
+        const Side far = opposite(side);
+        Member* sibling = parent->child_[far];
+        if (sibling->red()) {
+            sibling->redIs(false);
+            parent->redIs(true);
+            rotate(*parent, side);
+            sibling = parent->child_[far];
+        }
+        if (red(sibling->child_[side]) || red(sibling->child_[far])) {
+            if (!red(sibling->child_[far])) {
+                sibling->child_[side]->redIs(false);
+                sibling->redIs(true);
+                rotate(*sibling, far);
+                sibling = parent->child_[far];
+            }
+            sibling->redIs(parent->red());
+            sibling->child_[far]->redIs(false);
+            parent->redIs(false);
+            rotate(*parent, side);
+            return;
+        }
+        sibling->redIs(true); // now both sides are short
+        if (parent->red()) {
+            parent->redIs(false);
+            return;
+        }
+        Member* above = parent->parent();
+        side = above ? sideOf(*parent, *above) : left;
+        parent = above;
+    }
+}
+
+/// Gives a member the place and the colour of another, whose own links are left as they are.
+void RbTree::substitute(Member& old, Member& replacement) noexcept {
+    hang(&replacement, old.parent(), old);
+    replacement.parentAndBits_ = old.parentAndBits_;
+    for (const Side side : {left, right}) {
+        replacement.child_[side] = old.child_[side];
+        if (old.child_[side])
+            old.child_[side]->parentIs(&replacement);
+    }
+}
+
+bool RbTree::check() const noexcept {
+    U32 seen = 0;
+    U32 blacks = 0;
+    if (root_) {
+        seen = 1;
+        if (root_->red() || !root_->linked() || root_->parent() || !checkBelow(*root_, seen, blacks))
+            return false;
+    }
+    return seen == members_;
+}
+
+/// Counts the members below the parent, and the black ones on each way down from it.
+bool RbTree::checkBelow(Member const& parent, U32& seen, U32& blacks) const noexcept {
+    if (parent.child_[left] && parent.child_[left] == parent.child_[right])
+        return false;
+    U32 height[2] = {0, 0};
+    for (const Side side : {left, right}) {
+        Member const* child = parent.child_[side];
+        if (!child)
+            continue;
+        // The count ends the descent even where the links lead back to a member already seen.
+        if (++seen > members_ || child->parent() != &parent || !child->linked() ||
+            (child->red() && parent.red()) || !checkBelow(*child, seen, height[side]))
+            return false;
+        if (!child->red())
+            ++height[side];
+    }
+    blacks = height[left];
+    return height[left] == height[right];
+}
+
+} // namespace Zel

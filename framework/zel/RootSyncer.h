@@ -1,0 +1,100 @@
+#pragma once
+
+#include "framework/zel/ChildReactors.h"
+#include "framework/zel/Reactor.h"
+
+namespace Zel {
+
+/// A root syncer of the pattern: owns the reactor on its source entity, of class E, and its child
+/// reactors, and lives until the last reference to it goes.
+///
+/// Self is the syncer's class. It has a nested class `ZelSource`, a Reactor on E owned by Self, and
+/// `children()` for its KeyedReactors if it has any. Its constructor holds a Construction and
+/// calls, in this order, sourceStart(), what it does itself, children().resync() and
+/// handleInitialized(); its destructor calls tearDown().
+template <class Self, class E> class RootSyncer : public Object<Self, PtrInterface> {
+    using Base = Object<Self, PtrInterface>;
+
+  public:
+    ~RootSyncer() override { sourceDel(); }
+
+    /// The source entity; null without one.
+    Zel::Ptr<E const> source() const noexcept { return Zel::Ptr<E const>(watched()); }
+
+    /// Watches another source: binds the reactor on it, or creates that reactor when there is none.
+    void sourceIs(Zel::Ptr<E const> const& source) {
+        if (source_)
+            source_->notifierIs(source);
+        else
+            sourceStart(source);
+    }
+
+    /// Watches another source through a new reactor, which replaces the one that there is; the same
+    /// source again changes nothing.
+    void sourceReplace(Zel::Ptr<E const> const& source) {
+        if (source.ptr() == watched())
+            return;
+        const Zel::Ptr<E const> other = source;
+        sourceDel();
+        sourceStart(other);
+    }
+
+    /// Removes the reactor on the source. Children and destination stay as they are.
+    void sourceDel() {
+        if (!source_)
+            return;
+        const Zel::Ptr<SourceReactor> removed = std::exchange(source_, nullptr);
+        retire(static_cast<typename Self::ZelSource&>(*removed));
+    }
+
+    /// Switches the whole tree of reactors on or off; nothing when it is so already.
+    void hasNotificationActiveIs(bool active) override {
+        if (active == this->hasNotificationActive())
+            return;
+        Base::hasNotificationActiveIs(active);
+        if (source_)
+            source_->hasNotificationActiveIs(active);
+        if constexpr (requires(Self & syncer) { syncer.children(); })
+            self().children().hasNotificationActiveIs(active);
+    }
+
+    /// Turns the whole tree of reactors into zombies, or back; nothing when it is so already.
+    virtual void zelDoZombieReactors(bool zombie) {
+        if (zombie == this->zelMarkedForDeletion())
+            return;
+        if (source_)
+            source_->zelDoZombieReactors(zombie);
+        if constexpr (requires(Self & syncer) { syncer.children(); })
+            self().children().zelDoZombieReactors(zombie);
+        this->zelMarkedForDeletionIs(zombie);
+    }
+
+    /// The source entity, without a reference taken.
+    E const* watched() const noexcept {
+        return source_ ? static_cast<typename Self::ZelSource const&>(*source_).watched() : nullptr;
+    }
+
+  protected:
+    RootSyncer() = default;
+    /// Creates the reactor on the source and switches its notification on; nothing for null.
+    void sourceStart(Zel::Ptr<E const> const& source) {
+        if (source)
+            source_ = newActive<typename Self::ZelSource>(source, &self());
+    }
+
+    /// The first step of Self's destructor: no handler runs any more, every child is let go.
+    void tearDown() noexcept {
+        self().zelDoZombieReactors(true);
+        if constexpr (requires(Self & syncer) { syncer.children(); })
+            self().children().release();
+    }
+
+  private:
+    using SourceReactor = typename E::NotifieeConst;
+
+    Self& self() noexcept { return static_cast<Self&>(*this); }
+
+    Zel::Ptr<SourceReactor> source_;
+};
+
+} // namespace Zel

@@ -1,0 +1,73 @@
+#include "framework/zel/String.h"
+
+#include "framework/zel/PtrInterface.h"
+
+#include <atomic>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <stdexcept>
+
+namespace Zel {
+
+String::Body* String::newBody(std::size_t size) {
+    if (size > std::numeric_limits<U32>::max())
+        throw std::length_error("Zel::String");
+    Body* body = ::new (PtrInterface::zelMemAlloc(sizeof(Body) + size + 1)) Body;
+    body->references = 1;
+    body->size = static_cast<U32>(size);
+    return body;
+}
+
+String::String(std::string_view octets) { append({octets}); }
+
+String& String::append(std::initializer_list<std::string_view> pieces) {
+    std::size_t added = 0;
+    for (std::string_view piece : pieces)
+        added += piece.size();
+    if (added == 0)
+        return *this;
+
+    Body* joined = newBody(size() + added);
+    char* end = reinterpret_cast<char*>(joined + 1);
+    const auto copy = [&end](std::string_view piece) {
+        if (!piece.empty())
+            std::memcpy(end, piece.data(), piece.size());
+        end += piece.size();
+    };
+    copy(view());
+    for (std::string_view piece : pieces)
+        copy(piece);
+    *end = '\0';
+
+    give();
+    body_ = joined;
+    return *this;
+}
+
+void String::take() const noexcept {
+    if (!body_)
+        return;
+    std::atomic_ref<U32> references(body_->references);
+    if (VFPtrInterface::threadSafePointers_)
+        references.fetch_add(1, std::memory_order_relaxed);
+    else
+        references.store(references.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+}
+
+void String::give() noexcept {
+    if (!body_)
+        return;
+    std::atomic_ref<U32> references(body_->references);
+    U32 before;
+    if (VFPtrInterface::threadSafePointers_) {
+        before = references.fetch_sub(1, std::memory_order_acq_rel);
+    } else {
+        before = references.load(std::memory_order_relaxed);
+        references.store(before - 1, std::memory_order_relaxed);
+    }
+    if (before == 1)
+        PtrInterface::zelMemFree(body_);
+}
+
+} // namespace Zel

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "framework/zel/AllocTrack.h"
+#include "framework/zel/Attribute.h"
+
+#include <span>
+#include <string_view>
+
+namespace Zel {
+
+/// What the framework knows of one class: its name, its attributes and its live objects.
+///
+/// Each class has one, `_zelType`, defined in the class's source file with
+///
+///     constinit Zel::TypeNode const IntxInfo::_zelType{"Varnol::IntxInfo",
+///                                                      Zel::attributeTable<IntxInfo>};
+///     static const bool registered = Zel::typeNodeIs(IntxInfo::_zelType);
+class TypeNode {
+  public:
+    constexpr TypeNode(std::string_view name, std::span<AttributeInfo const> attributes) noexcept
+        : name_(name)
+        , attributes_(attributes) {}
+    TypeNode(TypeNode const&) = delete;
+    TypeNode& operator=(TypeNode const&) = delete;
+
+    /// The qualified name of the class, as "Varnol::IntxInfo".
+    std::string_view name() const noexcept { return name_; }
+    /// The declared attributes in ascending order of their identifiers.
+    std::span<AttributeInfo const> attributes() const noexcept { return attributes_; }
+    /// The attribute of that identifier; null when there is none.
+    AttributeInfo const* attribute(AttributeId id) const noexcept {
+        for (AttributeInfo const& info : attributes_) {
+            if (info.id == id)
+                return &info;
+        }
+        return nullptr;
+    }
+    /// Where allocations of the class are recorded.
+    AllocTrackTypeInfo::Slot& allocations() const noexcept { return allocations_; }
+    /// The type registered before this one; null for the first.
+    TypeNode const* previous() const noexcept { return previous_; }
+
+  private:
+    friend VARNOL_API bool typeNodeIs(TypeNode const&) noexcept;
+
+    std::string_view name_;
+    std::span<AttributeInfo const> attributes_;
+    mutable AllocTrackTypeInfo::Slot allocations_;
+    mutable TypeNode const* previous_ = nullptr;
+    mutable bool registered_ = false;
+};
+
+/// Registers a type; called once per class, from the static initialiser of its source file.
+/// Registering a type again does nothing. @return true
+VARNOL_API bool typeNodeIs(TypeNode const& type) noexcept;
+
+/// The type registered last; the others follow by TypeNode::previous().
+VARNOL_API TypeNode const* lastTypeNode() noexcept;
+
+/// The registered type of that qualified name; null when there is none.
+VARNOL_API TypeNode const* typeNode(std::string_view name) noexcept;
+
+} // namespace Zel
