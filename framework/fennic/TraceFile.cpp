@@ -46,7 +46,7 @@ void checkMemory(std::span<std::byte> memory) {
 U64 monotonicTime() noexcept { return std::max(nanoseconds(CLOCK_MONOTONIC), U64{1}); }
 
 void TraceFile::memoryIs(std::span<std::byte> memory) {
-    if (memory.empty()) {
+    if (memory.data() == nullptr || memory.empty()) {
         const std::lock_guard lock(mutex_);
         detach();
         return;

@@ -38,7 +38,7 @@ class VARNOL_API TraceFile {
     bool isOn() const noexcept { return header_.load(std::memory_order_relaxed) != nullptr; }
 
     /// Writes the trace into that memory from now on, beginning with a new header, all messages
-    /// known and an empty ring; an empty span switches the trace off. The memory stays the
+    /// known and an empty ring; an empty or null span switches the trace off. The memory stays the
     /// caller's. When this returns the former memory is no longer written to, nor will it be, and
     /// holds what was traced. A quarter of the memory, and at most 64 KiB, is for descriptors.
     ///

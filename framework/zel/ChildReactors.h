@@ -105,7 +105,9 @@ class ChildReactors : public KeyedReactors<typename A::template Map<Child, Owner
             child->notifierIs(element);
         else
             child = this->keep(newActive<Child>(element, &owner), key);
-        child->zelDoZombieReactors(owner.zelMarkedForDeletion());
+        // A handler that the child ran may have led to its removal: then it stays a zombie.
+        if (child->owner() == &owner)
+            child->zelDoZombieReactors(owner.zelMarkedForDeletion());
         return child;
     }
 

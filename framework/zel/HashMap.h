@@ -48,9 +48,7 @@ class HashMap
     /// Invalidates: nothing.
     Ptr<Element> deleteMember(Element* element) noexcept { return this->remove(element); }
 
-    /// Removes and releases the elements one by one, in their order. What runs when one is released
-    /// finds it gone and the map sound, and may change the map, even empty it; what it inserts is
-    /// removed too. On return the map is empty.
+    /// Removes and releases all elements, and what is inserted meanwhile.
     /// Invalidates: nothing.
     void emptyAllBuckets() noexcept {
         while (this->members() != 0) {
@@ -117,8 +115,7 @@ class HashMap
 
     static bool inPlace(Element const& element, Element const* following) noexcept {
         return HashTable::hash(element) == hashOf(element.fwkKey()) &&
-               (!following ||
-                before(element, HashTable::hash(*following), following->fwkKey()));
+               (!following || before(element, HashTable::hash(*following), following->fwkKey()));
     }
 };
 

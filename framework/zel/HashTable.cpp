@@ -64,7 +64,7 @@ void HashTable::link(Member& member, U32 hash, Member* previous) noexcept {
 
 /// The link that points at the member; null when none of this table does.
 HashMember** HashTable::linkTo(Member const& member) const noexcept {
-    if (!member.linked_ || !chains_)
+    if (!chains_)
         return nullptr;
     Member** link = &chains_[bucket(member.hash_)];
     while (*link && *link != &member)
@@ -101,15 +101,11 @@ bool HashTable::replace(Member& old, Member& replacement) noexcept {
 
 bool HashTable::check() const noexcept {
     U32 seen = 0;
-    for (U32 i = 0; i < buckets(); ++i) {
-        Member const* previous = nullptr;
-        for (Member const* at = chains_[i]; at; previous = at, at = at->next_) {
+    for (U32 i = 0; i < buckets(); ++i)
+        for (Member const* at = chains_[i]; at; at = at->next_)
             // The count ends the chain even where the links lead back to a member already seen.
-            if (++seen > members_ || !at->linked_ || bucket(at->hash_) != i ||
-                (previous && at->hash_ < previous->hash_))
+            if (++seen > members_ || !at->linked_ || bucket(at->hash_) != i)
                 return false;
-        }
-    }
     return seen == members_ && (chains_ != nullptr) == (members_ != 0);
 }
 

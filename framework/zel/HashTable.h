@@ -21,7 +21,7 @@ class HashMember {
     friend struct MapTestAccess;
 
     HashMember* next_ = nullptr;
-    U32 hash_ = 0; // mixed; of no meaning while not linked
+    U32 hash_ = 0; // mixed; the last one while not linked
     bool linked_ = false;
 };
 
@@ -86,7 +86,7 @@ class VARNOL_API HashTable {
     /// the other does not stand in this table.
     bool replace(Member& old, Member& replacement) noexcept;
 
-    /// Whether links, buckets, the order of hashes and the count are as they ought to be.
+    /// Whether links, buckets and the count are as they ought to be. The order is the map's.
     bool check() const noexcept;
 
   private:

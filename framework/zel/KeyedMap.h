@@ -18,12 +18,15 @@ namespace Zel {
 /// What the intrusive maps have in common.
 ///
 /// Elements derive from the hook Core::Member, carry a key, `fwkKey() const`, that stays the same
-/// while they are members, and are counted; the map holds one reference to each. Every operation
-/// that fails its stated requirements is fatal. Comparing and hashing keys must not throw. One
-/// thread uses a map at a time.
+/// while they are members, and are counted; the map holds one reference to each. Comparing and
+/// hashing keys must not throw. One thread uses a map at a time.
 ///
 /// No change of a map invalidates a walk of it (see MapWalk). A raw pointer to an element is good
 /// for as long as the element is a member, or a reference to it is held.
+///
+/// A map is emptied, and destroyed, element by element, in their order. What runs when an element
+/// is released finds it gone and the map sound, and may change the map in any way, even empty it;
+/// what is inserted meanwhile is removed too.
 ///
 /// @tparam Map     the map proper. It offers its name; lookup() and firstFrom() for a key; and
 ///                 inPlace(), whether an element stands rightly before the next one, or last
@@ -57,7 +60,8 @@ template <class Map, class Core, class Element, class Key, class Entity> class K
 
     /// Puts an element that stands nowhere in the place of a member with the same key, which is
     /// returned with the reference that the map held.
-    /// Fatal when the one is null or linked, has another key, or the other is not a member.
+    /// Fatal when the one is null or linked, has another key, or the other is not a member (of
+    /// which an ordered map, to be done in constant time, cannot always tell).
     /// Invalidates: nothing.
     Ptr<Element> replaceMember(Element* old, Ptr<Element> const& replacement) noexcept {
         assertUnlinked(replacement);
@@ -116,9 +120,7 @@ template <class Map, class Core, class Element, class Key, class Entity> class K
 
     U32 version() const noexcept { return core_.version(); }
     Element* first() const noexcept { return elementOf(core_.first()); }
-    Element* next(Element const& element) const noexcept {
-        return elementOf(core_.next(element));
-    }
+    Element* next(Element const& element) const noexcept { return elementOf(core_.next(element)); }
     Element* firstAfter(Key const& key) const noexcept {
         Element* element = map().firstFrom(key);
         return element && element->fwkKey() == key ? next(*element) : element;

@@ -11,9 +11,10 @@ namespace Zel {
 ///
 /// The map may be changed in any way while it is walked, by the loop's body or by whatever runs
 /// when an element is released. The walk then finds its place again by the key of the element it
-/// stands on: no element that stays is skipped, and no key is visited twice, even one that was erased
-/// and inserted anew. What the body inserts ahead of the place is visited; what it inserts behind is
-/// not. An element is a member when the walk comes to it, and is held until the walk leaves it.
+/// stands on: no element that stays is skipped, and no key is visited twice, even one that was
+/// erased and inserted anew. What the body inserts ahead of the place is visited; what it inserts
+/// behind is not. An element is a member when the walk comes to it, and is held until the walk
+/// leaves it.
 ///
 /// Requires: the map outlives the walk; an element on which a walk stands keeps its key, even when
 /// it is no longer a member; less than 2^32 changes happen between two steps.

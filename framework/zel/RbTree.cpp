@@ -170,7 +170,8 @@ bool RbTree::check() const noexcept {
     U32 blacks = 0;
     if (root_) {
         seen = 1;
-        if (root_->red() || !root_->linked() || root_->parent() || !checkBelow(*root_, seen, blacks))
+        if (root_->red() || !root_->linked() || root_->parent() ||
+            !checkBelow(*root_, seen, blacks))
             return false;
     }
     return seen == members_;

@@ -10,8 +10,7 @@ namespace Zel {
 ///
 /// Lookups, insertions and removals take logarithmic time, and none allocates.
 template <class Element, class Key, class Entity>
-class RbTreeMap
-    : public KeyedMap<RbTreeMap<Element, Key, Entity>, RbTree, Element, Key, Entity> {
+class RbTreeMap : public KeyedMap<RbTreeMap<Element, Key, Entity>, RbTree, Element, Key, Entity> {
   public:
     RbTreeMap() noexcept = default;
     ~RbTreeMap() { emptyAll(); }
@@ -42,9 +41,7 @@ class RbTreeMap
     /// Invalidates: nothing.
     Ptr<Element> _memberDelG(Element* element) noexcept { return this->remove(element); }
 
-    /// Removes and releases the elements one by one, the first key first. What runs when one is
-    /// released finds it gone and the map sound, and may change the map, even empty it; what it
-    /// inserts is removed too. On return the map is empty.
+    /// Removes and releases all elements, and what is inserted meanwhile.
     /// Invalidates: nothing.
     void emptyAll() noexcept {
         while (Element* element = this->first())

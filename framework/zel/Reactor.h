@@ -127,13 +127,16 @@ class Reactor : public Object<Self, NotifieeConstOf<E>> {
         });
     }
 
-    /// Brings every collection of child reactors in line with the notifier.
+    /// Brings every collection of child reactors in line with the notifier. A handler that a child
+    /// runs may bind the reactor anew: goes on until the children are in line with the latest one.
     void resync() {
         forEachAttribute<E>([&](auto attribute) {
             if constexpr (requires { self().keeper(attribute); }) {
-                if (watched() && owner_) {
+                Zel::Ptr<E const> inLine;
+                while (watched() && watched() != inLine.ptr() && owner_) {
+                    inLine = this->notifier();
                     auto& keeper = self().keeper(attribute);
-                    keeper.children().resync(keeper, this->notifier());
+                    keeper.children().resync(keeper, inLine);
                 }
             }
         });

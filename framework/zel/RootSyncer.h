@@ -82,11 +82,13 @@ template <class Self, class E> class RootSyncer : public Object<Self, PtrInterfa
             source_ = newActive<typename Self::ZelSource>(source, &self());
     }
 
-    /// The first step of Self's destructor: no handler runs any more, every child is let go.
+    /// The first step of Self's destructor: no handler runs any more, every child is let go, and
+    /// then the reactor on the source.
     void tearDown() noexcept {
         self().zelDoZombieReactors(true);
         if constexpr (requires(Self & syncer) { syncer.children(); })
             self().children().release();
+        sourceDel();
     }
 
   private:

@@ -6,6 +6,8 @@
 #include <charconv>
 #include <mutex>
 #include <system_error>
+#include <type_traits>
+#include <utility>
 
 #include <unistd.h>
 
@@ -92,6 +94,7 @@ class TraceRegistry {
 namespace {
 
 constinit TraceRegistry registry;
+static_assert(std::is_trivially_destructible_v<TraceRegistry>);
 
 constinit std::mutex sinkMutex;
 constinit TraceSink currentSink;
