@@ -1,0 +1,57 @@
+#include "platform/kolvu/EthAddr.h"
+
+#include "framework/zel/Exception.h"
+#include "framework/zel/Trace.h"
+
+#include <charconv>
+
+namespace Kolvu {
+namespace {
+
+constexpr std::size_t textSize = 3 * EthAddr::wireOctets - 1;
+
+/// Reads "00:1c:73:0a:0b:0c"; false for a text of any other form.
+bool parsed(std::string_view text, EthAddr::Octets& octets) noexcept {
+    if (text.size() != textSize || (text[2] != ':' && text[2] != '-'))
+        return false;
+    for (std::size_t i = 0; i < octets.size(); ++i) {
+        const char* pair = text.data() + 3 * i;
+        const char* end = pair + 2;
+        if (i != 0 && pair[-1] != text[2])
+            return false;
+        const auto [stop, error] = std::from_chars(pair, end, octets[i], 16);
+        if (error != std::errc() || stop != end)
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+EthAddr EthAddr::parse(std::string_view text) {
+    EthAddr address;
+    if (!parsed(text, address.octets_)) {
+        Zel::throwRangeException(
+            Zel::String("\"")
+                .merge(text,
+                       "\" is not a MAC address (six pairs of hexadecimal digits, with colons "
+                       "or hyphens between them)")
+                .c_str());
+    }
+    return address;
+}
+
+Zel::TraceStream& operator<<(Zel::TraceStream& stream, EthAddr const& address) {
+    constexpr char digits[] = "0123456789abcdef";
+    char text[textSize + 1];
+    char* next = text;
+    for (U8 octet : address.octets_) {
+        *next++ = digits[octet >> 4];
+        *next++ = digits[octet & 0xf];
+        *next++ = ':';
+    }
+    text[textSize] = '\0';
+    return stream << static_cast<const char*>(text);
+}
+
+} // namespace Kolvu

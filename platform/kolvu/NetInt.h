@@ -1,0 +1,74 @@
+#pragma once
+
+#include "framework/zel/Api.h"
+#include "framework/zel/Int.h"
+
+#include <algorithm>
+#include <array>
+#include <concepts>
+#include <cstddef>
+#include <span>
+
+namespace Zel {
+class TraceStream;
+}
+
+namespace Kolvu {
+
+using Zel::U16;
+using Zel::U32;
+using Zel::U8;
+
+/// In decimal.
+VARNOL_API void traceNumber(Zel::TraceStream& stream, U32 number);
+
+/// An unsigned integer held in network octet order, most significant octet first, at any address.
+/// Converts from and to the host's integer by itself.
+template <std::unsigned_integral T> class NetInt {
+  public:
+    static constexpr std::size_t wireOctets = sizeof(T);
+    using Octets = std::array<U8, wireOctets>;
+
+    constexpr NetInt() noexcept = default;
+    constexpr NetInt(T host) noexcept {
+        for (std::size_t i = wireOctets; i-- > 0; host = static_cast<T>(host >> 8))
+            octets_[i] = static_cast<U8>(host);
+    }
+
+    constexpr operator T() const noexcept {
+        T host = 0;
+        for (U8 octet : octets_)
+            host = static_cast<T>(host << 8 | octet);
+        return host;
+    }
+    constexpr Octets const& octets() const noexcept { return octets_; }
+
+    constexpr NetInt& operator|=(T bits) noexcept { return *this = static_cast<T>(*this | bits); }
+    constexpr NetInt& operator&=(T bits) noexcept { return *this = static_cast<T>(*this & bits); }
+
+    friend Zel::TraceStream& operator<<(Zel::TraceStream& stream, NetInt number) {
+        traceNumber(stream, number);
+        return stream;
+    }
+
+    constexpr void encode(std::span<U8, wireOctets> to) const noexcept {
+        std::ranges::copy(octets_, to.begin());
+    }
+    static constexpr NetInt decode(std::span<U8 const, wireOctets> from) noexcept {
+        NetInt number;
+        std::ranges::copy(from, number.octets_.begin());
+        return number;
+    }
+
+  private:
+    Octets octets_{};
+};
+
+using NetU8 = NetInt<U8>;
+using NetU16 = NetInt<U16>;
+using NetU32 = NetInt<U32>;
+
+static_assert(sizeof(NetU16) == 2 && alignof(NetU16) == 1);
+static_assert(sizeof(NetU32) == 4 && alignof(NetU32) == 1);
+
+} // namespace Kolvu
