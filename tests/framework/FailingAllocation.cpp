@@ -1,0 +1,89 @@
+#include "tests/framework/FailingAllocation.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+thread_local std::size_t untilFailure = 0; // 0: none is to fail
+thread_local std::size_t allocations = 0;
+thread_local std::size_t deallocations = 0;
+
+void* allocate(std::size_t size, std::size_t alignment = 0) noexcept {
+    if (untilFailure != 0 && --untilFailure == 0)
+        return nullptr;
+    if (size == 0)
+        size = 1;
+    void* memory = nullptr;
+    if (alignment == 0)
+        memory = std::malloc(size);
+    else if (posix_memalign(&memory, alignment, size) != 0)
+        memory = nullptr;
+    if (memory)
+        ++allocations;
+    return memory;
+}
+
+void* allocateOrThrow(std::size_t size, std::size_t alignment = 0) {
+    if (void* memory = allocate(size, alignment))
+        return memory;
+    throw std::bad_alloc();
+}
+
+void deallocate(void* memory) noexcept {
+    if (memory)
+        ++deallocations;
+    std::free(memory);
+}
+
+constexpr std::size_t number(std::align_val_t alignment) {
+    return static_cast<std::size_t>(alignment);
+}
+
+} // namespace
+
+FailingAllocation::FailingAllocation(std::size_t n) noexcept { untilFailure = n; }
+
+FailingAllocation::~FailingAllocation() { untilFailure = 0; }
+
+bool FailingAllocation::happened() const noexcept { return untilFailure == 0; }
+
+std::size_t FailingAllocation::made() noexcept { return allocations; }
+
+std::ptrdiff_t FailingAllocation::outstanding() noexcept {
+    return static_cast<std::ptrdiff_t>(allocations - deallocations);
+}
+
+void* operator new(std::size_t size) { return allocateOrThrow(size); }
+void* operator new[](std::size_t size) { return allocateOrThrow(size); }
+void* operator new(std::size_t size, std::nothrow_t const&) noexcept { return allocate(size); }
+void* operator new[](std::size_t size, std::nothrow_t const&) noexcept { return allocate(size); }
+void* operator new(std::size_t size, std::align_val_t alignment) {
+    return allocateOrThrow(size, number(alignment));
+}
+void* operator new[](std::size_t size, std::align_val_t alignment) {
+    return allocateOrThrow(size, number(alignment));
+}
+void* operator new(std::size_t size, std::align_val_t alignment, std::nothrow_t const&) noexcept {
+    return allocate(size, number(alignment));
+}
+void* operator new[](std::size_t size, std::align_val_t alignment, std::nothrow_t const&) noexcept {
+    return allocate(size, number(alignment));
+}
+
+void operator delete(void* memory) noexcept { deallocate(memory); }
+void operator delete[](void* memory) noexcept { deallocate(memory); }
+void operator delete(void* memory, std::size_t) noexcept { deallocate(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { deallocate(memory); }
+void operator delete(void* memory, std::nothrow_t const&) noexcept { deallocate(memory); }
+void operator delete[](void* memory, std::nothrow_t const&) noexcept { deallocate(memory); }
+void operator delete(void* memory, std::align_val_t) noexcept { deallocate(memory); }
+void operator delete[](void* memory, std::align_val_t) noexcept { deallocate(memory); }
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { deallocate(memory); }
+void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept { deallocate(memory); }
+void operator delete(void* memory, std::align_val_t, std::nothrow_t const&) noexcept {
+    deallocate(memory);
+}
+void operator delete[](void* memory, std::align_val_t, std::nothrow_t const&) noexcept {
+    deallocate(memory);
+}

@@ -1,0 +1,775 @@
+#include "framework/fennic/BlockTimer.h"
+#include "framework/fennic/MsgDesc.h"
+#include "framework/fennic/TraceFile.h"
+
+#include "framework/zel/Exception.h"
+#include "tests/framework/FailingAllocation.h"
+#include "tests/framework/TraceReader.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <memory>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using Fennic::BlockPlace;
+using Fennic::BlockRecord;
+using Fennic::BlockTimerSelf;
+using Fennic::MessageId;
+using Fennic::monotonicTime;
+using Fennic::MsgDesc;
+using Fennic::TraceFile;
+using Fennic::U32;
+using Fennic::U64;
+using Texts = std::vector<std::string>;
+
+/// Memory of exactly that size, filled with something that is no trace.
+class Memory {
+  public:
+    explicit Memory(std::size_t size)
+        : words_(std::make_unique<U64[]>(size / sizeof(U64)))
+        , octets_(std::as_writable_bytes(std::span(words_.get(), size / sizeof(U64)))) {
+        std::ranges::fill(octets_, std::byte{0xa5});
+    }
+    std::span<std::byte> octets() const { return octets_; }
+    std::vector<std::byte> copy() const { return {octets_.begin(), octets_.end()}; }
+    TraceReader read() const { return TraceReader(octets_); }
+
+    /// The record at a place of the ring, for disturbing it.
+    BlockRecord& record(std::size_t place) const {
+        return *reinterpret_cast<BlockRecord*>(octets_.data() + read().header().ringOffset +
+                                               place * sizeof(BlockRecord));
+    }
+
+  private:
+    std::unique_ptr<U64[]> words_;
+    std::span<std::byte> octets_;
+};
+
+/// The default file, writing into memory for as long as this lives.
+class DefaultFileOn {
+  public:
+    explicit DefaultFileOn(Memory const& memory) {
+        Fennic::defaultTraceFile().memoryIs(memory.octets());
+    }
+    DefaultFileOn(DefaultFileOn const&) = delete;
+    DefaultFileOn& operator=(DefaultFileOn const&) = delete;
+    ~DefaultFileOn() { Fennic::defaultTraceFile().memoryIs({}); }
+};
+
+void describe(TraceFile& file, MessageId& messageId, std::string_view text) {
+    MsgDesc message(file, &messageId, "FennicTest.cpp", 1);
+    message << text;
+    message.finish();
+}
+
+// Memory
+
+TEST(TraceFile, IsOffUntilMemoryIsAttached) {
+    const Memory memory(4096);
+    TraceFile file;
+    EXPECT_FALSE(file.isOn());
+    file.memoryIs(memory.octets());
+    EXPECT_TRUE(file.isOn());
+    file.memoryIs({});
+    EXPECT_FALSE(file.isOn());
+    file.memoryIs({});
+    EXPECT_FALSE(file.isOn());
+    file.memoryIs(memory.octets());
+    file.memoryIs(memory.octets().first(0));
+    EXPECT_FALSE(file.isOn());
+    file.memoryIs(memory.octets());
+    file.memoryIs({static_cast<std::byte*>(nullptr), 4096});
+    EXPECT_FALSE(file.isOn());
+}
+
+TEST(TraceFile, RefusesMemoryThatIsTooSmallOrMisalignedAndNamesTheMinimum) {
+    const Memory memory(8192);
+    TraceFile file;
+    file.memoryIs(memory.octets().last(4096));
+    const std::vector<std::byte> before = memory.copy();
+    try {
+        file.memoryIs(memory.octets().first(4095));
+        ADD_FAILURE();
+    } catch (Zel::RangeException const& refused) {
+        EXPECT_STREQ(refused.what(),
+                     "memory for a trace file has to be 4096 octets or more, aligned to 8: given "
+                     "were 4095");
+    }
+    EXPECT_THROW(file.memoryIs(memory.octets().subspan(4, 4096)), Zel::RangeException);
+    EXPECT_THROW(file.memoryIs(memory.octets().first(1)), Zel::RangeException);
+    EXPECT_EQ(memory.copy(), before);
+    EXPECT_TRUE(file.isOn());
+}
+
+TEST(TraceFile, TheHeaderTellsHowTheMemoryIsLaidOut) {
+    for (std::size_t size : {std::size_t{4096}, std::size_t{4104}, std::size_t{1} << 20}) {
+        const Memory memory(size);
+        TraceFile file;
+        const U64 before = monotonicTime();
+        file.memoryIs(memory.octets());
+        const U64 after = monotonicTime();
+
+        const Fennic::FileHeader header = memory.read().header();
+        EXPECT_EQ(std::string(header.magic, 8), "FENNIC\r\n");
+        EXPECT_EQ(header.orderMark, 0x01020304u);
+        EXPECT_EQ(header.version, 1u);
+        EXPECT_EQ(header.headerSize, 128u);
+        EXPECT_EQ(header.clock, 1u);
+        EXPECT_EQ(header.memorySize, size);
+        EXPECT_EQ(header.descriptorsOffset, 128u);
+        EXPECT_EQ(header.descriptorsSize, std::min<std::size_t>(size / 4, 65536) / 8 * 8);
+        EXPECT_EQ(header.ringOffset, 128u + header.descriptorsSize);
+        EXPECT_EQ(header.recordSize, 32u);
+        EXPECT_EQ(header.ringCapacity, (size - header.ringOffset) / 32);
+        EXPECT_EQ(header.nextSequence, 1u);
+        EXPECT_EQ(header.lostRecords, 0u);
+        EXPECT_EQ(header.descriptorCount, 1u);
+        EXPECT_EQ(header.descriptorsMissing, 0u);
+        EXPECT_GE(header.attachedAt, before);
+        EXPECT_LE(header.attachedAt, after);
+        EXPECT_GT(header.attachedAtRealtime, U64{1'600'000'000'000'000'000});
+        EXPECT_EQ(header.processId, static_cast<U32>(::getpid()));
+        EXPECT_TRUE(std::ranges::all_of(header.reserved, [](U32 word) { return word == 0; }));
+    }
+}
+
+TEST(TraceFile, AttachingTheSameMemoryAgainBeginsAnew) {
+    const Memory memory(4096);
+    TraceFile file;
+    MessageId messageId{0};
+    file.memoryIs(memory.octets());
+    describe(file, messageId, "kept");
+    file.blockIs(messageId, 1);
+    file.memoryIs(memory.octets());
+    EXPECT_EQ(memory.read().records().size(), 0u);
+    ASSERT_EQ(memory.read().messages().size(), 2u);
+    file.blockIs(messageId, 2);
+    EXPECT_EQ(memory.read().texts(), Texts{"kept"});
+    EXPECT_EQ(memory.read().records()[0].sequence, 1u);
+}
+
+TEST(TraceFile, AttachingOtherMemoryTakesAllMessagesAlong) {
+    const Memory first(4096);
+    const Memory second(8192);
+    TraceFile file;
+    MessageId offId{0};
+    MessageId onId{0};
+    describe(file, offId, "described while off");
+    file.memoryIs(first.octets());
+    describe(file, onId, "described while on");
+    file.blockIs(offId, 1);
+    const std::vector<std::byte> before = first.copy();
+
+    file.memoryIs(second.octets());
+    file.blockIs(onId, 2);
+    file.blockIs(offId, 3);
+    EXPECT_EQ(first.copy(), before);
+    EXPECT_EQ(first.read().texts(), Texts{"described while off"});
+    EXPECT_EQ(second.read().texts(), (Texts{"described while on", "described while off"}));
+    EXPECT_EQ(second.read().messages().size(), 3u);
+}
+
+TEST(TraceFile, AMessageWithoutRoomIsRecordedAsSuchAndCounted) {
+    const Memory small(4096);
+    TraceFile file;
+    file.memoryIs(small.octets());
+    std::vector<MessageId> ids(20);
+    for (std::size_t i = 0; i < ids.size(); ++i)
+        describe(file, ids[i], std::string(100, static_cast<char>('a' + i)));
+    for (MessageId const& id : ids)
+        file.blockIs(id, 1);
+
+    const TraceReader reader = small.read();
+    const std::size_t written = reader.messages().size() - 1;
+    EXPECT_GT(written, 4u);
+    EXPECT_LT(written, ids.size());
+    EXPECT_EQ(reader.header().descriptorsMissing, ids.size() - written);
+    ASSERT_EQ(reader.records().size(), ids.size());
+    for (std::size_t i = 0; i < ids.size(); ++i) {
+        EXPECT_EQ(reader.text(reader.records()[i]),
+                  i < written ? std::string(100, static_cast<char>('a' + i))
+                              : "(no room for the descriptor)");
+    }
+
+    // A shorter one that would fit does not overtake: identifiers below the count are described.
+    MessageId shortId{0};
+    describe(file, shortId, "s");
+    EXPECT_EQ(small.read().messages().size(), written + 1);
+    EXPECT_EQ(small.read().header().descriptorsMissing, ids.size() - written + 1);
+
+    const Memory large(65536);
+    file.memoryIs(large.octets());
+    for (MessageId const& id : ids)
+        file.blockIs(id, 1);
+    file.blockIs(shortId, 1);
+    ASSERT_EQ(large.read().records().size(), ids.size() + 1);
+    EXPECT_EQ(large.read().header().descriptorsMissing, 0u);
+    for (std::size_t i = 0; i < ids.size(); ++i)
+        EXPECT_EQ(large.read().texts()[i], std::string(100, static_cast<char>('a' + i)));
+    EXPECT_EQ(large.read().texts().back(), "s");
+}
+
+// Messages
+
+TEST(MsgDesc, ComposesTheTextAndRegistersItWithFinish) {
+    const Memory memory(4096);
+    TraceFile file;
+    file.memoryIs(memory.octets());
+    MessageId messageId{0};
+    {
+        MsgDesc message(file, &messageId, "StpTxStatusSyncer.cpp", 212);
+        message << "Varnol::TxStatusToRxSyncer::handleTxMstStatus" << Zel::String("():") << 212u;
+        EXPECT_EQ(memory.read().messages().size(), 1u);
+        EXPECT_EQ(messageId, 0u);
+        message.finish();
+        EXPECT_EQ(messageId, 1u);
+    }
+    ASSERT_EQ(memory.read().messages().size(), 2u);
+    EXPECT_EQ(memory.read().messages()[1].text,
+              "Varnol::TxStatusToRxSyncer::handleTxMstStatus():212");
+    EXPECT_EQ(memory.read().messages()[1].sourceFileName, "StpTxStatusSyncer.cpp");
+    EXPECT_EQ(memory.read().messages()[1].line, 212u);
+}
+
+TEST(MsgDesc, RegistersNothingWithoutFinish) {
+    const Memory memory(4096);
+    TraceFile file;
+    file.memoryIs(memory.octets());
+    MessageId messageId{0};
+    {
+        MsgDesc message(file, &messageId, "File.cpp", 1);
+        message << "abandoned";
+    }
+    EXPECT_EQ(messageId, 0u);
+    EXPECT_EQ(memory.read().messages().size(), 1u);
+}
+
+TEST(MsgDesc, AMessageThatHasAnIdentifierIsNotRegisteredAgain) {
+    const Memory memory(4096);
+    TraceFile file;
+    file.memoryIs(memory.octets());
+    MessageId messageId{0};
+    describe(file, messageId, "first");
+    describe(file, messageId, "again");
+    EXPECT_EQ(messageId, 1u);
+    ASSERT_EQ(memory.read().messages().size(), 2u);
+    EXPECT_EQ(memory.read().messages()[1].text, "first");
+}
+
+// Records
+
+TEST(BlockTimer, LeavesOneRecordWithTheTimesOfEntryAndExit) {
+    const Memory memory(4096);
+    TraceFile file;
+    MessageId messageId{0};
+    describe(file, messageId, "block");
+    file.memoryIs(memory.octets());
+    const U64 before = monotonicTime();
+    U64 within = 0;
+    {
+        const BlockTimerSelf timer(file, messageId);
+        within = monotonicTime();
+        EXPECT_EQ(memory.read().records().size(), 0u);
+    }
+    const U64 after = monotonicTime();
+    ASSERT_EQ(memory.read().records().size(), 1u);
+    const BlockRecord record = memory.read().records()[0];
+    EXPECT_EQ(record.sequence, 1u);
+    EXPECT_EQ(record.messageId, messageId);
+    EXPECT_EQ(record.reserved, 0u);
+    EXPECT_LE(before, record.begin);
+    EXPECT_LE(record.begin, within);
+    EXPECT_LE(within, record.end);
+    EXPECT_LE(record.end, after);
+}
+
+TEST(BlockTimer, AnInnerBlockIsRecordedFirstAndLiesWithinTheOuter) {
+    const Memory memory(4096);
+    TraceFile file;
+    MessageId outerId{0};
+    MessageId innerId{0};
+    describe(file, outerId, "outer");
+    describe(file, innerId, "inner");
+    file.memoryIs(memory.octets());
+    {
+        const BlockTimerSelf outer(file, outerId);
+        const BlockTimerSelf inner(file, innerId);
+    }
+    EXPECT_EQ(memory.read().texts(), (Texts{"inner", "outer"}));
+    const std::vector<BlockRecord> records = memory.read().records();
+    EXPECT_LE(records[1].begin, records[0].begin);
+    EXPECT_LE(records[0].end, records[1].end);
+}
+
+TEST(BlockTimer, ABlockLeftByAnExceptionIsRecorded) {
+    const Memory memory(4096);
+    TraceFile file;
+    file.memoryIs(memory.octets());
+    MessageId messageId{0};
+    describe(file, messageId, "thrown out of");
+    const auto block = [&] {
+        const BlockTimerSelf timer(file, messageId);
+        throw std::runtime_error("left");
+    };
+    EXPECT_THROW(block(), std::runtime_error);
+    EXPECT_EQ(memory.read().texts(), Texts{"thrown out of"});
+}
+
+TEST(BlockTimer, ABlockEnteredWhileOffIsNotRecorded) {
+    const Memory memory(4096);
+    TraceFile file;
+    MessageId messageId{0};
+    describe(file, messageId, "block");
+    {
+        const BlockTimerSelf timer(file, messageId);
+        file.memoryIs(memory.octets());
+    }
+    EXPECT_EQ(memory.read().records().size(), 0u);
+}
+
+TEST(BlockTimer, ABlockThatEndsAfterDetachingTouchesNoMemory) {
+    const Memory memory(4096);
+    TraceFile file;
+    MessageId messageId{0};
+    describe(file, messageId, "block");
+    void* page = ::mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(page, MAP_FAILED);
+    std::vector<std::byte> detached;
+    {
+        file.memoryIs(memory.octets());
+        const BlockTimerSelf first(file, messageId);
+        file.memoryIs({static_cast<std::byte*>(page), 4096});
+        const BlockTimerSelf second(file, messageId);
+        file.memoryIs({});
+        detached = memory.copy();
+        ASSERT_EQ(::munmap(page, 4096), 0);
+    }
+    EXPECT_EQ(memory.copy(), detached);
+}
+
+TEST(BlockTimer, ABlockThatEndsWithOtherMemoryIsRecordedThere) {
+    const Memory first(4096);
+    const Memory second(4096);
+    TraceFile file;
+    MessageId messageId{0};
+    describe(file, messageId, "moved");
+    file.memoryIs(first.octets());
+    {
+        const BlockTimerSelf timer(file, messageId);
+        file.memoryIs(second.octets());
+    }
+    EXPECT_EQ(first.read().texts(), Texts{});
+    ASSERT_EQ(second.read().texts(), Texts{"moved"});
+    EXPECT_LE(second.read().records()[0].begin, second.read().header().attachedAt);
+}
+
+TEST(BlockTimer, ABlockWithoutADescriptionIsRecordedAsSuch) {
+    const Memory memory(4096);
+    TraceFile file;
+    file.memoryIs(memory.octets());
+    const MessageId messageId{0};
+    { const BlockTimerSelf timer(file, messageId); }
+    EXPECT_EQ(memory.read().texts(), Texts{"(no room for the descriptor)"});
+}
+
+TEST(BlockTimer, NeitherARecordNorABlockWhileOffAllocates) {
+    const Memory memory(4096);
+    TraceFile file;
+    BlockPlace place{"void V::S::aFunctionOfALongName(int) const", "File.cpp", 1};
+    const std::size_t before = FailingAllocation::made();
+    for (unsigned i = 0; i < 100; ++i)
+        const BlockTimerSelf timer(file, place);
+    EXPECT_EQ(FailingAllocation::made(), before);
+
+    file.memoryIs(memory.octets());
+    { const BlockTimerSelf timer(file, place); }
+    const std::size_t described = FailingAllocation::made();
+    EXPECT_GT(described, before);
+    for (unsigned i = 0; i < 1000; ++i)
+        const BlockTimerSelf timer(file, place);
+    EXPECT_EQ(FailingAllocation::made(), described);
+    EXPECT_EQ(memory.read().header().nextSequence, 1002u);
+}
+
+TEST(TraceFile, ANewRoundOfTheRingReplacesTheOldestRecords) {
+    const Memory memory(4096);
+    TraceFile file;
+    file.memoryIs(memory.octets());
+    MessageId messageId{0};
+    const U64 capacity = memory.read().header().ringCapacity;
+    for (U64 count : {capacity - 1, capacity, capacity + 1, 3 * capacity + 7}) {
+        while (memory.read().header().nextSequence <= count)
+            file.blockIs(messageId, memory.read().header().nextSequence);
+        const std::vector<BlockRecord> records = memory.read().records();
+        ASSERT_EQ(records.size(), std::min(count, capacity));
+        for (std::size_t i = 0; i < records.size(); ++i) {
+            EXPECT_EQ(records[i].sequence, count - records.size() + 1 + i);
+            EXPECT_EQ(records[i].begin, records[i].sequence);
+        }
+    }
+    EXPECT_EQ(memory.read().header().lostRecords, 0u);
+}
+
+TEST(TraceFile, ARecordThatWasBeingWrittenIsNotValid) {
+    const Memory memory(4096);
+    TraceFile file;
+    file.memoryIs(memory.octets());
+    MessageId messageId{0};
+    for (U64 begin = 1; begin <= 3; ++begin)
+        file.blockIs(messageId, begin);
+    memory.record(1).sequence |= BlockRecord::beingWritten;
+    const std::vector<BlockRecord> records = memory.read().records();
+    ASSERT_EQ(records.size(), 2u);
+    EXPECT_EQ(records[0].sequence, 1u);
+    EXPECT_EQ(records[1].sequence, 3u);
+}
+
+TEST(TraceFile, ARecordThatAnotherThreadIsWritingIsLeftAloneAndTheNewOneCountedAsLost) {
+    const Memory memory(4096);
+    TraceFile file;
+    file.memoryIs(memory.octets());
+    MessageId messageId{0};
+    const U64 capacity = memory.read().header().ringCapacity;
+    for (U64 begin = 1; begin <= capacity; ++begin)
+        file.blockIs(messageId, begin);
+    BlockRecord* const ring = &memory.record(0);
+    ring[0].sequence |= BlockRecord::beingWritten;
+    ring[1].sequence += 4 * capacity; // another thread was faster, by rounds
+    ring[1].begin = 4711;
+    for (U64 begin = 1; begin <= 3; ++begin)
+        file.blockIs(messageId, 1000 + begin);
+
+    EXPECT_EQ(ring[0].sequence, 1 | BlockRecord::beingWritten);
+    EXPECT_EQ(ring[0].begin, 1u);
+    EXPECT_EQ(ring[1].sequence, 2 + 4 * capacity);
+    EXPECT_EQ(ring[1].begin, 4711u);
+    EXPECT_EQ(ring[2].sequence, capacity + 3);
+    EXPECT_EQ(ring[2].begin, 1003u);
+    ring[1].sequence = 2;
+    EXPECT_EQ(memory.read().header().lostRecords, 2u);
+    EXPECT_EQ(memory.read().header().nextSequence, capacity + 4);
+}
+
+// Places
+
+TEST(BlockPlace, IsDescribedWithItsFirstBlockWhileOn) {
+    const Memory memory(4096);
+    TraceFile file;
+    BlockPlace place{"void V::S::f(int) const", "File.cpp", 42};
+    { const BlockTimerSelf timer(file, place); }
+    EXPECT_EQ(place.messageId, 0u);
+    file.memoryIs(memory.octets());
+    EXPECT_EQ(memory.read().messages().size(), 1u);
+    for (unsigned i = 0; i < 3; ++i)
+        const BlockTimerSelf timer(file, place);
+    ASSERT_EQ(memory.read().messages().size(), 2u);
+    EXPECT_EQ(memory.read().messages()[1].text, "V::S::f():42");
+    EXPECT_EQ(memory.read().messages()[1].sourceFileName, "File.cpp");
+    EXPECT_EQ(memory.read().messages()[1].line, 42u);
+    EXPECT_EQ(memory.read().texts(), (Texts{3, "V::S::f():42"}));
+}
+
+TEST(BlockPlace, ThatCannotBeDescribedForLackOfMemoryIsDescribedLater) {
+    const Memory memory(4096);
+    TraceFile file;
+    file.memoryIs(memory.octets());
+    BlockPlace place{"void V::S::aFunctionOfALongName(int) const", "File.cpp", 42};
+    // The text, its growth, the list of messages, and so on: each may be what fails.
+    std::size_t failures = 0;
+    for (bool failed = true; failed; ++failures) {
+        const FailingAllocation failure(failures + 1);
+        { const BlockTimerSelf timer(file, place); }
+        failed = failure.happened();
+        EXPECT_EQ(place.messageId == 0, failed);
+        ASSERT_LT(failures, 20u);
+    }
+    EXPECT_GT(failures, 2u);
+    const Texts texts = memory.read().texts();
+    ASSERT_EQ(texts.size(), failures);
+    EXPECT_EQ(texts.back(), "V::S::aFunctionOfALongName():42");
+    EXPECT_EQ(std::ranges::count(texts, texts.front()), failures - 1);
+    EXPECT_EQ(memory.read().messages().size(), 2u);
+}
+
+unsigned freeFunction(Zel::String const&) {
+    // clang-format off
+    FENNIC_BLOCK_TIMER(); return __LINE__;
+    // clang-format on
+}
+
+struct Syncer {
+    struct Source {
+        unsigned handle(unsigned key) const {
+            FENNIC_BLOCK_TIMER();
+            return key == 0 ? 0 : handle(key - 1);
+        }
+    };
+    template <class Key> void of(Key const&) { FENNIC_BLOCK_TIMER(); }
+    void nested() {
+        FENNIC_BLOCK_TIMER();
+        const auto each = [] { FENNIC_BLOCK_TIMER(); };
+        each();
+    }
+};
+
+TEST(FennicBlockTimer, WritesTheFunctionsNameAndLineToTheDefaultFile) {
+    const Memory memory(65536);
+    unsigned line = freeFunction("off");
+    EXPECT_EQ(Syncer::Source().handle(0), 0u);
+    const DefaultFileOn on(memory);
+    line = freeFunction("on");
+    Syncer::Source().handle(2);
+    Syncer().of(1);
+    Syncer().nested();
+
+#if defined(__clang__)
+    const std::string scope = "(anonymous namespace)::";
+    const std::string lambda = "()::(anonymous class)::operator()";
+#else
+    const std::string scope = "{anonymous}::";
+    const std::string lambda = "()::<lambda()>";
+#endif
+    const Texts texts = memory.read().texts();
+    ASSERT_EQ(texts.size(), 7u);
+    EXPECT_EQ(texts[0], scope + "freeFunction():" + std::to_string(line));
+    EXPECT_TRUE(texts[1].starts_with(scope + "Syncer::Source::handle():")) << texts[1];
+    EXPECT_EQ(texts[2], texts[1]);
+    EXPECT_EQ(texts[3], texts[1]);
+    EXPECT_TRUE(texts[4].starts_with(scope + "Syncer::of():")) << texts[4];
+    EXPECT_TRUE(texts[5].starts_with(scope + "Syncer::nested" + lambda + "():")) << texts[5];
+    EXPECT_TRUE(texts[6].starts_with(scope + "Syncer::nested():")) << texts[6];
+
+    const auto messages = memory.read().messages();
+    EXPECT_EQ(std::ranges::count(messages, texts[1], &TraceReader::Message::text), 1);
+    const auto message = std::ranges::find(messages, texts[0], &TraceReader::Message::text);
+    EXPECT_EQ(message->sourceFileName, "FennicTest.cpp");
+    EXPECT_EQ(message->line, line);
+}
+
+TEST(FennicBlockTimer, EachInstanceOfATemplateIsAPlaceOfItsOwn) {
+    const Memory memory(65536);
+    const DefaultFileOn on(memory);
+    Syncer().of(1u);
+    Syncer().of('x');
+    const auto records = memory.read().records();
+    ASSERT_EQ(records.size(), 2u);
+    EXPECT_NE(records[0].messageId, records[1].messageId);
+}
+
+// Processes and threads
+
+TEST(TraceFile, AMappedFileIsReadableAfterItsProcessWasKilled) {
+    constexpr std::size_t size = 65536;
+    std::FILE* const storage = std::tmpfile();
+    ASSERT_NE(storage, nullptr);
+    ASSERT_EQ(::ftruncate(::fileno(storage), size), 0);
+    void* const mapped =
+        ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, ::fileno(storage), 0);
+    ASSERT_NE(mapped, MAP_FAILED);
+    int ready[2];
+    ASSERT_EQ(::pipe(ready), 0);
+
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        TraceFile file;
+        file.memoryIs({static_cast<std::byte*>(mapped), size});
+        BlockPlace place{"void V::S::handle(int)", "File.cpp", 42};
+        for (U64 round = 0;; ++round) {
+            { const BlockTimerSelf timer(file, place); }
+            if (round == 5000 && ::write(ready[1], "r", 1) != 1)
+                ::_exit(1);
+        }
+    }
+    ::close(ready[1]);
+    char octet = 0;
+    EXPECT_EQ(::read(ready[0], &octet, 1), 1);
+    ::close(ready[0]);
+    EXPECT_EQ(::kill(child, SIGKILL), 0);
+    int status = 0;
+    while (::waitpid(child, &status, 0) < 0)
+        ASSERT_EQ(errno, EINTR);
+    ASSERT_TRUE(WIFSIGNALED(status));
+    ASSERT_EQ(::munmap(mapped, size), 0);
+
+    // As another program would: from the file, by its own mapping.
+    void* const read = ::mmap(nullptr, size, PROT_READ, MAP_SHARED, ::fileno(storage), 0);
+    ASSERT_NE(read, MAP_FAILED);
+    const TraceReader reader({static_cast<const std::byte*>(read), size});
+    ASSERT_EQ(::munmap(read, size), 0);
+    std::fclose(storage);
+
+    EXPECT_EQ(reader.header().processId, static_cast<U32>(child));
+    EXPECT_GT(reader.header().nextSequence, 5000u);
+    // All places of the ring are valid, but for one that the child may have been writing.
+    std::vector<BlockRecord> const& records = reader.records();
+    EXPECT_GE(records.size(), reader.header().ringCapacity - 1);
+    EXPECT_GE(records.back().sequence, reader.header().nextSequence - 2);
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        EXPECT_EQ(reader.text(records[i]), "V::S::handle():42");
+        EXPECT_LE(records[i].begin, records[i].end);
+        if (i > 0) {
+            EXPECT_EQ(records[i].sequence, records[i - 1].sequence + 1);
+            EXPECT_LE(records[i - 1].end, records[i].begin);
+        }
+    }
+}
+
+TEST(TraceFile, TwoThreadsWriteEveryRecordOnceAndWhole) {
+    constexpr U64 each = 2000;
+    const Memory memory(256 * 1024);
+    TraceFile file;
+    file.memoryIs(memory.octets());
+    MessageId ids[2]{{0}, {0}};
+    const auto work = [&](unsigned thread) {
+        describe(file, ids[thread], thread == 0 ? "even" : "odd");
+        for (U64 i = 1; i <= each; ++i)
+            file.blockIs(ids[thread], 2 * i + thread);
+    };
+    std::thread first(work, 0u);
+    std::thread second(work, 1u);
+    first.join();
+    second.join();
+
+    const TraceReader reader = memory.read();
+    ASSERT_EQ(reader.records().size(), 2 * each);
+    EXPECT_EQ(reader.header().lostRecords, 0u);
+    U64 next[2] = {2, 3};
+    U64 sequence = 0;
+    for (BlockRecord const& record : reader.records()) {
+        EXPECT_EQ(record.sequence, ++sequence);
+        const unsigned thread = record.begin % 2;
+        EXPECT_EQ(reader.text(record), thread == 0 ? "even" : "odd");
+        EXPECT_EQ(record.begin, next[thread]);
+        next[thread] += 2;
+    }
+}
+
+TEST(TraceFile, TwoThreadsInASmallRingMixNoRecords) {
+    const Memory memory(4096);
+    TraceFile file;
+    file.memoryIs(memory.octets());
+    MessageId ids[2]{{0}, {0}};
+    describe(file, ids[0], "even");
+    describe(file, ids[1], "odd");
+    const auto work = [&](unsigned thread) {
+        for (U64 i = 1; i <= 20000; ++i)
+            file.blockIs(ids[thread], 2 * i + thread);
+    };
+    std::thread first(work, 0u);
+    std::thread second(work, 1u);
+    first.join();
+    second.join();
+
+    const TraceReader reader = memory.read();
+    EXPECT_EQ(reader.header().nextSequence, 40001u);
+    EXPECT_EQ(reader.records().size(), reader.header().ringCapacity);
+    for (BlockRecord const& record : reader.records())
+        EXPECT_EQ(reader.text(record), record.begin % 2 == 0 ? "even" : "odd");
+    // What is missing of the latest round was lost, not forgotten.
+    const U64 oldest = 40000 - reader.header().ringCapacity;
+    const auto missing =
+        std::ranges::count_if(reader.records(), [&](auto& r) { return r.sequence <= oldest; });
+    EXPECT_LE(static_cast<U64>(missing), reader.header().lostRecords);
+}
+
+TEST(TraceFile, ARecordTakenFromALivingRingIsWhole) {
+    const Memory memory(4096);
+    TraceFile file;
+    file.memoryIs(memory.octets());
+    MessageId messageId{0};
+    const U64 capacity = memory.read().header().ringCapacity;
+    BlockRecord* const ring = &memory.record(0);
+    auto& header = *reinterpret_cast<Fennic::FileHeader*>(memory.octets().data());
+    std::atomic<bool> stop{false};
+    std::thread writer([&] {
+        for (U64 sequence = 1; !stop.load(std::memory_order_relaxed); ++sequence)
+            file.blockIs(messageId, sequence);
+    });
+
+    // The record that is written next, or being written, read by the rule of the format.
+    U64 taken = 0;
+    for (unsigned round = 0; round < 200'000 || taken == 0; ++round) {
+        const U64 next = std::atomic_ref(header.nextSequence).load(std::memory_order_relaxed);
+        BlockRecord& record = ring[(next - 1) % capacity];
+        const U64 before = std::atomic_ref(record.sequence).load(std::memory_order_acquire);
+        const U64 begin = std::atomic_ref(record.begin).load(std::memory_order_acquire);
+        const U64 after = std::atomic_ref(record.sequence).load(std::memory_order_acquire);
+        if (before != after || before == 0 || (before & BlockRecord::beingWritten) != 0)
+            continue;
+        ++taken;
+        if (begin != before) {
+            ADD_FAILURE() << "record " << before << " with the content of " << begin;
+            break;
+        }
+    }
+    stop = true;
+    writer.join();
+}
+
+TEST(TraceFile, MemoryMayBeTakenAwayWhileThreadsWrite) {
+    TraceFile file;
+    BlockPlace place{"void f()", "File.cpp", 1};
+    std::atomic<bool> stop{false};
+    const auto work = [&] {
+        while (!stop.load(std::memory_order_relaxed))
+            const BlockTimerSelf timer(file, place);
+    };
+    std::thread first(work);
+    std::thread second(work);
+    U64 written = 0;
+    std::unique_ptr<Memory> former;
+    for (unsigned round = 0; round < 100 || written == 0; ++round) {
+        auto memory = std::make_unique<Memory>(4096);
+        if (round % 3 == 0)
+            file.memoryIs({});
+        file.memoryIs(memory->octets());
+        if (former) {
+            const std::vector<std::byte> left = former->copy();
+            const TraceReader reader(left);
+            written += reader.records().size();
+            for (BlockRecord const& record : reader.records())
+                ASSERT_EQ(reader.text(record), "f():1");
+            std::this_thread::yield();
+            ASSERT_EQ(former->copy(), left);
+        }
+        former = std::move(memory);
+    }
+    file.memoryIs({});
+    stop = true;
+    first.join();
+    second.join();
+}
+
+TEST(BlockPlace, IsDescribedOnceByTwoThreads) {
+    for (unsigned round = 0; round < 50; ++round) {
+        const Memory memory(4096);
+        TraceFile file;
+        file.memoryIs(memory.octets());
+        BlockPlace place{"void f()", "File.cpp", 1};
+        const auto work = [&] { const BlockTimerSelf timer(file, place); };
+        std::thread first(work);
+        std::thread second(work);
+        first.join();
+        second.join();
+        EXPECT_EQ(memory.read().messages().size(), 2u);
+        EXPECT_EQ(memory.read().texts(), (Texts{2, "f():1"}));
+    }
+}
+
+} // namespace

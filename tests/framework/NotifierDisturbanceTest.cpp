@@ -1,0 +1,1055 @@
+#include "framework/zel/Declare.h"
+#include "framework/zel/Notifiee.h"
+#include "tests/framework/ToyModel.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <cstddef>
+#include <cstdio>
+#include <functional>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+using Toy::Item;
+using Toy::Log;
+using Toy::Recorder;
+using Zel::AttributeId;
+using Zel::NotifieeList;
+using Zel::Ptr;
+
+namespace {
+
+constexpr unsigned reactorCount = 8;
+constexpr unsigned entityCount = 2;
+
+struct Event {
+    enum What { called, died } what;
+    unsigned who; ///< the reactor called, or the entity that died
+
+    friend bool operator==(Event, Event) = default;
+};
+
+std::ostream& operator<<(std::ostream& stream, Event event) {
+    return stream << (event.what == Event::called ? "call " : "death of entity ") << event.who;
+}
+
+/// Up to eight reactors, numbered, and two entities whose one attribute can be set.
+///
+/// There are two: the real one, and the oracle, which knows of the rules of delivery only what
+/// stands in Oracle::notify().
+class World {
+  public:
+    World() { log.reserve(64); }
+    World(World const&) = delete;
+    World& operator=(World const&) = delete;
+    virtual ~World() = default;
+
+    /// Makes the reactor: unbound, and active.
+    virtual void create(unsigned reactor) = 0;
+    virtual void destroy(unsigned reactor) = 0;
+    virtual bool exists(unsigned reactor) const = 0;
+    virtual void bind(unsigned reactor, unsigned entity) = 0;
+    virtual void unbind(unsigned reactor) = 0;
+    virtual void activeIs(unsigned reactor, bool active) = 0;
+    virtual void zombieIs(unsigned reactor, bool zombie) = 0;
+
+    /// An entity lives as long as the world holds it, or a reactor is bound to it.
+    virtual bool alive(unsigned entity) const = 0;
+    virtual void release(unsigned entity) = 0;
+    /// Sets the entity's attribute.
+    virtual void notify(unsigned entity) = 0;
+    virtual unsigned boundTo(unsigned entity) const = 0;
+
+    std::vector<Event> log;
+    /// What a reactor does when it is called.
+    std::function<void(unsigned reactor)> onCall;
+
+  protected:
+    void called(unsigned reactor) {
+        log.push_back({Event::called, reactor});
+        if (onCall)
+            onCall(reactor);
+    }
+};
+
+class RealWorld final : public World {
+  public:
+    RealWorld() {
+        for (unsigned entity = 0; entity < entityCount; ++entity)
+            held_[entity] = Ptr(raw_[entity] = new Subject(*this, entity));
+    }
+    ~RealWorld() override {
+        reactors_ = {};
+        held_ = {};
+        EXPECT_FALSE(raw_[0] || raw_[1]);
+    }
+
+    void create(unsigned reactor) override {
+        reactors_[reactor] = Zel::newActive<Reactor>(*this, reactor);
+    }
+    void destroy(unsigned reactor) override { reactors_[reactor] = nullptr; }
+    bool exists(unsigned reactor) const override { return reactors_[reactor] != nullptr; }
+    void bind(unsigned reactor, unsigned entity) override {
+        reactors_[reactor]->notifierIs(Ptr<Subject>(raw_[entity]));
+    }
+    void unbind(unsigned reactor) override { reactors_[reactor]->notifierIs(nullptr); }
+    void activeIs(unsigned reactor, bool active) override {
+        reactors_[reactor]->hasNotificationActiveIs(active);
+    }
+    void zombieIs(unsigned reactor, bool zombie) override {
+        reactors_[reactor]->zelDoZombieReactors(zombie);
+    }
+    bool alive(unsigned entity) const override { return raw_[entity] != nullptr; }
+    void release(unsigned entity) override { held_[entity] = nullptr; }
+    void notify(unsigned entity) override { raw_[entity]->valueIs(0); }
+    unsigned boundTo(unsigned entity) const override {
+        return raw_[entity]->notifieeList()->members();
+    }
+
+  private:
+    class Subject final : public Zel::Object<Subject, Zel::Entity> {
+      public:
+        static Zel::TypeNode const _zelType;
+        Subject(RealWorld& world, unsigned number)
+            : world_(world)
+            , number_(number) {}
+        ~Subject() override {
+            world_.raw_[number_] = nullptr;
+            world_.log.push_back({Event::died, number_});
+        }
+        ZEL_SCALAR(258, unsigned, value)
+
+      private:
+        RealWorld& world_;
+        unsigned number_;
+    };
+
+    class Reactor final : public Zel::Object<Reactor, Zel::NotifieeConstOf<Subject>> {
+      public:
+        static Zel::TypeNode const _zelType;
+        Reactor(RealWorld& world, unsigned number)
+            : world_(world)
+            , number_(number) {}
+        void onAttribute(AttributeId, void const*) override { world_.called(number_); }
+
+      private:
+        RealWorld& world_;
+        unsigned number_;
+    };
+
+    std::array<Subject*, entityCount> raw_{}; // null from their end on
+    std::array<Ptr<Subject>, entityCount> held_;
+    std::array<Ptr<Reactor>, reactorCount> reactors_;
+};
+constinit Zel::TypeNode const RealWorld::Subject::_zelType{"Subject",
+                                                           Zel::attributeTable<RealWorld::Subject>};
+constinit Zel::TypeNode const RealWorld::Reactor::_zelType{"Reactor", {}};
+
+class Oracle final : public World {
+  public:
+    void create(unsigned reactor) override {
+        reactors_[reactor].exists = true;
+        reactors_[reactor].active = true;
+    }
+    void destroy(unsigned reactor) override {
+        leave(reactor);
+        reactors_[reactor] = {};
+    }
+    bool exists(unsigned reactor) const override { return reactors_[reactor].exists; }
+    void bind(unsigned reactor, unsigned entity) override {
+        const unsigned former = std::exchange(reactors_[reactor].entity, nowhere);
+        removeFromOrder(former, reactor);
+        reactors_[reactor].entity = entity;
+        reactors_[reactor].binding = ++bindings_;
+        Order& order = order_[entity];
+        order.bound[order.count++] = {reactor, bindings_};
+        afterLeaving(former);
+    }
+    void unbind(unsigned reactor) override { leave(reactor); }
+    void activeIs(unsigned reactor, bool active) override { reactors_[reactor].active = active; }
+    void zombieIs(unsigned reactor, bool zombie) override {
+        Reactor& it = reactors_[reactor];
+        if (it.zombie == zombie)
+            return;
+        it.zombie = zombie;
+        if (it.entity != nowhere)
+            it.active = !zombie;
+    }
+    bool alive(unsigned entity) const override { return alive_[entity]; }
+    void release(unsigned entity) override {
+        held_[entity] = false;
+        afterLeaving(entity);
+    }
+    unsigned boundTo(unsigned entity) const override { return order_[entity].count; }
+
+    /// The rules: those that are bound when the delivery begins are called in the order of their
+    /// binding, each if it is then still bound as it was, and active.
+    void notify(unsigned entity) override {
+        const Order atTheBeginning = order_[entity];
+        for (unsigned i = 0; i < atTheBeginning.count; ++i) {
+            const Binding then = atTheBeginning.bound[i];
+            Reactor const& now = reactors_[then.reactor];
+            if (now.binding == then.number && now.entity == entity && now.active)
+                called(then.reactor);
+        }
+    }
+
+  private:
+    static constexpr unsigned nowhere = entityCount;
+
+    struct Reactor {
+        bool exists = false;
+        bool active = false;
+        bool zombie = false;
+        unsigned entity = nowhere;
+        unsigned binding = 0; // no two bindings have the same number
+    };
+    struct Binding {
+        unsigned reactor;
+        unsigned number;
+    };
+    struct Order {
+        Binding bound[reactorCount];
+        unsigned count = 0;
+    };
+
+    void removeFromOrder(unsigned entity, unsigned reactor) {
+        if (entity == nowhere)
+            return;
+        Order& order = order_[entity];
+        unsigned kept = 0;
+        for (unsigned i = 0; i < order.count; ++i) {
+            if (order.bound[i].reactor != reactor)
+                order.bound[kept++] = order.bound[i];
+        }
+        order.count = kept;
+    }
+    void leave(unsigned reactor) {
+        const unsigned former = std::exchange(reactors_[reactor].entity, nowhere);
+        removeFromOrder(former, reactor);
+        afterLeaving(former);
+    }
+    void afterLeaving(unsigned entity) {
+        if (entity != nowhere && alive_[entity] && !held_[entity] && order_[entity].count == 0) {
+            alive_[entity] = false;
+            log.push_back({Event::died, entity});
+        }
+    }
+
+    Reactor reactors_[reactorCount];
+    Order order_[entityCount];
+    bool alive_[entityCount] = {true, true};
+    bool held_[entityCount] = {true, true};
+    unsigned bindings_ = 0;
+};
+
+// The matrix: who is disturbed, how, and by which reactor. Five reactors are bound to the entity; a
+// sixth is there to be bound.
+
+enum class Target { self, earlier, later, all, entity };
+enum class Disturbance { unbound, switchedOff, zombie, destroyed, bound };
+enum class By { first, middle, last, nested };
+
+struct Cell {
+    Target target;
+    Disturbance disturbance;
+    By by;
+};
+
+constexpr unsigned bound = 5;
+
+unsigned actor(By by) {
+    switch (by) {
+    case By::first:
+        return 0;
+    case By::middle:
+    case By::nested:
+        return 2;
+    case By::last:
+        return bound - 1;
+    }
+    return 0;
+}
+
+/// The reactors disturbed; none where the first is to disturb an earlier one, or the last a later.
+std::vector<unsigned> targets(Cell cell) {
+    const unsigned self = actor(cell.by);
+    switch (cell.target) {
+    case Target::self:
+        return {self};
+    case Target::earlier:
+        return self == 0 ? std::vector<unsigned>{} : std::vector{self - 1};
+    case Target::later:
+        return self == bound - 1 ? std::vector<unsigned>{} : std::vector{self + 1};
+    case Target::all:
+    case Target::entity:
+        break;
+    }
+    return {0, 1, 2, 3, 4};
+}
+
+void disturb(World& world, Cell cell) {
+    if (cell.target == Target::entity && cell.disturbance == Disturbance::bound) {
+        world.create(bound);
+        world.bind(bound, 0);
+        return;
+    }
+    if (cell.target == Target::entity && cell.disturbance == Disturbance::destroyed) {
+        world.release(0);
+        for (const unsigned reactor : targets(cell))
+            world.unbind(reactor);
+        return;
+    }
+    for (const unsigned reactor : targets(cell)) {
+        switch (cell.disturbance) {
+        case Disturbance::unbound:
+            world.unbind(reactor);
+            break;
+        case Disturbance::switchedOff:
+            world.activeIs(reactor, false);
+            break;
+        case Disturbance::zombie:
+            world.zombieIs(reactor, true);
+            break;
+        case Disturbance::destroyed:
+            world.destroy(reactor);
+            break;
+        case Disturbance::bound: // once more
+            world.bind(reactor, 0);
+            break;
+        }
+    }
+}
+
+/// One disturbed delivery, and an undisturbed one where the entity still lives.
+void play(World& world, Cell cell) {
+    for (unsigned reactor = 0; reactor < bound; ++reactor) {
+        world.create(reactor);
+        world.bind(reactor, 0);
+    }
+    int depth = 1;
+    bool done = false;
+    world.onCall = [&](unsigned reactor) {
+        if (reactor != actor(cell.by) || done)
+            return;
+        if (cell.by == By::nested && depth == 1) {
+            ++depth;
+            world.notify(0);
+            --depth;
+        } else {
+            done = true;
+            disturb(world, cell);
+        }
+    };
+    world.notify(0);
+    world.onCall = nullptr;
+    EXPECT_TRUE(done);
+    if (world.alive(0))
+        world.notify(0);
+}
+
+class NotifierDisturbanceMatrix : public ::testing::TestWithParam<Cell> {};
+
+TEST_P(NotifierDisturbanceMatrix, IsDeliveredByTheRules) {
+    Oracle oracle;
+    play(oracle, GetParam());
+    RealWorld real;
+    play(real, GetParam());
+    EXPECT_EQ(real.log, oracle.log);
+    ASSERT_EQ(real.alive(0), oracle.alive(0));
+    if (real.alive(0)) {
+        EXPECT_EQ(real.boundTo(0), oracle.boundTo(0));
+    }
+}
+
+std::string cellName(::testing::TestParamInfo<Cell> const& info) {
+    const Cell cell = info.param;
+    const char* const by[] = {"ByTheFirst", "ByAMiddleOne", "ByTheLast", "InANestedDelivery"};
+    const std::string where = by[static_cast<int>(cell.by)];
+    if (cell.target == Target::entity) {
+        const char* const how[] = {"TheEntityIsLeftByAllReactors",
+                                   "TheEntityHasAllItsReactorsSwitchedOff",
+                                   "TheEntityHasAllItsReactorsTurnedIntoZombies",
+                                   "TheEntityIsDestroyed", "TheEntityGetsANewReactor"};
+        return how[static_cast<int>(cell.disturbance)] + where;
+    }
+    const char* const who[] = {"AReactorItself", "AnEarlierReactor", "ALaterReactor",
+                               "EachReactor"};
+    const char* const how[] = {"IsUnbound", "IsSwitchedOff", "IsTurnedIntoAZombie", "IsDestroyed",
+                               "IsBoundAgain"};
+    const std::string sentence = std::string(who[static_cast<int>(cell.target)]) +
+                                 how[static_cast<int>(cell.disturbance)] + where;
+    return targets(cell).empty() ? "ThereIsNoneSoThat" + sentence : sentence;
+}
+
+std::vector<Cell> allCells() {
+    std::vector<Cell> cells;
+    for (const Target target :
+         {Target::self, Target::earlier, Target::later, Target::all, Target::entity}) {
+        for (const Disturbance disturbance :
+             {Disturbance::unbound, Disturbance::switchedOff, Disturbance::zombie,
+              Disturbance::destroyed, Disturbance::bound}) {
+            for (const By by : {By::first, By::middle, By::last, By::nested})
+                cells.push_back({target, disturbance, by});
+        }
+    }
+    return cells;
+}
+
+INSTANTIATE_TEST_SUITE_P(Notifier, NotifierDisturbanceMatrix, ::testing::ValuesIn(allCells()),
+                         cellName);
+
+// Random disturbances
+
+struct Refused {};
+
+/// What reactors do, call by call, whoever is called.
+struct Plan {
+    enum Kind {
+        notify,
+        notifyAndCatch,
+        bind,
+        unbind,
+        activate,
+        switchOff,
+        makeZombie,
+        endZombie,
+        destroy,
+        create,
+        createAndBind,
+        release,
+        refuse,
+        kinds
+    };
+    struct Action {
+        Kind kind;
+        unsigned reactor;
+        unsigned entity;
+    };
+    struct Start {
+        bool exists;
+        bool active;
+        unsigned entity; ///< or none, where there is no such entity
+    };
+    struct Call {
+        Action actions[3];
+        unsigned count;
+    };
+
+    Start start[reactorCount];
+    unsigned notifications[3]; ///< entities, from outside
+    unsigned notificationCount;
+    Call calls[12];
+    unsigned callCount;
+};
+
+/// A small generator, so that most of the time is spent on what is tested.
+class Random {
+  public:
+    explicit Random(unsigned seed)
+        : state_(seed) {}
+    unsigned below(unsigned limit) {
+        state_ = state_ * 6364136223846793005 + 1442695040888963407;
+        return static_cast<unsigned>((state_ >> 32) * limit >> 32);
+    }
+
+  private:
+    Zel::U64 state_;
+};
+
+void makeRandom(Plan& plan, Random& random) {
+    const unsigned reactors = 1 + random.below(reactorCount);
+    for (unsigned reactor = 0; reactor < reactorCount; ++reactor) {
+        const unsigned place = random.below(8);
+        plan.start[reactor] = {reactor < reactors, random.below(8) != 0, place < 2 ? 2 - place : 0};
+    }
+    plan.notificationCount = 1 + random.below(3);
+    for (unsigned& entity : plan.notifications)
+        entity = random.below(4) == 0;
+    plan.callCount = 2 + random.below(11);
+    for (unsigned call = 0; call < plan.callCount; ++call) {
+        plan.calls[call].count = random.below(4);
+        for (unsigned i = 0; i < plan.calls[call].count; ++i) {
+            auto kind = static_cast<Plan::Kind>(random.below(Plan::kinds));
+            // These end much of what could still happen.
+            if ((kind == Plan::release || kind == Plan::refuse) && random.below(4) != 0)
+                kind = Plan::notify;
+            plan.calls[call].actions[i] = {kind, random.below(reactors),
+                                           random.below(4) == 0 ? 1u : 0u};
+        }
+    }
+}
+
+class Player {
+  public:
+    Player(World& world, Plan const& plan)
+        : world_(world)
+        , plan_(plan) {}
+
+    void play() {
+        for (unsigned reactor = 0; reactor < reactorCount; ++reactor) {
+            Plan::Start const& start = plan_.start[reactor];
+            if (!start.exists)
+                continue;
+            world_.create(reactor);
+            world_.activeIs(reactor, start.active);
+            if (start.entity < entityCount)
+                world_.bind(reactor, start.entity);
+        }
+        world_.onCall = [this](unsigned) {
+            if (calls_ == plan_.callCount)
+                return;
+            Plan::Call const& call = plan_.calls[calls_++];
+            for (unsigned i = 0; i < call.count; ++i)
+                perform(call.actions[i]);
+        };
+        for (unsigned i = 0; i < plan_.notificationCount; ++i)
+            notifyAndCatch(plan_.notifications[i]);
+        world_.onCall = nullptr;
+        for (unsigned entity = 0; entity < entityCount; ++entity)
+            notify(entity); // shows who is bound, in which order
+    }
+
+    unsigned deepest() const { return deepest_; }
+    unsigned refusals() const { return refusals_; }
+
+  private:
+    void notify(unsigned entity) {
+        if (!world_.alive(entity) || depth_ == 12)
+            return;
+        struct Deeper {
+            explicit Deeper(unsigned& depth)
+                : depth_(++depth) {}
+            ~Deeper() { --depth_; }
+            unsigned& depth_;
+        };
+        const Deeper deeper(depth_);
+        deepest_ = std::max(deepest_, depth_);
+        world_.notify(entity);
+    }
+    void notifyAndCatch(unsigned entity) {
+        try {
+            notify(entity);
+        } catch (Refused const&) {
+            ++refusals_;
+        }
+    }
+
+    void perform(Plan::Action const& action) {
+        if (action.kind == Plan::notify)
+            return notify(action.entity);
+        if (action.kind == Plan::notifyAndCatch)
+            return notifyAndCatch(action.entity);
+        if (action.kind == Plan::release)
+            return world_.alive(action.entity) ? world_.release(action.entity) : void();
+        if (action.kind == Plan::refuse)
+            throw Refused();
+        const bool exists = world_.exists(action.reactor);
+        if (action.kind == Plan::create || action.kind == Plan::createAndBind) {
+            if (exists)
+                return;
+            world_.create(action.reactor);
+            if (action.kind == Plan::createAndBind && world_.alive(action.entity))
+                world_.bind(action.reactor, action.entity);
+            return;
+        }
+        if (!exists)
+            return;
+        switch (action.kind) {
+        case Plan::bind:
+            if (world_.alive(action.entity))
+                world_.bind(action.reactor, action.entity);
+            break;
+        case Plan::unbind:
+            world_.unbind(action.reactor);
+            break;
+        case Plan::activate:
+            world_.activeIs(action.reactor, true);
+            break;
+        case Plan::switchOff:
+            world_.activeIs(action.reactor, false);
+            break;
+        case Plan::makeZombie:
+            world_.zombieIs(action.reactor, true);
+            break;
+        case Plan::endZombie:
+            world_.zombieIs(action.reactor, false);
+            break;
+        case Plan::destroy:
+            world_.destroy(action.reactor);
+            break;
+        default:
+            ADD_FAILURE() << action.kind;
+        }
+    }
+
+    World& world_;
+    Plan const& plan_;
+    unsigned calls_ = 0;
+    unsigned depth_ = 0;
+    unsigned deepest_ = 0;
+    unsigned refusals_ = 0;
+};
+
+TEST(RandomNotifierDisturbances, AreDeliveredByTheRules) {
+    const auto given = static_cast<unsigned>(GTEST_FLAG_GET(random_seed));
+    const unsigned seed = given ? given : 20250611;
+    std::printf("random seed %u\n", seed);
+    Random random(seed);
+
+    std::size_t calls = 0;
+    std::size_t deaths = 0;
+    unsigned deepest = 0;
+    unsigned refusals = 0;
+    Plan plan;
+    for (unsigned script = 0; script < 200'000; ++script) {
+        makeRandom(plan, random);
+        Oracle oracle;
+        Player expected(oracle, plan);
+        expected.play();
+        RealWorld real;
+        Player actual(real, plan);
+        actual.play();
+
+        ASSERT_EQ(real.log, oracle.log) << "script " << script << " of seed " << seed;
+        ASSERT_EQ(actual.refusals(), expected.refusals()) << script << " of seed " << seed;
+        for (unsigned entity = 0; entity < entityCount; ++entity) {
+            ASSERT_EQ(real.alive(entity), oracle.alive(entity)) << script << " of seed " << seed;
+            if (real.alive(entity)) {
+                ASSERT_EQ(real.boundTo(entity), oracle.boundTo(entity))
+                    << "script " << script << " of seed " << seed;
+            }
+        }
+        for (const Event event : oracle.log)
+            ++(event.what == Event::called ? calls : deaths);
+        deepest = std::max(deepest, expected.deepest());
+        refusals += expected.refusals();
+    }
+    // The scripts were worth it.
+    EXPECT_GT(calls, 1'000'000u);
+    EXPECT_GT(deaths, 1'000u);
+    EXPECT_GT(refusals, 1'000u);
+    EXPECT_GE(deepest, 6u);
+}
+
+// The rules one by one, with their outcome written out
+
+class NotifierDisturbance : public ::testing::Test {
+  protected:
+    ~NotifierDisturbance() override {
+        a = b = c = nullptr;
+        item = nullptr;
+        other = nullptr;
+        EXPECT_EQ(Item::_zelType.allocations().liveCount(), 0u);
+        EXPECT_EQ(Recorder<Item>::_zelType.allocations().liveCount(), 0u);
+    }
+
+    using Reactor = Recorder<Item>;
+
+    /// The names of the reactors called so far, in order.
+    std::string calls() {
+        std::string names;
+        for (Toy::Notification const& notification : std::exchange(log, {}))
+            names += notification.reactor;
+        return names;
+    }
+
+    /// Has the reactor do this at its next notification only.
+    template <class Action> static void once(Ptr<Reactor> const& reactor, Action action) {
+        reactor->scriptIs([action](Reactor& self, AttributeId, void const*) {
+            self.scriptIs({});
+            action();
+        });
+    }
+
+    Log log;
+    Ptr<Item> item{new Item(1)};
+    Ptr<Item> other{new Item(2)};
+    Ptr<Reactor> a = watch(item, "a", log);
+    Ptr<Reactor> b = watch(item, "b", log);
+    Ptr<Reactor> c = watch(item, "c", log);
+};
+
+using NotifierDisturbanceDeathTest = NotifierDisturbance;
+
+TEST_F(NotifierDisturbance, NotificationsAreDeliveredAtOnceAndDepthFirst) {
+    once(a, [&] { item->portIs(1); });
+    once(b, [&] { item->octetIs(1); });
+    item->countIs(1);
+    // The octet is set by b's call for the port, deepest of all.
+    EXPECT_EQ(log, (Log{{"a", 259, "-"},
+                        {"a", 264, "-"},
+                        {"b", 264, "-"},
+                        {"a", 263, "-"},
+                        {"b", 263, "-"},
+                        {"c", 263, "-"},
+                        {"c", 264, "-"},
+                        {"b", 259, "-"},
+                        {"c", 259, "-"}}));
+}
+
+TEST_F(NotifierDisturbance, ALaterReactorThatIsDestroyedIsNotCalled) {
+    once(a, [&] { b = nullptr; });
+    item->countIs(1);
+    EXPECT_EQ(calls(), "ac");
+}
+
+TEST_F(NotifierDisturbance, AllLaterReactorsMayBeDestroyed) {
+    once(a, [&] { b = c = nullptr; });
+    item->countIs(1);
+    EXPECT_EQ(calls(), "a");
+}
+
+TEST_F(NotifierDisturbance, AReactorThatDestroysItselfDoesNotDisturbTheOthers) {
+    once(b, [&] { b = nullptr; });
+    item->countIs(1);
+    EXPECT_EQ(calls(), "abc");
+    item->countIs(2);
+    EXPECT_EQ(calls(), "ac");
+}
+
+TEST_F(NotifierDisturbance, AReactorThatIsUnboundAndBoundAgainIsNotCalledInTheSameDelivery) {
+    once(a, [&] {
+        b->notifierIs(nullptr);
+        b->notifierIs(item);
+    });
+    item->countIs(1);
+    EXPECT_EQ(calls(), "ac");
+    item->countIs(2);
+    EXPECT_EQ(calls(), "acb");
+}
+
+TEST_F(NotifierDisturbance, AReactorThatLeavesTheListAndEntersItAgainIsNotCalledTwice) {
+    once(a, [&] {
+        a->isRegisteredNotifieeIs(false);
+        a->isRegisteredNotifieeIs(true);
+    });
+    item->countIs(1);
+    EXPECT_EQ(calls(), "abc");
+    item->countIs(2);
+    EXPECT_EQ(calls(), "bca");
+}
+
+TEST_F(NotifierDisturbance, AReactorThatIsBoundIsNotCalledInTheSameDelivery) {
+    Ptr<Reactor> d;
+    once(c, [&] { d = watch(item, "d", log); });
+    item->countIs(1);
+    EXPECT_EQ(calls(), "abc");
+    item->countIs(2);
+    EXPECT_EQ(calls(), "abcd");
+}
+
+TEST_F(NotifierDisturbance, AReactorThatIsBoundIsCalledInADeliveryThatBeginsAfterwards) {
+    Ptr<Reactor> d;
+    once(b, [&] {
+        d = watch(item, "d", log);
+        item->portIs(1);
+    });
+    item->countIs(1);
+    EXPECT_EQ(log, (Log{{"a", 259, "-"},
+                        {"b", 259, "-"},
+                        {"a", 264, "-"},
+                        {"b", 264, "-"},
+                        {"c", 264, "-"},
+                        {"d", 264, "-"},
+                        {"c", 259, "-"}}));
+}
+
+TEST_F(NotifierDisturbance, AReactorBoundByAnInnerDeliveryIsCalledInLaterOnesOnly) {
+    Ptr<Reactor> d;
+    once(a, [&] {
+        once(b, [&] { d = watch(item, "d", log); });
+        item->portIs(1); // here d is bound
+        item->octetIs(1);
+    });
+    item->countIs(1);
+    EXPECT_EQ(log, (Log{{"a", 259, "-"},
+                        {"a", 264, "-"},
+                        {"b", 264, "-"},
+                        {"c", 264, "-"},
+                        {"a", 263, "-"},
+                        {"b", 263, "-"},
+                        {"c", 263, "-"},
+                        {"d", 263, "-"},
+                        {"b", 259, "-"},
+                        {"c", 259, "-"}}));
+    log.clear();
+    item->countIs(2);
+    EXPECT_EQ(calls(), "abcd");
+}
+
+TEST_F(NotifierDisturbance, ReactorsBoundOneAfterTheOtherDuringADeliveryDoNotProlongIt) {
+    std::vector<Ptr<Reactor>> made;
+    for (Ptr<Reactor> const& reactor : {a, b, c}) {
+        reactor->scriptIs([&](Reactor& self, AttributeId, void const*) {
+            made.push_back(watch(item, self.name() + "'", log));
+            made.push_back(watch(item, self.name() + "\"", log));
+            made.erase(made.begin());
+        });
+    }
+    item->countIs(1);
+    EXPECT_EQ(calls(), "abc");
+    for (Ptr<Reactor> const& reactor : {a, b, c})
+        reactor->scriptIs({});
+    item->countIs(2);
+    EXPECT_EQ(calls(), "abcb\"c'c\"");
+}
+
+TEST_F(NotifierDisturbance, AReactorSwitchedOnDuringADeliveryIsCalledInItsTurn) {
+    b->hasNotificationActiveIs(false);
+    c->hasNotificationActiveIs(false);
+    once(a, [&] { c->hasNotificationActiveIs(true); });
+    item->countIs(1);
+    EXPECT_EQ(calls(), "ac");
+}
+
+TEST_F(NotifierDisturbance, AReactorMayBindItselfToAnotherEntity) {
+    once(b, [&] { b->notifierIs(other); });
+    item->countIs(1);
+    EXPECT_EQ(calls(), "abc");
+    item->countIs(2);
+    EXPECT_EQ(calls(), "ac");
+    other->countIs(1);
+    EXPECT_EQ(calls(), "b");
+}
+
+TEST_F(NotifierDisturbance, AReactorMayBindItselfToAnotherEntityThatIsDelivering) {
+    const auto onOther = watch(other, "o", log);
+    const auto lastOnOther = watch(other, "p", log);
+    once(onOther, [&] { item->countIs(1); });
+    once(b, [&] { b->notifierIs(other); });
+    other->portIs(1); // o notifies the item, whose reactor b comes over
+    EXPECT_EQ(calls(), "oabcp");
+    other->portIs(2);
+    EXPECT_EQ(calls(), "opb");
+}
+
+TEST_F(NotifierDisturbance, AReactorThatWalksRoundIsCalledOnceByEachDelivery) {
+    b->scriptIs([&](Reactor& self, AttributeId, void const*) {
+        const Ptr<Item> next = self.notifier() == item ? other : item;
+        self.notifierIs(next);
+        if (next->count() < 6)
+            next->countIs(next->count() + 2);
+    });
+    item->countIs(0);
+    EXPECT_EQ(item->count(), 6u);
+    EXPECT_EQ(other->count(), 6u);
+    // From the item, b goes to the other entity and notifies it; from there it goes back, to the
+    // end of the item's reactors, and so on. The first delivery goes on with c when all that is
+    // over.
+    EXPECT_EQ(calls(), "ab"
+                       "b"
+                       "acb"
+                       "b"
+                       "acb"
+                       "b"
+                       "acb"
+                       "c");
+}
+
+TEST_F(NotifierDisturbance, TheEntityMayDieInANestedDelivery) {
+    once(a, [&] {
+        once(b, [&] {
+            once(c, [&] {
+                item = nullptr;
+                a->notifierIs(nullptr);
+                b->notifierIs(other);
+                c = nullptr;
+            });
+            item->octetIs(1);
+        });
+        item->portIs(1);
+    });
+    Item* const raw = item.ptr();
+    raw->countIs(1);
+    EXPECT_EQ(calls(), "aababc");
+    EXPECT_EQ(Item::_zelType.allocations().liveCount(), 1u);
+    other->countIs(1);
+    EXPECT_EQ(calls(), "b");
+}
+
+TEST_F(NotifierDisturbance, TheEntityMayDieWithItsLastReactorsHoldingIt) {
+    Item* const raw = item.ptr();
+    item = nullptr; // held by its reactors only
+    once(b, [&] { a = b = c = nullptr; });
+    raw->countIs(1);
+    EXPECT_EQ(calls(), "ab");
+    EXPECT_EQ(Item::_zelType.allocations().liveCount(), 1u);
+}
+
+// Exceptions
+
+TEST_F(NotifierDisturbance, AnExceptionEndsTheDeliveryAndLeavesTheMutator) {
+    once(b, [] { throw std::runtime_error("refused"); });
+    EXPECT_THROW(item->countIs(7), std::runtime_error);
+    EXPECT_EQ(item->count(), 7u);
+    EXPECT_EQ(calls(), "ab");
+    item->countIs(8);
+    EXPECT_EQ(calls(), "abc");
+}
+
+TEST_F(NotifierDisturbance, AnExceptionAfterTheEntitysEndLeavesTheMutator) {
+    once(b, [&] {
+        item = nullptr;
+        a = b = c = nullptr;
+        throw std::runtime_error("refused");
+    });
+    Item* const raw = item.ptr();
+    EXPECT_THROW(raw->countIs(7), std::runtime_error);
+    EXPECT_EQ(Item::_zelType.allocations().liveCount(), 1u);
+}
+
+TEST_F(NotifierDisturbance, AnExceptionThatAReactorCatchesLeavesTheOuterDeliveryAlone) {
+    once(b, [&] {
+        once(a, [] { throw std::runtime_error("refused"); });
+        EXPECT_THROW(item->portIs(9), std::runtime_error);
+    });
+    item->countIs(7);
+    EXPECT_EQ(item->port(), 9);
+    EXPECT_EQ(calls(), "abac");
+}
+
+class ExceptionAtDepth : public NotifierDisturbance,
+                         public ::testing::WithParamInterface<unsigned> {};
+
+TEST_P(ExceptionAtDepth, LeavesEveryMutatorAndEverythingStaysUsable) {
+    const unsigned deepest = GetParam();
+    unsigned depth = 0;
+    std::vector<unsigned> left;
+    b->scriptIs([&](Reactor&, AttributeId, void const*) {
+        const unsigned here = ++depth;
+        if (here == deepest)
+            throw std::runtime_error("refused");
+        try {
+            item->totalIs(here);
+        } catch (...) {
+            left.push_back(here);
+            throw;
+        }
+    });
+    EXPECT_THROW(item->countIs(7), std::runtime_error);
+
+    EXPECT_EQ(item->count(), 7u);
+    EXPECT_EQ(item->total(), deepest - 1) << "each mutator has stored";
+    std::string expected;
+    std::vector<unsigned> expectedLeft;
+    for (unsigned i = deepest; i != 0; --i) {
+        expected += "ab"; // c comes later in each delivery
+        if (i != deepest)
+            expectedLeft.push_back(i);
+    }
+    EXPECT_EQ(calls(), expected);
+    EXPECT_EQ(left, expectedLeft);
+
+    b->scriptIs({});
+    const auto d = watch(item, "d", log);
+    item->countIs(8);
+    EXPECT_EQ(calls(), "abcd");
+    depth = 0;
+}
+
+INSTANTIATE_TEST_SUITE_P(Notifier, ExceptionAtDepth, ::testing::Values(1u, 2u, 3u, 5u, 64u));
+
+// Reactors that feed each other
+
+/// Has the reactor set an attribute of the entity as long as the depth is below this.
+void feed(Ptr<Recorder<Item>> const& reactor, Ptr<Item> const& target, unsigned& depth,
+          unsigned limit) {
+    reactor->scriptIs([target, &depth, limit](Recorder<Item>&, AttributeId, void const*) {
+        if (depth < limit) {
+            ++depth;
+            target->countIs(depth);
+            --depth;
+        }
+    });
+}
+
+TEST_F(NotifierDisturbance, DeliveriesMayBeNestedAsDeepAsTheLimit) {
+    ASSERT_EQ(NotifieeList::maxDepth, 64u);
+    b = c = nullptr;
+    unsigned depth = 1;
+    feed(a, item, depth, 64);
+    item->countIs(1);
+    EXPECT_EQ(item->count(), 64u);
+    EXPECT_EQ(log.size(), 64u);
+    log.clear();
+    item->countIs(1); // nothing is left of the first time
+    EXPECT_EQ(log.size(), 64u);
+    a->scriptIs({}); // it holds the item
+}
+
+TEST_F(NotifierDisturbance, TheLimitHoldsForEachEntityByItself) {
+    b = c = nullptr;
+    const auto onOther = watch(other, "o", log);
+    unsigned depth = 1;
+    feed(a, other, depth, 128);
+    feed(onOther, item, depth, 128);
+    item->countIs(1);
+    EXPECT_EQ(log.size(), 128u);
+    EXPECT_EQ(item->count(), 127u);
+    EXPECT_EQ(other->count(), 128u);
+    a->scriptIs({});
+    onOther->scriptIs({});
+}
+
+TEST_F(NotifierDisturbance, NotificationsOneAfterTheOtherAreNoNesting) {
+    a->scriptIs([&](Reactor& self, AttributeId, void const*) {
+        self.hasNotificationActiveIs(false);
+        for (unsigned i = 0; i < 200; ++i)
+            item->portIs(1);
+        self.hasNotificationActiveIs(true);
+    });
+    item->countIs(1);
+    EXPECT_EQ(log.size(), 3u + 2 * 200);
+}
+
+constexpr const char* feeding =
+    "Varnol: fatal: reactors feed each other: notifications of Toy::Item::count are nested more "
+    "than 64 deep\n";
+
+TEST_F(NotifierDisturbanceDeathTest, OneLevelMoreThanTheLimitIsFatal) {
+    unsigned depth = 1;
+    feed(a, item, depth, 65);
+    EXPECT_EXIT(item->countIs(1), ::testing::KilledBySignal(SIGABRT),
+                ::testing::Eq(std::string(feeding)));
+    a->scriptIs({});
+}
+
+TEST_F(NotifierDisturbanceDeathTest, TwoReactorsOfOneEntityThatFeedEachOtherAreFatal) {
+    a->scriptIs([&](Reactor&, AttributeId id, void const*) {
+        if (id == 264)
+            item->countIs(1);
+    });
+    b->scriptIs([&](Reactor&, AttributeId id, void const*) {
+        if (id == 259)
+            item->portIs(1);
+    });
+    EXPECT_EXIT(item->portIs(1), ::testing::KilledBySignal(SIGABRT),
+                ::testing::Eq(std::string(
+                    "Varnol: fatal: reactors feed each other: notifications of Toy::Item::port are "
+                    "nested more than 64 deep\n")));
+}
+
+TEST_F(NotifierDisturbanceDeathTest, ReactorsOfTwoEntitiesThatFeedEachOtherAreFatal) {
+    const auto onOther = watch(other, "o", log);
+    a->scriptIs([&](Reactor&, AttributeId, void const*) { other->labelIs("a"); });
+    onOther->scriptIs([&](Reactor&, AttributeId, void const*) { item->countIs(1); });
+    EXPECT_EXIT(item->countIs(1), ::testing::KilledBySignal(SIGABRT),
+                ::testing::Eq(std::string(feeding)));
+}
+
+TEST_F(NotifierDisturbanceDeathTest, AnAttributeWithoutANameIsNamedByItsIdentifier) {
+    a->scriptIs([&](Reactor&, AttributeId, void const*) { item->notify(999); });
+    EXPECT_EXIT(item->countIs(1), ::testing::KilledBySignal(SIGABRT),
+                ::testing::Eq(std::string(
+                    "Varnol: fatal: reactors feed each other: notifications of Toy::Item::999 are "
+                    "nested more than 64 deep\n")));
+}
+
+} // namespace

@@ -1,0 +1,31 @@
+#include "tests/framework/ToyModel.h"
+
+namespace Toy {
+
+constinit Zel::TypeNode const Item::_zelType{"Toy::Item", Zel::attributeTable<Item>};
+constinit Zel::TypeNode const Group::_zelType{"Toy::Group", Zel::attributeTable<Group>};
+constinit Zel::TypeNode const Record::_zelType{"Toy::Record", Zel::attributeTable<Record>};
+
+static const bool registered =
+    Zel::typeNodeIs(Item::_zelType) && Zel::typeNodeIs(Group::_zelType) &&
+    Zel::typeNodeIs(Record::_zelType) && Zel::typeNodeIs(Recorder<Item>::_zelType) &&
+    Zel::typeNodeIs(Recorder<Group>::_zelType) && Zel::typeNodeIs(Recorder<Record>::_zelType);
+
+std::string textOf(ItemId id) { return std::to_string(id.value()); }
+std::string textOf(Zel::Name const& name) { return std::string(name.view()); }
+
+std::ostream& operator<<(std::ostream& stream, Notification const& notification) {
+    return stream << notification.reactor << ": " << notification.id << " [" << notification.key
+                  << "]";
+}
+
+std::map<std::string, Zel::U64> liveObjects() {
+    std::map<std::string, Zel::U64> counts;
+    for (Zel::TypeNode const* type = Zel::lastTypeNode(); type; type = type->previous()) {
+        if (const Zel::U64 count = type->allocations().liveCount())
+            counts[std::string(type->name())] += count;
+    }
+    return counts;
+}
+
+} // namespace Toy
