@@ -21,6 +21,10 @@ constexpr const char* generatePktSignature =
     "Kolvu::Pkt::Ptr Varnol::generatePktFromIntxInfo(Stp::MstPortSm::Ptr, Varnol::IntxInfo::Ptr, "
     "bool)";
 
+constexpr const char* filterSignature =
+    "bool Varnol::mstBpdufilterPkt(Zel::Ptr<const Stp::PortConfig>, "
+    "Zel::Ptr<const Stp::StpiPortStatus>, Zel::Ptr<const Stp::Config>)";
+
 /// A bridge priority as IEEE 802.1D-2004 9.2.5 bounds it.
 class BridgePriority {
   public:
@@ -119,6 +123,10 @@ Kolvu::Pkt::Ptr VarnolGetPvstPkt(Stp::MstPortSm*, U32, Stp::CommonBpdu**, Bridgi
 bool mstBpdufilterPkt(Zel::Ptr<Stp::PortConfig const> portConfig,
                       Zel::Ptr<Stp::StpiPortStatus const> portStatus,
                       Zel::Ptr<Stp::Config const> config) {
+    if (!portConfig)
+        Zel::assertionFailed("portConfig", filterSignature);
+    if (!config)
+        Zel::assertionFailed("config", filterSignature);
     const Stp::BpduFilter filter = portConfig->bpduFilter();
     if (filter == Stp::BpduFilter::enabled)
         return true;

@@ -40,9 +40,10 @@ VARNOL_API Kolvu::Pkt::Ptr VarnolGetPkt(Bridging::VlanIdOrNone vlan, Kolvu::EthA
 
 /// The record's CIST entry as an RST BPDU (IEEE 802.1D-2004 9.3.3) in a frame of 53 octets, ready
 /// to be sent on the port.
-/// @param port    requires: it has a port object, whose MAC address is the frame's source
-/// @param info    requires: `stpVersion` 2, assertion "0"; `vlanId` 0, assertion "vlan == 0"; an
-///                entry for the CIST
+/// @param port    requires: not null, assertion "port"; its port's MAC address is the frame's
+/// source
+/// @param info    requires: not null, assertion "info"; `stpVersion` 2, assertion "0"; `vlanId` 0,
+///                assertion "vlan == 0"; an entry for the CIST, assertion "cist"
 /// @param tagged  requires: false, assertion "!tagged"
 /// @return null when the packet pool is exhausted. Throws std::bad_alloc
 VARNOL_API Kolvu::Pkt::Ptr generatePktFromIntxInfo(Stp::MstPortSm::Ptr port, IntxInfo::Ptr info,
@@ -55,7 +56,9 @@ VARNOL_API Kolvu::Pkt::Ptr VarnolGetPvstPkt(Stp::MstPortSm* port, U32 size, Stp:
 
 /// Whether BPDUs are filtered on a port, so that none is sent: as the port's filter mode says, and
 /// where that is not set, the global default if the port is configured as edge and is one.
+/// @param portConfig  requires: not null, assertion "portConfig"
 /// @param portStatus  may be null: not an edge port
+/// @param config      requires: not null, assertion "config"
 VARNOL_API bool mstBpdufilterPkt(Zel::Ptr<Stp::PortConfig const> portConfig,
                                  Zel::Ptr<Stp::StpiPortStatus const> portStatus,
                                  Zel::Ptr<Stp::Config const> config);

@@ -127,6 +127,11 @@ void NotifieeList::deliver(Entity const& entity, AttributeId id, void const* key
 
 Notifiee::~NotifieeConst() { isRegisteredNotifieeIs(false); }
 
+void Notifiee::zeroReferencesIs(bool zero) {
+    if (zero)
+        isRegisteredNotifieeIs(false);
+}
+
 PtrInterface* Notifiee::zelReactor() { return nullptr; }
 void Notifiee::handleNotification(ActivityConfig*) {}
 void Notifiee::onNotificationException() {}

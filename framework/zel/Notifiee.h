@@ -19,6 +19,9 @@ class VARNOL_API PtrInterface::NotifieeConst : public PtrInterface {
     NotifieeConst() noexcept = default;
     ~NotifieeConst() override;
 
+    /// Takes the reactor out of its notifier's list before anything of it is destroyed.
+    void zeroReferencesIs(bool zero) override;
+
     // The platform's hooks: its scheduler calls and overrides them, nothing here does.
     virtual PtrInterface* zelReactor();
     virtual void handleNotification(ActivityConfig* activity);

@@ -88,18 +88,19 @@ class VARNOL_API PtrInterface {
     /// to the object under construction may be taken and given back without destroying it.
     class Construction {
       public:
+        /// A second one of the same object does nothing.
         explicit Construction(PtrInterface const& object) noexcept
-            : object_(object) {
-            object_.word_.store(object_.word() + unownedBias, std::memory_order_relaxed);
+            : object_(object)
+            , bias_((object.word() & unownedBias) == 0 ? unownedBias : 0) {
+            object_.word_.fetch_add(bias_, std::memory_order_relaxed);
         }
-        ~Construction() {
-            object_.word_.store(object_.word() - unownedBias, std::memory_order_relaxed);
-        }
+        ~Construction() { object_.word_.fetch_sub(bias_, std::memory_order_relaxed); }
         Construction(Construction const&) = delete;
         Construction& operator=(Construction const&) = delete;
 
       private:
         PtrInterface const& object_;
+        U32 bias_;
     };
 
     /// Memory for a framework object, aligned for any type. Throws std::bad_alloc.

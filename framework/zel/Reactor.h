@@ -108,6 +108,13 @@ class Reactor : public Object<Self, NotifieeConstOf<E>> {
         this->isRegisteredNotifieeIs(true);
     }
 
+    /// The last step of the constructor of a class that has it: runs Self::handleInitialized(),
+    /// unless the owner is a zombie, whose reactors run no handler.
+    void start() {
+        if (!owner_->zelMarkedForDeletion())
+            self().handleInitialized();
+    }
+
     /// The first step of the destructor of a class with children: no handler runs any more, every
     /// child is let go.
     void tearDown() noexcept {

@@ -76,10 +76,14 @@ template <class Self, class E> class RootSyncer : public Object<Self, PtrInterfa
 
   protected:
     RootSyncer() = default;
-    /// Creates the reactor on the source and switches its notification on; nothing for null.
+    /// Creates the reactor on the source and switches its notification on; nothing for null. The
+    /// reactor of a zombie is a zombie.
     void sourceStart(Zel::Ptr<E const> const& source) {
-        if (source)
-            source_ = newActive<typename Self::ZelSource>(source, &self());
+        if (!source)
+            return;
+        source_ = newActive<typename Self::ZelSource>(source, &self());
+        if (this->zelMarkedForDeletion())
+            static_cast<typename Self::ZelSource&>(*source_).zelDoZombieReactors(true);
     }
 
     /// The first step of Self's destructor: no handler runs any more, every child is let go, and

@@ -79,6 +79,15 @@ bool isFiltered(FilterInputs const& inputs) {
     return result;
 }
 
+TEST(MstBpdufilterPktDeathTest, ConfigurationsMustNotBeNull) {
+    const Stp::PortConfig::Ptr portConfig(new Stp::PortConfig);
+    const Stp::Config::Ptr config(new Stp::Config);
+    EXPECT_EXIT(mstBpdufilterPkt(nullptr, nullptr, config), testing::KilledBySignal(SIGABRT),
+                "Assertion `portConfig' failed");
+    EXPECT_EXIT(mstBpdufilterPkt(portConfig, nullptr, nullptr), testing::KilledBySignal(SIGABRT),
+                "Assertion `config' failed");
+}
+
 const std::optional<bool> operEdgeValues[] = {std::nullopt, false, true};
 
 /// Calls visit(adminEdge, operEdge, filterByDefault) with every combination.

@@ -519,6 +519,14 @@ TEST(GeneratePktFromIntxInfoDeathTest, AMissingRecordOrPortEndsTheProcess) {
     EXPECT_ASSERTION(generatePktFromIntxInfo(nullptr, sendableRecord(), false), signature, "port");
 }
 
+TEST(GeneratePktFromIntxInfoDeathTest, ARecordWithoutEntriesEndsTheProcess) {
+    const IntxInfo::Ptr info = sendableRecord();
+    info->mstiNDel(0);
+    ASSERT_EQ(info->mstiN().members(), 0u);
+    EXPECT_EXIT(frameOf(info), testing::KilledBySignal(SIGABRT),
+                AssertionTest::literally(std::string(signature) + ": Assertion `cist' failed."));
+}
+
 TEST(GeneratePktFromIntxInfoDeathTest, ARecordWithoutAnEntryForTheCistEndsTheProcess) {
     const IntxInfo::Ptr info = sendableRecord();
     info->mstiNIs(1);

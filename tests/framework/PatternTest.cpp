@@ -724,11 +724,17 @@ TEST_F(PatternTest, ANewChildIsConstructedSwitchedOnAndThenInserted) {
     EXPECT_EQ(child->owner(), syncer.ptr());
 }
 
-TEST_F(PatternTest, AChildMadeUnderAZombieIsAZombieAtOnce) {
+TEST_F(PatternTest, AChildMadeUnderAZombieIsAZombieAtOnceAndRunsNoHandler) {
     startQuietly();
+    destination->itemIs(3)->countIs(77);
     syncer->zelDoZombieReactors(true);
     const Ptr<Item> item(new Item(3));
+    item->countIs(5);
+    tape.steps.clear();
     const auto child = syncer->itemIs(item);
+    EXPECT_EQ(tape.rewind(),
+              steps("ZelItem(3)", {"construct", "active 1", "zombie 1", "active 0"}));
+    EXPECT_EQ(destination->item(3)->count(), 77u);
     EXPECT_TRUE(child->zelMarkedForDeletion());
     EXPECT_FALSE(child->hasNotificationActive());
     tape.steps.clear();
@@ -774,6 +780,47 @@ TEST_F(PatternTest, AChildThatIsMadeWhileAnotherIsMadeUnderItsKeyIsTheOneThatSta
     EXPECT_EQ(syncer->item(1), inner);
     EXPECT_TRUE(inner->hasNotificationActive());
     EXPECT_EQ(ItemSyncer::ZelItem::_zelType.allocations().liveCount(), 1u);
+}
+
+TEST_F(PatternTest, AChildThatIsMadeInVainAndHeldElsewhereIsAZombieWithoutAnOwner) {
+    startQuietly();
+    const Ptr<Item> item(new Item(1));
+    Ptr<Item::NotifieeConst> inVain;
+    when("ZelItem(1) count", [&] {
+        inVain = Ptr<Item::NotifieeConst>(tape.item);
+        syncer->itemIs(item);
+    });
+    const auto stayed = syncer->itemIs(item);
+    ASSERT_NE(inVain, nullptr);
+    EXPECT_NE(stayed, inVain);
+    EXPECT_EQ(static_cast<ItemSyncer::ZelItem&>(*inVain).owner(), nullptr);
+    EXPECT_TRUE(inVain->zelMarkedForDeletion());
+    tape.steps.clear();
+    item->countIs(3);
+    EXPECT_EQ(tape.rewind(), steps("ZelItem(1)", {"count"})) << "the one that stayed";
+}
+
+TEST_F(PatternTest, ARootMayBeDroppedByTheChildThatItIsAskedFor) {
+    startQuietly();
+    ItemSyncer* const root = syncer.ptr();
+    const Ptr<Item> item(new Item(1));
+    when("ZelItem(1) count", [&] { syncer = nullptr; });
+    const auto child = root->itemIs(item);
+    EXPECT_EQ(ItemSyncer::_zelType.allocations().liveCount(), 0u);
+    EXPECT_EQ(child->owner(), nullptr);
+    EXPECT_TRUE(child->zelMarkedForDeletion());
+}
+
+TEST_F(PatternTest, ARootMayBeDroppedWhileItsChildrenAreBroughtInLine) {
+    startQuietly();
+    ItemSyncer* const root = syncer.ptr();
+    for (const unsigned key : {1u, 2u, 3u})
+        other->itemIs(key);
+    when("ZelItem(2) count", [&] { syncer = nullptr; });
+    root->children().resync(*root, Ptr<Record const>(other));
+    EXPECT_EQ(ItemSyncer::_zelType.allocations().liveCount(), 0u);
+    EXPECT_EQ(ItemSyncer::ZelItem::_zelType.allocations().liveCount(), 0u);
+    EXPECT_TRUE(other->item(3)->notifieeList()->empty());
 }
 
 // Names in use
@@ -1046,6 +1093,22 @@ TEST_F(PatternTest, BecomingWhatItIsAlreadyIsNotPassedOn) {
     EXPECT_FALSE(syncer->item(1)->zelMarkedForDeletion());
 }
 
+TEST_F(PatternTest, AReactorThatBecomesWhatItIsAlreadyDoesNotPassItOn) {
+    source->groupIs("g")->itemIs(1);
+    startGroups();
+    const auto group = groups->group("g");
+    group->item(1)->zelDoZombieReactors(true);
+    group->zelDoZombieReactors(false); // it is none
+    EXPECT_TRUE(group->item(1)->zelMarkedForDeletion());
+    group->zelDoZombieReactors(true);
+    group->item(1)->zelDoZombieReactors(false);
+    group->zelDoZombieReactors(true); // it is one
+    EXPECT_FALSE(group->item(1)->zelMarkedForDeletion());
+    group->item(1)->hasNotificationActiveIs(true);
+    group->hasNotificationActiveIs(false); // it is
+    EXPECT_TRUE(group->item(1)->hasNotificationActive());
+}
+
 TEST_F(PatternTest, AZombieTreeCanComeBack) {
     const Ptr<Item> item = source->itemIs(1);
     startQuietly();
@@ -1205,6 +1268,17 @@ TEST_F(PatternDeathTest, WhatADestructorThrowsEndsTheProcess) {
 }
 
 // Another source
+
+TEST_F(PatternTest, ASourceGivenToAZombieIsNotHeard) {
+    syncer = itemSyncerFactory(nullptr, destination, &tape);
+    syncer->zelDoZombieReactors(true);
+    syncer->sourceIs(source);
+    source->titleIs("heard");
+    EXPECT_EQ(destination->title(), "");
+    syncer->zelDoZombieReactors(false);
+    source->titleIs("heard again");
+    EXPECT_EQ(destination->title(), "heard again");
+}
 
 TEST_F(PatternTest, ASourceIsGivenToARootWithoutOne) {
     syncer = itemSyncerFactory(nullptr, destination, &tape);

@@ -308,6 +308,23 @@ TEST_P(PtrInterfaceTest, AReferenceTakenDuringConstructionMayBeKept) {
     EXPECT_EQ(destroyed(), 1);
 }
 
+TEST_P(PtrInterfaceTest, ASecondConstructionOfTheSameObjectDoesNothing) {
+    struct Nested final : Zel::PtrInterface {
+        Nested() {
+            const Construction outer(*this);
+            {
+                const Construction inner(*this);
+                EXPECT_FALSE(hasNotificationActive());
+            }
+            const Zel::Ptr<Nested> taken(this);
+        }
+        Zel::TypeNode const* fwkType() const override { return nullptr; }
+    };
+    const Zel::Ptr<Nested> object(new Nested);
+    EXPECT_EQ(object->references(), 1u);
+    EXPECT_FALSE(object->hasNotificationActive());
+}
+
 TEST_P(PtrInterfaceTest, FlagsSetDuringConstructionStay) {
     const Ptr<Thing> thing(new Thing([](Thing& self) {
         self.hasNotificationActiveIs(true);

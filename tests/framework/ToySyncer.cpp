@@ -194,7 +194,7 @@ GroupSyncer::ZelGroup::ZelGroup(Zel::Ptr<Group const> const& group, GroupSyncer*
     , key_(group->name()) {
     const Construction guard(*this);
     children_.resync(*this, group);
-    handleInitialized();
+    start();
 }
 
 GroupSyncer::ZelGroup::~ZelGroup() { tearDown(); }

@@ -26,11 +26,12 @@ class Tape {
     std::function<void(std::string const& step)> at;
 
     void note(std::string const& who, std::string_view what);
-    // The syncers that note on this tape, and the reactor on the source that was made last, while
-    // they live; also while they are constructed.
+    // The syncers that note on this tape, and the reactors on a source and on an item that were
+    // made last, while they live; also while they are constructed.
     ItemSyncer* itemSyncer = nullptr;
     GroupSyncer* groupSyncer = nullptr;
     Record::NotifieeConst* source = nullptr;
+    Item::NotifieeConst* item = nullptr;
 
     /// The steps since the last call.
     std::vector<std::string> rewind() { return std::exchange(steps, {}); }
@@ -121,7 +122,14 @@ class ItemReactor : public TapedReactor<Self, Item, Owner>,
   protected:
     ItemReactor(Zel::Ptr<Item const> const& item, Owner* owner)
         : Base(item, owner, "ZelItem(" + textOf(item->id()) + ")", owner->tape())
-        , key_(item->id()) {}
+        , key_(item->id()) {
+        if (this->tape())
+            this->tape()->item = this;
+    }
+    ~ItemReactor() override {
+        if (this->tape() && this->tape()->item == this)
+            this->tape()->item = nullptr;
+    }
 
   private:
     ItemId key_;
@@ -200,7 +208,7 @@ class ItemSyncer::ZelItem final : public ItemReactor<ZelItem, ItemSyncer> {
     ZelItem(Zel::Ptr<Item const> const& item, ItemSyncer* owner)
         : ItemReactor(item, owner) {
         const Construction guard(*this);
-        handleInitialized();
+        start();
     }
 };
 
@@ -283,7 +291,7 @@ class GroupSyncer::ZelGroup::ZelItem final : public ItemReactor<ZelItem, ZelGrou
     ZelItem(Zel::Ptr<Item const> const& item, ZelGroup* owner)
         : ItemReactor(item, owner) {
         const Construction guard(*this);
-        handleInitialized();
+        start();
     }
 };
 
