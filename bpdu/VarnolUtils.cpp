@@ -125,15 +125,16 @@ bool mstBpdufilterPkt(Zel::Ptr<Stp::PortConfig const> portConfig,
                       Zel::Ptr<Stp::Config const> config) {
     if (!portConfig)
         Zel::assertionFailed("portConfig", filterSignature);
-    if (!config)
-        Zel::assertionFailed("config", filterSignature);
     const Stp::BpduFilter filter = portConfig->bpduFilter();
     if (filter == Stp::BpduFilter::enabled)
         return true;
     if (filter != Stp::BpduFilter::notSet)
         return false;
-    return portConfig->adminEdge() && portStatus && portStatus->operEdge() &&
-           config->edgePortBpduFilter();
+    if (!portConfig->adminEdge() || !portStatus || !portStatus->operEdge())
+        return false;
+    if (!config)
+        Zel::assertionFailed("config", filterSignature);
+    return config->edgePortBpduFilter();
 }
 
 U16 bridgePriority(Stp::CompressedBridgePriority compressed) {

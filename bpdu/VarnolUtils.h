@@ -58,7 +58,7 @@ VARNOL_API Kolvu::Pkt::Ptr VarnolGetPvstPkt(Stp::MstPortSm* port, U32 size, Stp:
 /// where that is not set, the global default if the port is configured as edge and is one.
 /// @param portConfig  requires: not null, assertion "portConfig"
 /// @param portStatus  may be null: not an edge port
-/// @param config      requires: not null, assertion "config"
+/// @param config      requires: not null where the default decides, assertion "config"
 VARNOL_API bool mstBpdufilterPkt(Zel::Ptr<Stp::PortConfig const> portConfig,
                                  Zel::Ptr<Stp::StpiPortStatus const> portStatus,
                                  Zel::Ptr<Stp::Config const> config);

@@ -81,10 +81,13 @@ bool isFiltered(FilterInputs const& inputs) {
 
 TEST(MstBpdufilterPktDeathTest, ConfigurationsMustNotBeNull) {
     const Stp::PortConfig::Ptr portConfig(new Stp::PortConfig);
+    portConfig->adminEdgeIs(true);
+    const Stp::StpiPortStatus::Ptr portStatus(new Stp::StpiPortStatus);
+    portStatus->operEdgeIs(true);
     const Stp::Config::Ptr config(new Stp::Config);
     EXPECT_EXIT(mstBpdufilterPkt(nullptr, nullptr, config), testing::KilledBySignal(SIGABRT),
                 "Assertion `portConfig' failed");
-    EXPECT_EXIT(mstBpdufilterPkt(portConfig, nullptr, nullptr), testing::KilledBySignal(SIGABRT),
+    EXPECT_EXIT(mstBpdufilterPkt(portConfig, portStatus, nullptr), testing::KilledBySignal(SIGABRT),
                 "Assertion `config' failed");
 }
 

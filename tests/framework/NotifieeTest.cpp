@@ -48,6 +48,24 @@ class Mortal final : public Zel::Object<Mortal, Zel::Entity> {
 };
 constinit Zel::TypeNode const Mortal::_zelType{"Mortal", {}};
 
+/// A reactor whose end changes the entity that it watches.
+class LastWord final : public Zel::Object<LastWord, Item::NotifieeConst> {
+  public:
+    static Zel::TypeNode const _zelType;
+    LastWord(Ptr<Item> item, int& calls)
+        : item_(std::move(item))
+        , calls_(calls) {
+        notifierIs(item_);
+    }
+    ~LastWord() override { item_->countIs(1); }
+    void onAttribute(AttributeId, void const*) override { ++calls_; }
+
+  private:
+    Ptr<Item> item_;
+    int& calls_;
+};
+constinit Zel::TypeNode const LastWord::_zelType{"LastWord", {}};
+
 template <class Action> std::string textOfRangeException(Action const& action) {
     try {
         action();
@@ -378,6 +396,18 @@ TEST_F(NotifieeTest, DestroyingAReactorUnbindsIt) {
     EXPECT_EQ(item->references(), 2u) << "the test's, and the other reactor's";
     item->countIs(1);
     EXPECT_EQ(log, (Log{{"b", 259, "-"}}));
+}
+
+TEST_F(NotifieeTest, AReactorDoesNotHearOfItsOwnEnd) {
+    int calls = 0;
+    auto reactor = Zel::newActive<LastWord>(item, calls);
+    const auto second = watch(item, "b", log);
+    item->countIs(2);
+    EXPECT_EQ(calls, 1);
+    reactor = nullptr;
+    EXPECT_EQ(item->count(), 1u);
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(log, Log(2, {"b", 259, "-"}));
 }
 
 TEST_F(NotifieeTest, DestroyingTheLastHolderOfAnEntityDestroysTheEntity) {

@@ -1451,6 +1451,21 @@ TEST_F(PatternTest, AChildHeldElsewhereWhenItsRootFailsIsAZombieWithoutAnOwner) 
     EXPECT_EQ(tape.rewind(), Steps());
 }
 
+TEST_F(PatternTest, AReactorOnTheSourceHeldElsewhereWhenItsRootFailsIsAZombieWithoutAnOwner) {
+    Ptr<Record::NotifieeConst> kept;
+    when("ItemSyncer handleInitialized", [&] {
+        kept = Ptr<Record::NotifieeConst>(tape.source);
+        throw std::runtime_error("refused");
+    });
+    EXPECT_THROW(start(), std::runtime_error);
+    ASSERT_NE(kept, nullptr);
+    EXPECT_EQ(static_cast<ItemSyncer::ZelSource&>(*kept).owner(), nullptr);
+    EXPECT_TRUE(kept->zelMarkedForDeletion());
+    tape.steps.clear();
+    source->titleIs("unheard");
+    EXPECT_EQ(tape.rewind(), Steps());
+}
+
 /// Counts of the classes of syncers and reactors alone.
 std::map<std::string, Zel::U64> liveReactors() {
     auto counts = Toy::liveObjects();
