@@ -52,7 +52,7 @@ constinit Zel::TypeNode const Mortal::_zelType{"Mortal", {}};
 class LastWord final : public Zel::Object<LastWord, Item::NotifieeConst> {
   public:
     static Zel::TypeNode const _zelType;
-    LastWord(Ptr<Item> item, int& calls)
+    LastWord(Zel::Ptr<Item> item, int& calls)
         : item_(std::move(item))
         , calls_(calls) {
         notifierIs(item_);
@@ -61,7 +61,7 @@ class LastWord final : public Zel::Object<LastWord, Item::NotifieeConst> {
     void onAttribute(AttributeId, void const*) override { ++calls_; }
 
   private:
-    Ptr<Item> item_;
+    Zel::Ptr<Item> item_;
     int& calls_;
 };
 constinit Zel::TypeNode const LastWord::_zelType{"LastWord", {}};
