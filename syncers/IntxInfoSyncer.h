@@ -1,0 +1,125 @@
+#pragma once
+
+#include "framework/zel/RootSyncer.h"
+#include "model/IntxInfo.h"
+
+#include <utility>
+
+namespace Varnol {
+
+/// Keeps one BPDU information record equal to another for as long as it lives: copies everything
+/// when it starts, then follows each change of the source and of each of the source's entries.
+///
+/// The service holds it by a counted pointer; dropping the last one ends the mirroring and leaves
+/// the destination as it is. Writes are not compared first. Traces as "StpTxStatusSyncer".
+class VARNOL_API IntxInfoSyncer final : public Zel::RootSyncer<IntxInfoSyncer, IntxInfo>,
+                                        public Zel::RbTreeMember {
+  public:
+    class ZelSource;
+    class ZelMstiNSm;
+    using MstiN = Zel::ChildReactors<IntxInfo::mstiNAttribute, ZelMstiNSm, IntxInfoSyncer>;
+    using MstiNIterator = decltype(std::declval<MstiN&>().begin());
+
+    static Zel::TypeNode const _zelType;
+
+    /// @param source        read only; null to write zero values once
+    /// @param dest          written only; null to write nothing
+    /// @param vlanIdOrZero  the records' VLAN; the syncer's key where several are kept
+    /// @param parentId      names the owner in traces
+    IntxInfoSyncer(Zel::Ptr<IntxInfo const> source, IntxInfo::Ptr dest,
+                   Bridging::VlanIdOrNone vlanIdOrZero, Zel::String parentId);
+    ~IntxInfoSyncer() override;
+
+    /// Creates a syncer with its notification on.
+    static Ptr IntxInfoSyncerIs(Zel::Ptr<IntxInfo const> source, IntxInfo::Ptr dest,
+                                Bridging::VlanIdOrNone vlanIdOrZero, Zel::String parentId);
+
+    IntxInfo::Ptr const& dest() const noexcept { return dest_; }
+    Bridging::VlanIdOrNone vlanIdOrZero() const noexcept { return vlanIdOrZero_; }
+    Zel::String const& parentId() const noexcept { return parentId_; }
+    bool initialized() const noexcept { return initialized_; }
+    void initializedIs(bool initialized) noexcept { initialized_ = initialized; }
+
+    Bridging::VlanIdOrNone fwkKey() const noexcept { return vlanIdOrZero_; }
+    /// "[parentId|VLAN]".
+    Zel::String keyInfo() const;
+    void traceName(Zel::TraceStream& out) const;
+
+    /// The reactors on the source's entries.
+    MstiN& children() noexcept { return mstiN_; }
+    Zel::Ptr<ZelMstiNSm> mstiN(Stp::BridgeSystemId key);
+    Zel::Ptr<ZelMstiNSm> mstiNIs(Zel::Ptr<IntxMstiInfo const> const& entry);
+    void mstiNDel(Stp::BridgeSystemId key);
+    /// Removes the reactor on which a walk of children() stands.
+    void mstiNDel(MstiNIterator const& at);
+    void mstiNDelAll();
+
+    void handleInitialized();
+    void handleMstiN(Stp::BridgeSystemId key);
+
+  private:
+    IntxInfo::Ptr dest_;
+    Zel::String parentId_;
+    MstiN mstiN_;
+    Bridging::VlanIdOrNone vlanIdOrZero_;
+    bool initialized_ = false;
+};
+
+/// The reactor on the source record.
+class IntxInfoSyncer::ZelSource final : public Zel::Reactor<ZelSource, IntxInfo, IntxInfoSyncer> {
+  public:
+    static Zel::TypeNode const _zelType;
+
+    ZelSource(Zel::Ptr<IntxInfo const> const& source, IntxInfoSyncer* syncer)
+        : Reactor(source, syncer) {}
+
+    template <Zel::ScalarAttribute A> void handle(A) {
+        if (owner() && owner()->dest_)
+            A::write(*owner()->dest_, A::read(*watched()));
+    }
+    void handle(IntxInfo::mstiNAttribute, Stp::BridgeSystemId key) { owner()->handleMstiN(key); }
+    IntxInfoSyncer& keeper(IntxInfo::mstiNAttribute) { return *owner(); }
+};
+
+/// The reactor on one of the source's entries.
+class IntxInfoSyncer::ZelMstiNSm final
+    : public Zel::Reactor<ZelMstiNSm, IntxMstiInfo, IntxInfoSyncer>,
+      public Zel::NamedHandlers<ZelMstiNSm, IntxMstiInfo>,
+      public Zel::RbTreeMember {
+  public:
+    static Zel::TypeNode const _zelType;
+
+    ZelMstiNSm(Zel::Ptr<IntxMstiInfo const> const& entry, IntxInfoSyncer* syncer);
+
+    Stp::BridgeSystemId mstiId() const noexcept { return mstiId_; }
+    Stp::BridgeSystemId fwkKey() const noexcept { return mstiId_; }
+    /// The source entry.
+    Zel::Ptr<IntxMstiInfo const> mstiN() const noexcept { return notifier(); }
+    /// The destination entry; null while it has not been found.
+    IntxMstiInfo::Ptr const& dest() const noexcept { return dest_; }
+    bool initialized() const noexcept { return initialized_; }
+    void initializedIs(bool initialized) noexcept { initialized_ = initialized; }
+    void traceName(Zel::TraceStream& out) const;
+
+    void handleInitialized();
+    /// Finds the destination entry, which may be none, and writes all its attributes.
+    void copyAllData();
+    /// Writes one attribute of the destination entry, zero when the source entry is gone.
+    template <Zel::ScalarAttribute A> void handle(A) {
+        if (dest_)
+            A::write(*dest_, watched() ? A::read(*watched()) : typename A::Value{});
+    }
+
+  private:
+    IntxMstiInfo::Ptr dest_;
+    Stp::BridgeSystemId mstiId_;
+    bool initialized_ = false;
+};
+
+/// Creates a syncer; see there for the arguments.
+VARNOL_API IntxInfoSyncer::Ptr intxInfoSyncerFactory(Zel::Ptr<IntxInfo const> source,
+                                                     IntxInfo::Ptr dest,
+                                                     Bridging::VlanIdOrNone vlanIdOrZero,
+                                                     Zel::String parentId);
+
+} // namespace Varnol

@@ -1,0 +1,568 @@
+#include "framework/fennic/BlockTimer.h"
+#include "framework/zel/CopyScalars.h"
+#include "framework/zel/Fatal.h"
+#include "framework/zel/Reinstantiation.h"
+#include "syncers/HandlerTrace.h"
+#include "syncers/IntxInfoSyncer.h"
+#include "syncers/TxStatusToRxSyncer.h"
+#include "syncers/TxStatusToTxSyncer.h"
+
+namespace Varnol {
+namespace {
+
+constinit Zel::TraceHandle traceHandle("StpTxStatusSyncer", false);
+
+using Zel::TraceStream;
+
+} // namespace
+
+// ---- IntxInfoSyncer ----
+
+constinit Zel::TypeNode const IntxInfoSyncer::_zelType{"Varnol::IntxInfoSyncer", {}};
+constinit Zel::TypeNode const IntxInfoSyncer::ZelSource::_zelType{
+    "Varnol::IntxInfoSyncer::ZelSource", {}};
+constinit Zel::TypeNode const IntxInfoSyncer::ZelMstiNSm::_zelType{
+    "Varnol::IntxInfoSyncer::ZelMstiNSm", {}};
+
+IntxInfoSyncer::IntxInfoSyncer(Zel::Ptr<IntxInfo const> source, IntxInfo::Ptr dest,
+                               Bridging::VlanIdOrNone vlanIdOrZero, Zel::String parentId)
+    : dest_(std::move(dest))
+    , parentId_(std::move(parentId))
+    , vlanIdOrZero_(vlanIdOrZero) {
+    const Construction construction(*this);
+    sourceStart(source);
+    if (dest_)
+        Zel::copyScalars(source.ptr(), *dest_);
+    if (source)
+        mstiN_.resync(*this, source);
+    handleInitialized();
+}
+
+IntxInfoSyncer::~IntxInfoSyncer() { tearDown(); }
+
+IntxInfoSyncer::Ptr IntxInfoSyncer::IntxInfoSyncerIs(Zel::Ptr<IntxInfo const> source,
+                                                     IntxInfo::Ptr dest,
+                                                     Bridging::VlanIdOrNone vlanIdOrZero,
+                                                     Zel::String parentId) {
+    return Zel::newActive<IntxInfoSyncer>(std::move(source), std::move(dest), vlanIdOrZero,
+                                          std::move(parentId));
+}
+
+Zel::String IntxInfoSyncer::keyInfo() const {
+    const Bridging::VlanIdOrNone vlan = watched() ? watched()->vlanId() : vlanIdOrZero_;
+    return Zel::String("[").merge(parentId_, "|", Zel::valueToStrep(Zel::U64{vlan.value()}), "]");
+}
+
+void IntxInfoSyncer::traceName(TraceStream& out) const { out << keyInfo() << "IntxInfoSyncer"; }
+
+Zel::Ptr<IntxInfoSyncer::ZelMstiNSm> IntxInfoSyncer::mstiN(Stp::BridgeSystemId key) {
+    return Zel::Ptr(mstiN_.find(key));
+}
+
+Zel::Ptr<IntxInfoSyncer::ZelMstiNSm>
+IntxInfoSyncer::mstiNIs(Zel::Ptr<IntxMstiInfo const> const& entry) {
+    return mstiN_.is(*this, entry);
+}
+
+void IntxInfoSyncer::mstiNDel(Stp::BridgeSystemId key) { mstiN_.del(key); }
+
+void IntxInfoSyncer::mstiNDel(MstiNIterator const& at) { mstiN_.del(at); }
+
+void IntxInfoSyncer::mstiNDelAll() { mstiN_.delAll(); }
+
+void IntxInfoSyncer::handleInitialized() {
+    FENNIC_BLOCK_TIMER();
+    traceHandler(traceHandle, 8, *this, noMessage);
+    const Ptr alive(this);
+    const Zel::Ptr<IntxInfo const> from = source();
+    if (from) {
+        for (Zel::Ptr<IntxMstiInfo const> const& entry : from->mstiN()) {
+            const Stp::BridgeSystemId key = entry->mstiId();
+            handleMstiN(key);
+            if (const Zel::Ptr<ZelMstiNSm> reactor = mstiN(key))
+                reactor->copyAllData();
+        }
+    }
+    if (dest_ && dest_->mstiN().members() != (from ? from->mstiN().members() : 0)) {
+        for (Zel::Ptr<IntxMstiInfo const> const& entry : dest_->mstiN()) {
+            if (!from || !from->mstiN().find(entry->mstiId()))
+                handleMstiN(entry->mstiId());
+        }
+    }
+    initializedIs(true);
+}
+
+void IntxInfoSyncer::handleMstiN(Stp::BridgeSystemId key) {
+    FENNIC_BLOCK_TIMER();
+    if (watched() && watched()->mstiN().find(key)) {
+        traceHandler(traceHandle, 8, *this,
+                     [&](TraceStream& out) { out << "setting mstiId=" << key; });
+        if (dest_)
+            dest_->mstiNIs(key);
+    } else {
+        traceHandler(traceHandle, 8, *this,
+                     [&](TraceStream& out) { out << "deleting mstiId=" << key; });
+        if (dest_)
+            dest_->mstiNDel(key);
+    }
+}
+
+IntxInfoSyncer::ZelMstiNSm::ZelMstiNSm(Zel::Ptr<IntxMstiInfo const> const& entry,
+                                       IntxInfoSyncer* syncer)
+    : Reactor(entry, syncer)
+    , mstiId_(entry->mstiId()) {
+    const Construction construction(*this);
+    start();
+}
+
+void IntxInfoSyncer::ZelMstiNSm::traceName(TraceStream& out) const {
+    out << owner()->keyInfo() << "IntxInfoSyncer::ZelMstiNSm";
+}
+
+void IntxInfoSyncer::ZelMstiNSm::handleInitialized() {
+    FENNIC_BLOCK_TIMER();
+    traceHandler(traceHandle, 8, *this, noMessage);
+    const Ptr alive(this);
+    copyAllData();
+    initializedIs(true);
+}
+
+void IntxInfoSyncer::ZelMstiNSm::copyAllData() {
+    const IntxInfo::Ptr record = owner()->dest();
+    dest_ = record ? record->mstiN(mstiId_) : nullptr;
+    const IntxMstiInfo::Ptr to = dest_;
+    const Zel::Ptr<IntxMstiInfo const> from = mstiN();
+    if (to)
+        Zel::copyScalars(from.ptr(), *to);
+}
+
+IntxInfoSyncer::Ptr intxInfoSyncerFactory(Zel::Ptr<IntxInfo const> source, IntxInfo::Ptr dest,
+                                          Bridging::VlanIdOrNone vlanIdOrZero,
+                                          Zel::String parentId) {
+    return IntxInfoSyncer::IntxInfoSyncerIs(std::move(source), std::move(dest), vlanIdOrZero,
+                                            std::move(parentId));
+}
+
+// ---- TxStatusToTxSyncer ----
+
+constinit Zel::TypeNode const TxStatusToTxSyncer::_zelType{"Varnol::TxStatusToTxSyncer", {}};
+constinit Zel::TypeNode const TxStatusToTxSyncer::ZelSource::_zelType{
+    "Varnol::TxStatusToTxSyncer::ZelSource", {}};
+constinit Zel::TypeNode const TxStatusToTxSyncer::ZelTxMstStatusSm::_zelType{
+    "Varnol::TxStatusToTxSyncer::ZelTxMstStatusSm", {}};
+constinit Zel::TypeNode const TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm::_zelType{
+    "Varnol::TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm", {}};
+
+TxStatusToTxSyncer::TxStatusToTxSyncer(Zel::Ptr<TxStatus const> source, Zel::Ptr<TxStatus> dest)
+    : dest_(std::move(dest)) {
+    const Construction construction(*this);
+    sourceStart(source);
+    if (dest_)
+        dest_->heartbeatTimeoutIs(source ? source->heartbeatTimeout() : 0.0);
+    if (source)
+        txMstStatus_.resync(*this, source);
+    handleInitialized();
+}
+
+TxStatusToTxSyncer::~TxStatusToTxSyncer() { tearDown(); }
+
+TxStatusToTxSyncer::Ptr TxStatusToTxSyncer::TxStatusToTxSyncerIs(Zel::Ptr<TxStatus const> source,
+                                                                 Zel::Ptr<TxStatus> dest) {
+    return Zel::newActive<TxStatusToTxSyncer>(std::move(source), std::move(dest));
+}
+
+void TxStatusToTxSyncer::traceName(TraceStream& out) const { out << "TxToTx" << keyInfo(); }
+
+Zel::Ptr<TxStatusToTxSyncer::ZelTxMstStatusSm>
+TxStatusToTxSyncer::txMstStatus(Zel::Name const& name) {
+    return Zel::Ptr(txMstStatus_.find(name));
+}
+
+Zel::Ptr<TxStatusToTxSyncer::ZelTxMstStatusSm>
+TxStatusToTxSyncer::txMstStatusIs(Zel::Ptr<TxMstStatus const> const& element) {
+    return txMstStatus_.is(*this, element);
+}
+
+void TxStatusToTxSyncer::txMstStatusDel(Zel::Name const& name) { txMstStatus_.del(name); }
+
+void TxStatusToTxSyncer::txMstStatusDelAll() { txMstStatus_.delAll(); }
+
+void TxStatusToTxSyncer::handleInitialized() {
+    FENNIC_BLOCK_TIMER();
+    traceHandler(traceHandle, 8, *this, noMessage);
+    const Ptr alive(this);
+    for (Zel::Ptr<ZelTxMstStatusSm> const& child : txMstStatus_) {
+        child->handleInitialized();
+        handleTxMstStatus(child->fwkKey());
+    }
+    if (dest_) {
+        for (Zel::Ptr<TxMstStatus const> const& element : std::as_const(*dest_).txMstStatus())
+            handleTxMstStatus(element->name());
+    }
+    initializedIs(true);
+}
+
+void TxStatusToTxSyncer::handleTxMstStatus(Zel::String name) {
+    FENNIC_BLOCK_TIMER();
+    if (watched() && watched()->txMstStatus().find(name)) {
+        traceHandler(traceHandle, 8, *this, [&](TraceStream& out) { out << "creating " << name; });
+        if (dest_)
+            dest_->txMstStatusIs(name);
+    } else {
+        traceHandler(traceHandle, 8, *this, [&](TraceStream& out) { out << "deleting " << name; });
+        if (dest_)
+            dest_->txMstStatusDel(name);
+    }
+}
+
+void TxStatusToTxSyncer::ZelSource::handle(TxStatus::heartbeatTimeoutAttribute) {
+    if (owner() && owner()->dest_)
+        owner()->dest_->heartbeatTimeoutIs(watched()->heartbeatTimeout());
+}
+
+TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstStatusSm(
+    Zel::Ptr<TxMstStatus const> const& txMstStatus, TxStatusToTxSyncer* parent)
+    : Reactor(txMstStatus, parent)
+    , name_(txMstStatus->name()) {
+    const Construction construction(*this);
+    txMstPortStatus_.resync(*this, txMstStatus);
+    start();
+}
+
+TxStatusToTxSyncer::ZelTxMstStatusSm::~ZelTxMstStatusSm() { tearDown(); }
+
+Zel::String TxStatusToTxSyncer::ZelTxMstStatusSm::keyInfo() const {
+    return Zel::String("[").merge(name_.view(), "]");
+}
+
+void TxStatusToTxSyncer::ZelTxMstStatusSm::traceName(TraceStream& out) const {
+    out << "TxToTx::ZelTxMstStatusSm" << keyInfo();
+}
+
+Zel::Ptr<TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm>
+TxStatusToTxSyncer::ZelTxMstStatusSm::txMstPortStatus(Kolvu::IntfId intf) {
+    return Zel::Ptr(txMstPortStatus_.find(intf));
+}
+
+Zel::Ptr<TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm>
+TxStatusToTxSyncer::ZelTxMstStatusSm::txMstPortStatusIs(
+    Zel::Ptr<TxMstPortStatus const> const& element) {
+    return txMstPortStatus_.is(*this, element);
+}
+
+void TxStatusToTxSyncer::ZelTxMstStatusSm::txMstPortStatusDel(Kolvu::IntfId intf) {
+    txMstPortStatus_.del(intf);
+}
+
+void TxStatusToTxSyncer::ZelTxMstStatusSm::txMstPortStatusDelAll() { txMstPortStatus_.delAll(); }
+
+void TxStatusToTxSyncer::ZelTxMstStatusSm::handleInitialized() {
+    FENNIC_BLOCK_TIMER();
+    traceHandler(traceHandle, 8, *this, noMessage);
+    const Ptr alive(this);
+    const TxStatus::Ptr destRoot = owner()->dest();
+    dest_ = destRoot ? destRoot->txMstStatusIs(name_) : nullptr;
+    for (Zel::Ptr<ZelTxMstPortStatusSm> const& child : txMstPortStatus_) {
+        child->handleInitialized();
+        handleTxMstPortStatus(child->fwkKey());
+    }
+    if (dest_) {
+        for (Zel::Ptr<TxMstPortStatus const> const& element :
+             std::as_const(*dest_).txMstPortStatus())
+            handleTxMstPortStatus(element->intfId());
+    }
+    initializedIs(true);
+}
+
+void TxStatusToTxSyncer::ZelTxMstStatusSm::handleTxMstPortStatus(Kolvu::IntfId intf) {
+    FENNIC_BLOCK_TIMER();
+    if (watched() && watched()->txMstPortStatus().find(intf)) {
+        traceHandler(traceHandle, 8, *this,
+                     [&](TraceStream& out) { out << "setting txMstPortStatus for " << intf; });
+        if (dest_)
+            dest_->txMstPortStatusIs(intf);
+    } else {
+        traceHandler(traceHandle, 8, *this,
+                     [&](TraceStream& out) { out << "deleting txMstPortStatus for " << intf; });
+        if (dest_)
+            dest_->txMstPortStatusDel(intf);
+    }
+}
+
+using TxToTxPort = TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm;
+
+TxToTxPort::ZelTxMstPortStatusSm(Zel::Ptr<TxMstPortStatus const> const& txMstPortStatus,
+                                 ZelTxMstStatusSm* parent)
+    : Reactor(txMstPortStatus, parent)
+    , mstName_(parent->fwkKey())
+    , intfId_(txMstPortStatus->intfId()) {
+    const Construction construction(*this);
+    start();
+}
+
+TxToTxPort::~ZelTxMstPortStatusSm() { tearDown(); }
+
+Zel::String TxToTxPort::parentId() const {
+    return Zel::String(mstName_.stringValue()).merge("|", intfId_.shortName());
+}
+
+Zel::String TxToTxPort::keyInfo() const { return Zel::String("[").merge(parentId(), "]"); }
+
+void TxToTxPort::traceName(TraceStream& out) const {
+    out << "TxToTx::ZelTxMstPortStatusSm" << keyInfo();
+}
+
+IntxInfoSyncer::Ptr TxToTxPort::txInfoSyncer(Bridging::VlanIdOrNone vlan) {
+    return Zel::Ptr(txInfoSyncer_.find(vlan));
+}
+
+bool TxToTxPort::txInfoSyncerHas(Bridging::VlanIdOrNone vlan) {
+    return txInfoSyncer_.find(vlan) != nullptr;
+}
+
+IntxInfoSyncer::Ptr TxToTxPort::txInfoSyncerIs(Zel::Ptr<IntxInfo const> source,
+                                               Zel::Ptr<IntxInfo> dest, Bridging::VlanIdOrNone vlan,
+                                               Zel::String parentId) {
+    if (IntxInfoSyncer::Ptr present = txInfoSyncer(vlan)) {
+        Zel::assertSameParameter("source", source, present->source());
+        Zel::assertSameParameter("dest", dest, present->dest());
+        Zel::assertSameParameter("parentId", parentId, present->parentId());
+        return present;
+    }
+    return txInfoSyncer_.keep(IntxInfoSyncer::IntxInfoSyncerIs(std::move(source), std::move(dest),
+                                                               vlan, std::move(parentId)),
+                              vlan);
+}
+
+void TxToTxPort::txInfoSyncerDel(Bridging::VlanIdOrNone vlan) { txInfoSyncer_.del(vlan); }
+
+void TxToTxPort::txInfoSyncerDelAll() { txInfoSyncer_.delAll(); }
+
+void TxToTxPort::handleInitialized() {
+    FENNIC_BLOCK_TIMER();
+    traceHandler(traceHandle, 8, *this, noMessage);
+    const Ptr alive(this);
+    const TxMstStatus::Ptr destMst = owner()->dest();
+    const Zel::Ptr<TxMstPortStatus> found = destMst ? destMst->txMstPortStatus(intfId_) : nullptr;
+    const Zel::Ptr<TxMstPortStatus const> from = txMstPortStatus();
+    if (found) {
+        dest_ = found;
+        Zel::Ptr<TxMstPortStatus const> const to = found;
+        for (Zel::Ptr<IntxInfo const> const& record : from->txInfo())
+            handleTxInfo(record->vlanId());
+        for (Zel::Ptr<IntxInfo const> const& record : to->txInfo())
+            handleTxInfo(record->vlanId());
+        for (auto const& update : from->txUpdate())
+            handleTxUpdate(update.key());
+        for (auto const& update : to->txUpdate())
+            handleTxUpdate(update.key());
+        found->txHelloWhenOnIs(from->txHelloWhenOn());
+        // Last, so that who watches it finds everything else in place.
+        found->txNewInfoIs(from->txNewInfo());
+    }
+    initializedIs(true);
+}
+
+void TxToTxPort::handleTxInfo(Bridging::VlanIdOrNone vlan) {
+    FENNIC_BLOCK_TIMER();
+    if (Zel::Ptr<IntxInfo const> record = watched() ? watched()->txInfo(vlan) : nullptr) {
+        traceHandler(traceHandle, 8, *this,
+                     [&](TraceStream& out) { out << "setting vlan=" << vlan; });
+        if (dest_)
+            txInfoSyncerIs(std::move(record), dest_->txInfoIs(vlan), vlan, parentId());
+    } else {
+        traceHandler(traceHandle, 8, *this,
+                     [&](TraceStream& out) { out << "deleting vlan=" << vlan; });
+        if (dest_)
+            dest_->txInfoDel(vlan);
+        txInfoSyncerDel(vlan);
+    }
+}
+
+void TxToTxPort::handleTxUpdate(Bridging::VlanIdOrNone vlan) {
+    FENNIC_BLOCK_TIMER();
+    if (watched() && watched()->txUpdate(vlan) != 0)
+        traceHandler(traceHandle, 8, *this,
+                     [&](TraceStream& out) { out << "setting vlan=" << vlan; });
+    else
+        traceHandler(traceHandle, 8, *this,
+                     [&](TraceStream& out) { out << "deleting vlan=" << vlan; });
+    copyTxUpdate(vlan);
+}
+
+void TxToTxPort::copyTxUpdate(Bridging::VlanIdOrNone vlan) {
+    if (!dest_)
+        return;
+    if (const unsigned value = watched() ? watched()->txUpdate(vlan) : 0)
+        dest_->txUpdateIs(vlan, value);
+    else
+        dest_->txUpdateDel(vlan);
+}
+
+void TxToTxPort::handle(TxMstPortStatus::txUpdateAttribute, Bridging::VlanIdOrNone vlan) {
+    copyTxUpdate(vlan);
+    if (!zelMarkedForDeletion())
+        handleTxUpdate(vlan);
+}
+
+void TxToTxPort::rebound() {
+    const Zel::Ptr<TxMstPortStatus const> from = txMstPortStatus();
+    if (const TxMstPortStatus::Ptr to = dest_) {
+        for (auto const& update : from->txUpdate())
+            to->txUpdateIs(update.key(), update.value());
+        for (auto const& update : std::as_const(*to).txUpdate()) {
+            if (from->txUpdate(update.key()) == 0)
+                to->txUpdateDel(update.key());
+        }
+    }
+    replay();
+}
+
+TxStatusToTxSyncer::Ptr txStatusToTxSyncerFactory(Zel::Ptr<TxStatus const> source,
+                                                  Zel::Ptr<TxStatus> dest) {
+    return TxStatusToTxSyncer::TxStatusToTxSyncerIs(std::move(source), std::move(dest));
+}
+
+// ---- TxStatusToRxSyncer ----
+
+constinit Zel::TypeNode const TxStatusToRxSyncer::_zelType{"Varnol::TxStatusToRxSyncer", {}};
+constinit Zel::TypeNode const TxStatusToRxSyncer::ZelSource::_zelType{
+    "Varnol::TxStatusToRxSyncer::ZelSource", {}};
+constinit Zel::TypeNode const TxStatusToRxSyncer::ZelTxMstStatusSm::_zelType{
+    "Varnol::TxStatusToRxSyncer::ZelTxMstStatusSm", {}};
+
+TxStatusToRxSyncer::TxStatusToRxSyncer(Zel::Ptr<TxStatus const> const& source,
+                                       Zel::Ptr<RxStatus> const& rxStatus)
+    : rxStatus_(rxStatus) {
+    constexpr const char* signature = "Varnol::TxStatusToRxSyncer::TxStatusToRxSyncer("
+                                      "const Zel::Ptr<const Varnol::TxStatus>&, "
+                                      "const Zel::Ptr<Varnol::RxStatus>&)";
+    if (!source)
+        Zel::assertionFailed("source", signature);
+    if (!rxStatus)
+        Zel::assertionFailed("rxStatus", signature);
+    const Construction construction(*this);
+    sourceStart(source);
+    txMstStatus_.resync(*this, source);
+    handleInitialized();
+}
+
+TxStatusToRxSyncer::~TxStatusToRxSyncer() { tearDown(); }
+
+TxStatusToRxSyncer::Ptr
+TxStatusToRxSyncer::TxStatusToRxSyncerIs(Zel::Ptr<TxStatus const> const& source,
+                                         Zel::Ptr<RxStatus> const& rxStatus) {
+    return Zel::newActive<TxStatusToRxSyncer>(source, rxStatus);
+}
+
+void TxStatusToRxSyncer::traceName(TraceStream& out) const { out << "TxToRx" << keyInfo(); }
+
+Zel::Ptr<TxStatusToRxSyncer::ZelTxMstStatusSm>
+TxStatusToRxSyncer::txMstStatus(Zel::Name const& name) {
+    return Zel::Ptr(txMstStatus_.find(name));
+}
+
+Zel::Ptr<TxStatusToRxSyncer::ZelTxMstStatusSm>
+TxStatusToRxSyncer::txMstStatusIs(Zel::Ptr<TxMstStatus const> const& element) {
+    return txMstStatus_.is(*this, element);
+}
+
+void TxStatusToRxSyncer::txMstStatusDel(Zel::Name const& name) { txMstStatus_.del(name); }
+
+void TxStatusToRxSyncer::txMstStatusDelAll() { txMstStatus_.delAll(); }
+
+void TxStatusToRxSyncer::handleInitialized() {
+    FENNIC_BLOCK_TIMER();
+    traceHandler(traceHandle, 8, *this, noMessage);
+    const Ptr alive(this);
+    const Zel::Ptr<TxStatus const> from = source();
+    for (Zel::Ptr<TxMstStatus const> const& element : from->txMstStatus())
+        handleTxMstStatus(element->name());
+    for (Zel::Ptr<RxMstStatus const> const& element : std::as_const(*rxStatus_).rxMstStatus()) {
+        if (!from->txMstStatus().find(element->name()))
+            rxStatus_->rxMstStatusDel(element->name());
+    }
+    initializedIs(true);
+}
+
+void TxStatusToRxSyncer::handleTxMstStatus(Zel::String name) {
+    FENNIC_BLOCK_TIMER();
+    if (watched() && watched()->txMstStatus().find(name)) {
+        traceHandler(traceHandle, 8, *this,
+                     [&](TraceStream& out) { out << "setting rxMstStatus " << name; });
+        rxStatus_->rxMstStatusIs(name);
+    } else {
+        traceHandler(traceHandle, 8, *this,
+                     [&](TraceStream& out) { out << "deleting rxMstStatus " << name; });
+        rxStatus_->rxMstStatusDel(name);
+    }
+}
+
+TxStatusToRxSyncer::ZelTxMstStatusSm::ZelTxMstStatusSm(
+    Zel::Ptr<TxMstStatus const> const& txMstStatus, TxStatusToRxSyncer* syncer)
+    : Reactor(txMstStatus, syncer)
+    , name_(txMstStatus->name()) {
+    const Construction construction(*this);
+    start();
+}
+
+Zel::String TxStatusToRxSyncer::ZelTxMstStatusSm::keyInfo() const {
+    return Zel::String("[").merge(name_.view(), "]");
+}
+
+void TxStatusToRxSyncer::ZelTxMstStatusSm::traceName(TraceStream& out) const {
+    out << "TxToRx::ZelTxMstStatusSm" << keyInfo();
+}
+
+void TxStatusToRxSyncer::ZelTxMstStatusSm::handleInitialized() {
+    FENNIC_BLOCK_TIMER();
+    traceHandler(traceHandle, 8, *this, noMessage);
+    const Ptr alive(this);
+    const Zel::Ptr<TxMstStatus const> from = txMstStatus();
+    const RxStatus::Ptr rxRoot = owner()->rxStatus();
+    const RxMstStatus::Ptr to = rxMstStatus_ = rxRoot->rxMstStatusIs(name_);
+    for (Zel::Ptr<TxMstPortStatus const> const& element : from->txMstPortStatus())
+        handleTxMstPortStatus(element->intfId());
+    for (Zel::Ptr<RxMstPortStatus const> const& element : std::as_const(*to).rxMstPortStatus()) {
+        if (!from->txMstPortStatus().find(element->intfId()))
+            to->rxMstPortStatusDel(element->intfId());
+    }
+    initializedIs(true);
+}
+
+void TxStatusToRxSyncer::ZelTxMstStatusSm::handleTxMstPortStatus(Kolvu::IntfId intfId) {
+    FENNIC_BLOCK_TIMER();
+    if (watched() && watched()->txMstPortStatus().find(intfId)) {
+        traceHandler(traceHandle, 8, *this, [&](TraceStream& out) {
+            out << "setting rxMstPortStatus for " << intfId.shortName();
+        });
+        if (rxMstStatus_)
+            rxMstStatus_->rxMstPortStatusIs(intfId);
+    } else {
+        traceHandler(traceHandle, 8, *this, [&](TraceStream& out) {
+            out << "deleting rxMstPortStatus for " << intfId.shortName();
+        });
+        if (rxMstStatus_)
+            rxMstStatus_->rxMstPortStatusDel(intfId);
+    }
+}
+
+TxStatusToRxSyncer::Ptr txStatusToRxSyncerFactory(Zel::Ptr<TxStatus const> const& source,
+                                                  Zel::Ptr<RxStatus> const& rxStatus) {
+    return TxStatusToRxSyncer::TxStatusToRxSyncerIs(source, rxStatus);
+}
+
+namespace {
+[[maybe_unused]] const bool registered =
+    Zel::typeNodeIs(IntxInfoSyncer::_zelType) &&
+    Zel::typeNodeIs(IntxInfoSyncer::ZelSource::_zelType) &&
+    Zel::typeNodeIs(IntxInfoSyncer::ZelMstiNSm::_zelType) &&
+    Zel::typeNodeIs(TxStatusToTxSyncer::_zelType) &&
+    Zel::typeNodeIs(TxStatusToTxSyncer::ZelSource::_zelType) &&
+    Zel::typeNodeIs(TxStatusToTxSyncer::ZelTxMstStatusSm::_zelType) &&
+    Zel::typeNodeIs(TxToTxPort::_zelType) && Zel::typeNodeIs(TxStatusToRxSyncer::_zelType) &&
+    Zel::typeNodeIs(TxStatusToRxSyncer::ZelSource::_zelType) &&
+    Zel::typeNodeIs(TxStatusToRxSyncer::ZelTxMstStatusSm::_zelType);
+} // namespace
+
+} // namespace Varnol

@@ -1,0 +1,111 @@
+#pragma once
+
+#include "framework/zel/RootSyncer.h"
+#include "model/RxStatus.h"
+#include "model/TxStatus.h"
+
+namespace Varnol {
+
+/// Keeps the structure of a receive status tree in step with a transmit status tree: an MST name
+/// for each MST name, an interface for each interface, and no others. Values are neither read nor
+/// written.
+///
+/// The service holds it by a counted pointer; dropping the last one leaves the receive tree as it
+/// is. Traces as "StpTxStatusSyncer".
+class VARNOL_API TxStatusToRxSyncer final : public Zel::RootSyncer<TxStatusToRxSyncer, TxStatus> {
+  public:
+    class ZelSource;
+    class ZelTxMstStatusSm;
+    using TxMstStatusSms =
+        Zel::ChildReactors<TxStatus::txMstStatusAttribute, ZelTxMstStatusSm, TxStatusToRxSyncer>;
+
+    static Zel::TypeNode const _zelType;
+
+    /// Requires: neither is null; assertions "source" and "rxStatus".
+    TxStatusToRxSyncer(Zel::Ptr<TxStatus const> const& source, Zel::Ptr<RxStatus> const& rxStatus);
+    ~TxStatusToRxSyncer() override;
+
+    /// Creates a syncer with its notification on.
+    static Ptr TxStatusToRxSyncerIs(Zel::Ptr<TxStatus const> const& source,
+                                    Zel::Ptr<RxStatus> const& rxStatus);
+
+    RxStatus::Ptr const& rxStatus() const noexcept { return rxStatus_; }
+    bool initialized() const noexcept { return initialized_; }
+    void initializedIs(bool initialized) noexcept { initialized_ = initialized; }
+    /// Empty.
+    Zel::String keyInfo() const { return {}; }
+    void traceName(Zel::TraceStream& out) const;
+
+    /// The reactors on the source's MST names.
+    TxMstStatusSms& children() noexcept { return txMstStatus_; }
+    Zel::Ptr<ZelTxMstStatusSm> txMstStatus(Zel::Name const& name);
+    Zel::Ptr<ZelTxMstStatusSm> txMstStatusIs(Zel::Ptr<TxMstStatus const> const& element);
+    void txMstStatusDel(Zel::Name const& name);
+    void txMstStatusDelAll();
+
+    void handleInitialized();
+    void handleTxMstStatus(Zel::String name);
+
+  private:
+    RxStatus::Ptr rxStatus_;
+    TxMstStatusSms txMstStatus_;
+    bool initialized_ = false;
+};
+
+/// The reactor on the source's root. Bound to another tree it follows that tree's MST names; what
+/// the receive tree holds beyond them stays.
+class TxStatusToRxSyncer::ZelSource final
+    : public Zel::Reactor<ZelSource, TxStatus, TxStatusToRxSyncer> {
+  public:
+    static Zel::TypeNode const _zelType;
+
+    ZelSource(Zel::Ptr<TxStatus const> const& source, TxStatusToRxSyncer* syncer)
+        : Reactor(source, syncer) {}
+
+    void handle(TxStatus::txMstStatusAttribute, Zel::Name const& name) {
+        owner()->handleTxMstStatus(name);
+    }
+    TxStatusToRxSyncer& keeper(TxStatus::txMstStatusAttribute) { return *owner(); }
+};
+
+/// The reactor on one of the source's MST names; handles the interfaces itself. Bound to another
+/// entity of the same name it writes nothing.
+class TxStatusToRxSyncer::ZelTxMstStatusSm final
+    : public Zel::Reactor<ZelTxMstStatusSm, TxMstStatus, TxStatusToRxSyncer>,
+      public Zel::HashMember {
+  public:
+    static Zel::TypeNode const _zelType;
+
+    ZelTxMstStatusSm(Zel::Ptr<TxMstStatus const> const& txMstStatus, TxStatusToRxSyncer* syncer);
+
+    Zel::Name const& fwkKey() const noexcept { return name_; }
+    /// The source's MST name.
+    Zel::Ptr<TxMstStatus const> txMstStatus() const noexcept { return notifier(); }
+    /// Watches another entity of the source.
+    void txMstStatusIs(Zel::Ptr<TxMstStatus const> const& txMstStatus) { notifierIs(txMstStatus); }
+    /// The MST name of the receive tree; null only where the reactor was made as a zombie.
+    RxMstStatus::Ptr const& rxMstStatus() const noexcept { return rxMstStatus_; }
+    bool initialized() const noexcept { return initialized_; }
+    void initializedIs(bool initialized) noexcept { initialized_ = initialized; }
+    /// "[name]".
+    Zel::String keyInfo() const;
+    void traceName(Zel::TraceStream& out) const;
+
+    void handleInitialized();
+    void handleTxMstPortStatus(Kolvu::IntfId intfId);
+
+    void handle(TxMstStatus::txMstPortStatusAttribute, Kolvu::IntfId intfId) {
+        handleTxMstPortStatus(intfId);
+    }
+
+  private:
+    Zel::Name name_;
+    RxMstStatus::Ptr rxMstStatus_;
+    bool initialized_ = false;
+};
+
+/// Creates a syncer; see there for the arguments.
+VARNOL_API TxStatusToRxSyncer::Ptr txStatusToRxSyncerFactory(Zel::Ptr<TxStatus const> const& source,
+                                                             Zel::Ptr<RxStatus> const& rxStatus);
+
+} // namespace Varnol

@@ -1,0 +1,191 @@
+#pragma once
+
+#include "framework/zel/RootSyncer.h"
+#include "model/TxStatus.h"
+#include "syncers/IntxInfoSyncer.h"
+
+namespace Varnol {
+
+/// Keeps one transmit status tree equal to another: MST names, interfaces, update counts, port
+/// values, and, through an IntxInfoSyncer each, the BPDU information records.
+///
+/// The service holds it by a counted pointer; dropping the last one ends the mirroring and leaves
+/// the destination as it is. Whether a child of the destination exists is decided from the source;
+/// writes are not compared first. Traces as "StpTxStatusSyncer".
+///
+/// A port of an MST name that is added to the source after the syncer was made has no destination:
+/// its reactor exists, and writes nothing.
+class VARNOL_API TxStatusToTxSyncer final : public Zel::RootSyncer<TxStatusToTxSyncer, TxStatus> {
+  public:
+    class ZelSource;
+    class ZelTxMstStatusSm;
+    using TxMstStatusSms =
+        Zel::ChildReactors<TxStatus::txMstStatusAttribute, ZelTxMstStatusSm, TxStatusToTxSyncer>;
+
+    static Zel::TypeNode const _zelType;
+
+    /// @param source  read only; may be null
+    /// @param dest    written only; null to write nothing
+    TxStatusToTxSyncer(Zel::Ptr<TxStatus const> source, Zel::Ptr<TxStatus> dest);
+    ~TxStatusToTxSyncer() override;
+
+    /// Creates a syncer with its notification on.
+    static Ptr TxStatusToTxSyncerIs(Zel::Ptr<TxStatus const> source, Zel::Ptr<TxStatus> dest);
+
+    TxStatus::Ptr const& dest() const noexcept { return dest_; }
+    bool initialized() const noexcept { return initialized_; }
+    void initializedIs(bool initialized) noexcept { initialized_ = initialized; }
+    /// Empty.
+    Zel::String keyInfo() const { return {}; }
+    void traceName(Zel::TraceStream& out) const;
+
+    /// The reactors on the source's MST names.
+    TxMstStatusSms& children() noexcept { return txMstStatus_; }
+    Zel::Ptr<ZelTxMstStatusSm> txMstStatus(Zel::Name const& name);
+    Zel::Ptr<ZelTxMstStatusSm> txMstStatusIs(Zel::Ptr<TxMstStatus const> const& element);
+    void txMstStatusDel(Zel::Name const& name);
+    void txMstStatusDelAll();
+
+    void handleInitialized();
+    void handleTxMstStatus(Zel::String name);
+
+  private:
+    TxStatus::Ptr dest_;
+    TxMstStatusSms txMstStatus_;
+    bool initialized_ = false;
+};
+
+/// The reactor on the source's root.
+class TxStatusToTxSyncer::ZelSource final
+    : public Zel::Reactor<ZelSource, TxStatus, TxStatusToTxSyncer> {
+  public:
+    static Zel::TypeNode const _zelType;
+
+    ZelSource(Zel::Ptr<TxStatus const> const& source, TxStatusToTxSyncer* syncer)
+        : Reactor(source, syncer) {}
+
+    void handle(TxStatus::heartbeatTimeoutAttribute);
+    void handle(TxStatus::txMstStatusAttribute, Zel::Name const& name) {
+        owner()->handleTxMstStatus(name);
+    }
+    TxStatusToTxSyncer& keeper(TxStatus::txMstStatusAttribute) { return *owner(); }
+};
+
+/// The reactor on one of the source's MST names.
+class TxStatusToTxSyncer::ZelTxMstStatusSm final
+    : public Zel::Reactor<ZelTxMstStatusSm, TxMstStatus, TxStatusToTxSyncer>,
+      public Zel::HashMember {
+  public:
+    class ZelTxMstPortStatusSm;
+    using TxMstPortStatusSms = Zel::ChildReactors<TxMstStatus::txMstPortStatusAttribute,
+                                                  ZelTxMstPortStatusSm, ZelTxMstStatusSm>;
+
+    static Zel::TypeNode const _zelType;
+
+    ZelTxMstStatusSm(Zel::Ptr<TxMstStatus const> const& txMstStatus, TxStatusToTxSyncer* parent);
+    ~ZelTxMstStatusSm() override;
+
+    Zel::Name const& fwkKey() const noexcept { return name_; }
+    /// The source's MST name.
+    Zel::Ptr<TxMstStatus const> txMstStatus() const noexcept { return notifier(); }
+    /// The destination's MST name; null until handleInitialized() has made or found it.
+    TxMstStatus::Ptr const& dest() const noexcept { return dest_; }
+    bool initialized() const noexcept { return initialized_; }
+    void initializedIs(bool initialized) noexcept { initialized_ = initialized; }
+    /// "[name]".
+    Zel::String keyInfo() const;
+    void traceName(Zel::TraceStream& out) const;
+
+    /// The reactors on the source's interfaces.
+    TxMstPortStatusSms& children() noexcept { return txMstPortStatus_; }
+    Zel::Ptr<ZelTxMstPortStatusSm> txMstPortStatus(Kolvu::IntfId intf);
+    Zel::Ptr<ZelTxMstPortStatusSm>
+    txMstPortStatusIs(Zel::Ptr<TxMstPortStatus const> const& element);
+    void txMstPortStatusDel(Kolvu::IntfId intf);
+    void txMstPortStatusDelAll();
+
+    void handleInitialized();
+    void handleTxMstPortStatus(Kolvu::IntfId intf);
+
+    void handle(TxMstStatus::txMstPortStatusAttribute, Kolvu::IntfId intf) {
+        handleTxMstPortStatus(intf);
+    }
+    ZelTxMstStatusSm& keeper(TxMstStatus::txMstPortStatusAttribute) { return *this; }
+
+  private:
+    Zel::Name name_;
+    TxMstStatus::Ptr dest_;
+    TxMstPortStatusSms txMstPortStatus_;
+    bool initialized_ = false;
+};
+
+/// The reactor on one of the source's interfaces.
+class TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm final
+    : public Zel::Reactor<ZelTxMstPortStatusSm, TxMstPortStatus, ZelTxMstStatusSm>,
+      public Zel::NamedHandlers<ZelTxMstPortStatusSm, TxMstPortStatus>,
+      public Zel::HashMember {
+  public:
+    using TxInfoSyncers = Zel::KeyedReactors<
+        Zel::RbTreeMap<IntxInfoSyncer, Bridging::VlanIdOrNone, ZelTxMstPortStatusSm>>;
+
+    static Zel::TypeNode const _zelType;
+
+    ZelTxMstPortStatusSm(Zel::Ptr<TxMstPortStatus const> const& txMstPortStatus,
+                         ZelTxMstStatusSm* parent);
+    ~ZelTxMstPortStatusSm() override;
+
+    Kolvu::IntfId fwkKey() const noexcept { return intfId_; }
+    /// The source's interface.
+    Zel::Ptr<TxMstPortStatus const> txMstPortStatus() const noexcept { return notifier(); }
+    /// The destination's interface; null until handleInitialized() has found it.
+    TxMstPortStatus::Ptr const& dest() const noexcept { return dest_; }
+    bool initialized() const noexcept { return initialized_; }
+    void initializedIs(bool initialized) noexcept { initialized_ = initialized; }
+    /// "[MST name|Et1]".
+    Zel::String keyInfo() const;
+    void traceName(Zel::TraceStream& out) const;
+
+    /// The syncers of the records, by VLAN.
+    TxInfoSyncers& children() noexcept { return txInfoSyncer_; }
+    IntxInfoSyncer::Ptr txInfoSyncer(Bridging::VlanIdOrNone vlan);
+    bool txInfoSyncerHas(Bridging::VlanIdOrNone vlan);
+    /// Creates the syncer of a VLAN, or returns the one that there is. Throws NameInUseException,
+    /// and changes nothing, when that one has another source, destination or parent identifier.
+    IntxInfoSyncer::Ptr txInfoSyncerIs(Zel::Ptr<IntxInfo const> source, Zel::Ptr<IntxInfo> dest,
+                                       Bridging::VlanIdOrNone vlan, Zel::String parentId);
+    void txInfoSyncerDel(Bridging::VlanIdOrNone vlan);
+    void txInfoSyncerDelAll();
+
+    void handleInitialized();
+    void handleTxInfo(Bridging::VlanIdOrNone vlan);
+    void handleTxUpdate(Bridging::VlanIdOrNone vlan);
+
+    void handle(TxMstPortStatus::txUpdateAttribute, Bridging::VlanIdOrNone vlan);
+    void handle(TxMstPortStatus::txInfoAttribute, Bridging::VlanIdOrNone vlan) {
+        handleTxInfo(vlan);
+    }
+    /// Writes txNewInfo or txHelloWhenOn, zero when the source is gone.
+    template <Zel::ScalarAttribute A> void handle(A) {
+        if (dest_)
+            A::write(*dest_, watched() ? A::read(*watched()) : typename A::Value{});
+    }
+    /// What another source interface sets off: all update counts, then the scalars.
+    void rebound();
+
+  private:
+    void copyTxUpdate(Bridging::VlanIdOrNone vlan);
+    /// MST name and interface, as "mst1|Et1".
+    Zel::String parentId() const;
+
+    Zel::Name mstName_;
+    TxMstPortStatus::Ptr dest_;
+    TxInfoSyncers txInfoSyncer_;
+    Kolvu::IntfId intfId_;
+    bool initialized_ = false;
+};
+
+/// Creates a syncer; see there for the arguments.
+VARNOL_API TxStatusToTxSyncer::Ptr txStatusToTxSyncerFactory(Zel::Ptr<TxStatus const> source,
+                                                             Zel::Ptr<TxStatus> dest);
+
+} // namespace Varnol

@@ -1,0 +1,248 @@
+#include "bpdu/VarnolCommon.h"
+
+#include "framework/zel/Trace.h"
+#include "tests/framework/FailingAllocation.h"
+#include "tests/framework/NothingLeft.h"
+#include "tests/framework/TraceCapture.h"
+#include "tests/model/Samples.h"
+#include "tests/syncers/WriteLog.h"
+
+#include <csignal>
+#include <new>
+#include <type_traits>
+
+namespace Varnol {
+namespace {
+
+using Samples::record;
+
+static_assert(std::is_same_v<decltype(&copyIntxInfo),
+                             void (*)(Zel::Ptr<IntxInfo const>, Zel::Ptr<IntxInfo>)>);
+
+IntxInfo::Ptr filled(Bridging::VlanIdOrNone vlan, std::initializer_list<Zel::U16> instances) {
+    const IntxInfo::Ptr info = record(vlan, instances);
+    Samples::fill(*info);
+    for (Zel::U16 instance : instances)
+        Samples::fill(*info->mstiN(instance));
+    return info;
+}
+
+class CopyIntxInfo : public NothingLeft {};
+WITH_BOTH_WAYS_OF_COUNTING(CopyIntxInfo);
+
+TEST_P(CopyIntxInfo, MakesAnEmptyRecordEqualWritingInTheOrderOfDeclaration) {
+    const IntxInfo::Ptr source = filled(1, {4, 0});
+    const IntxInfo::Ptr dest = record(1);
+    WriteLog log(dest);
+    copyIntxInfo(source, dest);
+    EXPECT_EQ(log.take(),
+              scalarWrites + Writes{"+0"} + entryWrites(0) + Writes{"+4"} + entryWrites(4));
+    expectEqualRecords(*dest, *source);
+}
+
+TEST_P(CopyIntxInfo, OntoAnEqualRecordWritesEverythingAgainSixAndThirteenPerInstance) {
+    const IntxInfo::Ptr source = filled(1, {0, 3, 7});
+    const IntxInfo::Ptr dest = filled(1, {0, 3, 7});
+    WriteLog log(dest);
+    copyIntxInfo(source, dest);
+    const Writes writes = log.take();
+    EXPECT_EQ(writes.size(), 6U + 13U * 3U);
+    EXPECT_EQ(writes, scalarWrites + entryWrites(0) + entryWrites(3) + entryWrites(7));
+    expectEqualRecords(*dest, *source);
+}
+
+TEST_P(CopyIntxInfo, OfAnAllZeroRecordResetsEverything) {
+    const IntxInfo::Ptr dest = filled(1, {0});
+    copyIntxInfo(record(1, {0}), dest);
+    expectZeroScalars(*dest);
+    expectZeroScalars(*dest->mstiN(0));
+}
+
+TEST_P(CopyIntxInfo, DeletesAnEntryThatTheSourceLacksAfterCreatingTheNewOne) {
+    const IntxInfo::Ptr source = filled(1, {0, 3});
+    const IntxInfo::Ptr dest = filled(1, {0, 5});
+    WriteLog log(dest);
+    copyIntxInfo(source, dest);
+    EXPECT_EQ(log.take(),
+              scalarWrites + entryWrites(0) + Writes{"+3"} + entryWrites(3) + Writes{"-5"});
+    EXPECT_EQ(keysOf(*dest), (std::vector<unsigned>{0, 3}));
+    expectEqualRecords(*dest, *source);
+}
+
+TEST_P(CopyIntxInfo, DeletesSeveralEntriesInAscendingOrder) {
+    const IntxInfo::Ptr dest = filled(1, {1, 9, 4, 2});
+    WriteLog log(dest);
+    copyIntxInfo(record(1, {4}), dest);
+    EXPECT_EQ(log.take(), scalarWrites + entryWrites(4) + (Writes{"-1", "-2", "-9"}));
+    EXPECT_EQ(keysOf(*dest), std::vector<unsigned>{4});
+}
+
+TEST_P(CopyIntxInfo, OfARecordWithoutEntriesLeavesNone) {
+    const IntxInfo::Ptr dest = filled(1, {0});
+    WriteLog log(dest);
+    copyIntxInfo(record(1), dest);
+    EXPECT_EQ(log.take(), scalarWrites + Writes{"-0"});
+    EXPECT_EQ(dest->mstiN().members(), 0U);
+}
+
+TEST_P(CopyIntxInfo, NeverWritesTheVlanKey) {
+    const IntxInfo::Ptr dest = record(20);
+    copyIntxInfo(filled(10, {0}), dest);
+    EXPECT_EQ(dest->vlanId(), 20);
+}
+
+TEST_P(CopyIntxInfo, KeepsTheEntriesThatAreThere) {
+    const IntxInfo::Ptr dest = record(1, {0});
+    const IntxMstiInfo::Ptr entry = dest->mstiN(0);
+    copyIntxInfo(filled(1, {0, 1}), dest);
+    EXPECT_EQ(dest->mstiN(0), entry);
+}
+
+TEST_P(CopyIntxInfo, LeavesTheSourceAloneAndUnnotified) {
+    const IntxInfo::Ptr source = filled(1, {0, 2});
+    const IntxInfo::Ptr dest = record(1, {5});
+    WriteLog log(source);
+    copyIntxInfo(source, dest);
+    EXPECT_EQ(log.take(), Writes());
+    expectEqualRecords(*source, *filled(1, {0, 2}));
+}
+
+TEST_P(CopyIntxInfo, OfARecordOntoItselfWritesItAgain) {
+    const IntxInfo::Ptr info = filled(1, {0, 2});
+    WriteLog log(info);
+    copyIntxInfo(info, info);
+    EXPECT_EQ(log.take(), scalarWrites + entryWrites(0) + entryWrites(2));
+    expectEqualRecords(*info, *filled(1, {0, 2}));
+}
+
+// A key that only the destination has and one that only the source has: what a reactor does in the
+// middle of the copy can make the counts equal, and then nothing is looked for.
+TEST_P(CopyIntxInfo, SkipsTheDeletionWhenTheCountsAreEqualThoughTheKeysAreNot) {
+    const IntxInfo::Ptr source = filled(1, {0, 3});
+    const IntxInfo::Ptr dest = filled(1, {5});
+    WriteLog log(dest);
+    log.at = [&](std::string const& write) {
+        if (write == "3.fwdDelay")
+            dest->mstiNDel(0);
+    };
+    copyIntxInfo(source, dest);
+    EXPECT_EQ(keysOf(*dest), (std::vector<unsigned>{3, 5}));
+}
+
+TEST_P(CopyIntxInfo, NotifiesOfEachWriteBeforeTheNextOne) {
+    const IntxInfo::Ptr source = filled(1, {0});
+    const IntxInfo::Ptr dest = record(1);
+    WriteLog log(dest);
+    log.at = [&](std::string const& write) {
+        if (write == "stpVersion") {
+            EXPECT_EQ(dest->stpVersion(), source->stpVersion());
+            EXPECT_EQ(dest->intxInfoType(), 0);
+        }
+        if (write == "+0")
+            expectZeroScalars(*dest->mstiN(0));
+        if (write == "0.helloTime") {
+            EXPECT_EQ(dest->mstiN(0)->fwdDelay(), Stp::TimerVal());
+        }
+    };
+    copyIntxInfo(source, dest);
+    expectEqualRecords(*dest, *source);
+}
+
+TEST_P(CopyIntxInfo, FindsItsPlaceAgainWhenTheSourceChangesMeanwhile) {
+    const IntxInfo::Ptr source = filled(1, {0, 3, 5, 7});
+    const IntxInfo::Ptr dest = record(1);
+    WriteLog log(dest);
+    log.at = [&](std::string const& write) {
+        if (write == "+3") {
+            source->mstiNDel(3);
+            source->mstiNDel(5);
+            Samples::fill(*source->mstiNIs(9));
+            source->mstiNIs(1);
+        }
+    };
+    copyIntxInfo(source, dest);
+    // 1 came behind the walk, so the counts, {0, 1, 7, 9} and {0, 3, 7, 9}, are equal.
+    EXPECT_EQ(keysOf(*dest), (std::vector<unsigned>{0, 3, 7, 9}));
+    expectEqualScalars(*dest->mstiN(7), *source->mstiN(7));
+    expectEqualScalars(*dest->mstiN(9), *source->mstiN(9));
+}
+
+TEST_P(CopyIntxInfo, SurvivesAnEntryDeletedWhileItIsWritten) {
+    const IntxInfo::Ptr source = filled(1, {0, 3});
+    const IntxInfo::Ptr dest = record(1);
+    WriteLog log(dest);
+    log.at = [&](std::string const& write) {
+        if (write == "0.flags")
+            dest->mstiNDel(0);
+    };
+    copyIntxInfo(source, dest);
+    EXPECT_EQ(keysOf(*dest), std::vector<unsigned>{3});
+}
+
+TEST_P(CopyIntxInfo, DeletesAKeyOnceThoughItComesBackInItsOwnDeletionNotice) {
+    const IntxInfo::Ptr dest = filled(1, {2, 4});
+    WriteLog log(dest);
+    bool again = true;
+    log.at = [&](std::string const& write) {
+        if (write == "-2" && std::exchange(again, false))
+            dest->mstiNIs(2);
+    };
+    copyIntxInfo(record(1), dest);
+    EXPECT_EQ(log.take(), scalarWrites + (Writes{"-2", "+2", "-4"}));
+    EXPECT_EQ(keysOf(*dest), std::vector<unsigned>{2});
+}
+
+TEST_P(CopyIntxInfo, HoldsBothRecordsUntilItHasEnded) {
+    IntxInfo::Ptr source = filled(1, {0, 1});
+    IntxInfo::Ptr dest = record(1);
+    WriteLog log(dest);
+    log.at = [&](std::string const&) {
+        source = nullptr;
+        dest = nullptr;
+    };
+    copyIntxInfo(source, dest);
+    EXPECT_EQ(log.take().size(), 6U + 2U * 14U);
+}
+
+TEST_P(CopyIntxInfo, TracesNothing) {
+    TraceCapture capture("Varnol", {0, 1, 2, 3, 4, 5, 6, 7, 8, 9});
+    capture.levelsOn("StpTxStatusSyncer", {0, 1, 2, 3, 4, 5, 6, 7, 8, 9});
+    capture.levelsOn("StpRxStatusSyncer", {0, 1, 2, 3, 4, 5, 6, 7, 8, 9});
+    copyIntxInfo(filled(1, {0, 3}), filled(1, {0, 5}));
+    EXPECT_TRUE(capture.records().empty());
+}
+
+TEST_P(CopyIntxInfo, OutOfMemoryReachesTheCallerAndLeaksNothing) {
+    bool failed = true;
+    unsigned failures = 0;
+    for (std::size_t n = 1; failed; ++n) {
+        const IntxInfo::Ptr source = filled(1, {0, 3});
+        source->configNameStringIs("a name too long to be kept without memory of its own");
+        const IntxInfo::Ptr dest = record(1, {5});
+        {
+            const FailingAllocation failing(n);
+            try {
+                copyIntxInfo(source, dest);
+            } catch (std::bad_alloc const&) {
+                ++failures;
+            }
+            failed = failing.happened();
+        }
+        if (!failed)
+            expectEqualRecords(*dest, *source);
+    }
+    EXPECT_EQ(failures, 2U) << "the two entries";
+}
+
+TEST(CopyIntxInfoDeathTest, ANullSourceFailsItsAssertion) {
+    EXPECT_EXIT(copyIntxInfo(nullptr, record(1)), testing::KilledBySignal(SIGABRT),
+                "bpdu/VarnolCommon\\.cpp:[0-9]+: .*copyIntxInfo.*: Assertion `src' failed\\.");
+}
+
+TEST(CopyIntxInfoDeathTest, ANullDestinationFailsItsAssertion) {
+    EXPECT_EXIT(copyIntxInfo(record(1), nullptr), testing::KilledBySignal(SIGABRT),
+                "bpdu/VarnolCommon\\.cpp:[0-9]+: .*copyIntxInfo.*: Assertion `dst' failed\\.");
+}
+
+} // namespace
+} // namespace Varnol

@@ -1,0 +1,1091 @@
+#include "syncers/IntxInfoSyncer.h"
+
+#include "framework/fennic/TraceFile.h"
+#include "framework/zel/Exception.h"
+#include "tests/framework/FailingAllocation.h"
+#include "tests/framework/NothingLeft.h"
+#include "tests/framework/TraceCapture.h"
+#include "tests/framework/TraceReader.h"
+#include "tests/model/Samples.h"
+#include "tests/syncers/WriteLog.h"
+
+#include <array>
+#include <new>
+#include <type_traits>
+
+namespace Varnol {
+namespace {
+
+using Samples::record;
+using Reactor = IntxInfoSyncer::ZelMstiNSm;
+using Keys = std::vector<unsigned>;
+
+static_assert(std::is_same_v<decltype(&intxInfoSyncerFactory),
+                             IntxInfoSyncer::Ptr (*)(Zel::Ptr<IntxInfo const>, IntxInfo::Ptr,
+                                                     Bridging::VlanIdOrNone, Zel::String)>);
+static_assert(
+    std::is_same_v<decltype(&IntxInfoSyncer::IntxInfoSyncerIs), decltype(&intxInfoSyncerFactory)>);
+static_assert(std::is_same_v<decltype(&Reactor::mstiN),
+                             Zel::Ptr<IntxMstiInfo const> (Reactor::*)() const noexcept>);
+
+IntxInfo::Ptr filled(Bridging::VlanIdOrNone vlan, std::initializer_list<Zel::U16> instances) {
+    const IntxInfo::Ptr info = record(vlan, instances);
+    Samples::fill(*info);
+    for (Zel::U16 instance : instances)
+        Samples::fill(*info->mstiN(instance));
+    return info;
+}
+
+IntxInfoSyncer::Ptr mirror(Zel::Ptr<IntxInfo const> const& source, IntxInfo::Ptr const& dest) {
+    return intxInfoSyncerFactory(source, dest, 7, "Ethernet1");
+}
+
+Keys reactorsOf(IntxInfoSyncer& syncer) {
+    Keys keys;
+    for (Zel::Ptr<Reactor> const& reactor : syncer.children())
+        keys.push_back(reactor->mstiId().value());
+    return keys;
+}
+
+/// The handlers of an entry's attributes, in the order of entryAttributes.
+using Handler = void (Reactor::*)();
+constexpr std::array<Handler, 13> handlers{&Reactor::zel_handleMstiN_flags,
+                                           &Reactor::zel_handleMstiN_bridgeId,
+                                           &Reactor::zel_handleMstiN_portId,
+                                           &Reactor::zel_handleMstiN_cistRootBridgeId,
+                                           &Reactor::zel_handleMstiN_cistExtRootPathCost,
+                                           &Reactor::zel_handleMstiN_cistRegionalRootBridgeId,
+                                           &Reactor::zel_handleMstiN_intRootPathCost,
+                                           &Reactor::zel_handleMstiN_regionalRootBridgeId,
+                                           &Reactor::zel_handleMstiN_remainingHops,
+                                           &Reactor::zel_handleMstiN_messageAge,
+                                           &Reactor::zel_handleMstiN_maxAge,
+                                           &Reactor::zel_handleMstiN_helloTime,
+                                           &Reactor::zel_handleMstiN_fwdDelay};
+
+/// Writes the zero value to one attribute.
+template <class E> void zero(E& entity, std::string_view name) {
+    Zel::forEachAttribute<E>([&](auto attribute) {
+        using A = decltype(attribute);
+        if constexpr (Zel::ScalarAttribute<A>) {
+            if (A::name == name)
+                A::write(entity, typename A::Value{});
+        }
+    });
+}
+
+class IntxInfoSyncerTest : public NothingLeft {};
+WITH_BOTH_WAYS_OF_COUNTING(IntxInfoSyncerTest);
+
+// ---- construction ----
+
+TEST_P(IntxInfoSyncerTest, StartsByWritingTheScalarsThenCreatesAndWritesEachEntry) {
+    const IntxInfo::Ptr source = filled(9, {3, 0});
+    const IntxInfo::Ptr dest = record(9);
+    WriteLog log(dest);
+    const auto syncer = mirror(source, dest);
+    EXPECT_EQ(log.take(),
+              scalarWrites + Writes{"+0"} + entryWrites(0) + Writes{"+3"} + entryWrites(3));
+    expectEqualRecords(*dest, *source);
+    EXPECT_EQ(reactorsOf(*syncer), (Keys{0, 3}));
+}
+
+TEST_P(IntxInfoSyncerTest, WritesEntriesThatAreThereWithTheReactorAndAgainAtTheEnd) {
+    const IntxInfo::Ptr source = filled(9, {0, 3});
+    const IntxInfo::Ptr dest = record(9, {0, 3});
+    WriteLog log(dest);
+    const auto syncer = mirror(source, dest);
+    EXPECT_EQ(log.take(),
+              scalarWrites + entryWrites(0) + entryWrites(3) + entryWrites(0) + entryWrites(3));
+    expectEqualRecords(*dest, *source);
+}
+
+TEST_P(IntxInfoSyncerTest, DeletesWhatTheSourceLacksAfterEverythingElse) {
+    const IntxInfo::Ptr source = filled(9, {0, 3});
+    const IntxInfo::Ptr dest = record(9, {5, 0, 8});
+    WriteLog log(dest);
+    const auto syncer = mirror(source, dest);
+    EXPECT_EQ(log.take(), scalarWrites + entryWrites(0) + entryWrites(0) + Writes{"+3"} +
+                              entryWrites(3) + (Writes{"-5", "-8"}));
+    expectEqualRecords(*dest, *source);
+}
+
+// What a reactor does in the middle makes the counts equal though the keys are not.
+TEST_P(IntxInfoSyncerTest, SkipsTheDeletionWhenTheCountsAreEqualThoughTheKeysAreNot) {
+    const IntxInfo::Ptr source = filled(9, {0, 3});
+    const IntxInfo::Ptr dest = record(9, {5});
+    WriteLog log(dest);
+    log.at = [&](std::string const& write) {
+        if (write == "3.fwdDelay")
+            dest->mstiNDel(0);
+    };
+    const auto syncer = mirror(source, dest);
+    EXPECT_EQ(keysOf(*dest), (Keys{3, 5}));
+}
+
+TEST_P(IntxInfoSyncerTest, MirrorsARecordWithoutEntries) {
+    const IntxInfo::Ptr source = filled(9, {});
+    const IntxInfo::Ptr dest = record(9, {1});
+    const auto syncer = mirror(source, dest);
+    expectEqualRecords(*dest, *source);
+    EXPECT_EQ(reactorsOf(*syncer), Keys());
+}
+
+TEST_P(IntxInfoSyncerTest, IsInitializedAndActiveOnceTheFactoryReturns) {
+    const IntxInfo::Ptr source = filled(9, {0});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    EXPECT_TRUE(syncer->initialized());
+    EXPECT_TRUE(syncer->hasNotificationActive());
+    EXPECT_FALSE(syncer->zelMarkedForDeletion());
+    EXPECT_EQ(syncer->references(), 1U);
+    EXPECT_EQ(syncer->source(), source);
+    EXPECT_EQ(syncer->dest(), dest);
+    EXPECT_EQ(syncer->vlanIdOrZero(), 7);
+    EXPECT_EQ(syncer->parentId(), "Ethernet1");
+    const auto reactor = syncer->mstiN(0);
+    EXPECT_TRUE(reactor->initialized());
+    EXPECT_TRUE(reactor->hasNotificationActive());
+    EXPECT_EQ(reactor->owner(), syncer.ptr());
+    EXPECT_EQ(reactor->mstiN(), source->mstiN(0));
+    EXPECT_EQ(reactor->dest(), dest->mstiN(0));
+    EXPECT_EQ(reactor->fwkKey(), 0);
+}
+
+TEST_P(IntxInfoSyncerTest, OnANullSourceWritesZeroScalarsAndFollowsNothing) {
+    const IntxInfo::Ptr dest = filled(9, {});
+    WriteLog log(dest);
+    const auto syncer = mirror(nullptr, dest);
+    EXPECT_EQ(log.take(), scalarWrites);
+    expectZeroScalars(*dest);
+    EXPECT_EQ(dest->vlanId(), 9);
+    EXPECT_EQ(syncer->source(), nullptr);
+    EXPECT_EQ(reactorsOf(*syncer), Keys());
+    EXPECT_TRUE(syncer->initialized());
+}
+
+TEST_P(IntxInfoSyncerTest, OnANullSourceDeletesTheEntriesOfTheDestination) {
+    const IntxInfo::Ptr dest = filled(9, {0, 4});
+    WriteLog log(dest);
+    const auto syncer = mirror(nullptr, dest);
+    EXPECT_EQ(log.take(), scalarWrites + (Writes{"-0", "-4"}));
+}
+
+TEST_P(IntxInfoSyncerTest, OnANullDestinationFollowsTheSourceAndWritesNothing) {
+    const IntxInfo::Ptr source = filled(9, {0});
+    const auto syncer = mirror(source, nullptr);
+    EXPECT_TRUE(syncer->initialized());
+    EXPECT_EQ(reactorsOf(*syncer), Keys{0});
+    EXPECT_EQ(syncer->mstiN(0)->dest(), nullptr);
+    Samples::fill(*source);
+    Samples::fill(*source->mstiN(0));
+    source->mstiNIs(2);
+    source->mstiNMemberIs(Samples::entry(0));
+    EXPECT_EQ(reactorsOf(*syncer), (Keys{0, 2}));
+    source->mstiNDel(0);
+    EXPECT_EQ(reactorsOf(*syncer), Keys{2});
+    for (Handler handler : handlers)
+        (*syncer->mstiN(2).*handler)();
+}
+
+TEST_P(IntxInfoSyncerTest, OnTwoNullsStillInitializes) {
+    const auto syncer = mirror(nullptr, nullptr);
+    EXPECT_TRUE(syncer->initialized());
+}
+
+// ---- following the source's scalars ----
+
+TEST_P(IntxInfoSyncerTest, FollowsEachScalarWithOneWriteEqualValuesIncluded) {
+    const IntxInfo::Ptr source = record(9);
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    WriteLog log(dest);
+    Samples::fill(*source);
+    EXPECT_EQ(log.take(), scalarWrites);
+    expectEqualRecords(*dest, *source);
+    Samples::fill(*source);
+    EXPECT_EQ(log.take(), scalarWrites) << "equal values";
+}
+
+TEST_P(IntxInfoSyncerTest, IgnoresTheVlanKeyAndUnknownAttributes) {
+    const IntxInfo::Ptr source = filled(9, {0});
+    const IntxInfo::Ptr dest = record(20);
+    const auto syncer = mirror(source, dest);
+    WriteLog log(dest);
+    const Stp::BridgeSystemId key = 0;
+    for (Zel::AttributeId id : {0U, 1U, 257U, 259U, 266U, 271U, 289U, 290U}) {
+        source->notify(id);
+        source->notify(id, &key);
+    }
+    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(dest->vlanId(), 20);
+}
+
+TEST_P(IntxInfoSyncerTest, IgnoresANotificationOfTheEntriesWithoutAKey) {
+    const IntxInfo::Ptr source = filled(9, {0});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    WriteLog log(dest);
+    source->notify(265);
+    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(reactorsOf(*syncer), Keys{0});
+}
+
+TEST_P(IntxInfoSyncerTest, NeverWritesTheSource) {
+    const IntxInfo::Ptr source = filled(9, {0, 3});
+    const IntxInfo::Ptr dest = record(9, {7});
+    WriteLog log(source);
+    auto syncer = mirror(source, dest);
+    dest->mstiNDel(3);
+    dest->stpVersionIs(4);
+    syncer = nullptr;
+    EXPECT_EQ(log.take(), Writes());
+}
+
+// ---- following the source's entries ----
+
+TEST_P(IntxInfoSyncerTest, AnEntryThatAppearsIsCreatedInTheDestinationAndThenCopied) {
+    const IntxInfo::Ptr source = record(9);
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    WriteLog log(dest);
+    bool reactorAtCreation = true;
+    log.at = [&](std::string const& write) {
+        if (write == "+3")
+            reactorAtCreation = syncer->mstiN(3) != nullptr;
+    };
+    source->mstiNIs(3);
+    EXPECT_FALSE(reactorAtCreation) << "the reactor came before the entry";
+    EXPECT_EQ(log.take(), Writes{"+3"} + entryWrites(3));
+    EXPECT_EQ(reactorsOf(*syncer), Keys{3});
+    EXPECT_EQ(syncer->mstiN(3)->dest(), dest->mstiN(3));
+    EXPECT_TRUE(syncer->mstiN(3)->hasNotificationActive());
+}
+
+TEST_P(IntxInfoSyncerTest, AnEntryThatGoesIsDeletedInTheDestinationBeforeItsReactor) {
+    const IntxInfo::Ptr source = filled(9, {0, 3});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    WriteLog log(dest);
+    bool reactorAtDeletion = false;
+    log.at = [&](std::string const& write) {
+        if (write == "-3")
+            reactorAtDeletion = syncer->mstiN(3) != nullptr;
+    };
+    source->mstiNDel(3);
+    EXPECT_TRUE(reactorAtDeletion) << "the reactor went before the entry";
+    EXPECT_EQ(log.take(), Writes{"-3"});
+    EXPECT_EQ(reactorsOf(*syncer), Keys{0});
+}
+
+TEST_P(IntxInfoSyncerTest, FollowsEachAttributeOfAnEntryWithOneWriteEqualValuesIncluded) {
+    const IntxInfo::Ptr source = record(9, {0, 3});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    WriteLog log(dest);
+    Samples::fill(*source->mstiN(3));
+    EXPECT_EQ(log.take(), entryWrites(3));
+    expectEqualRecords(*dest, *source);
+    Samples::fill(*source->mstiN(3));
+    EXPECT_EQ(log.take(), entryWrites(3)) << "equal values";
+}
+
+TEST_P(IntxInfoSyncerTest, IgnoresAnEntrysKeyAndUnknownAttributes) {
+    const IntxInfo::Ptr source = filled(9, {0});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    WriteLog log(dest);
+    for (Zel::AttributeId id : {0U, 257U, 258U, 272U, 289U})
+        source->mstiN(0)->notify(id);
+    EXPECT_EQ(log.take(), Writes());
+}
+
+TEST_P(IntxInfoSyncerTest, EachHandlerHasItsNameAndWritesItsAttributeOnly) {
+    const IntxInfo::Ptr source = filled(9, {3});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    WriteLog log(dest);
+    for (std::size_t i = 0; i < handlers.size(); ++i) {
+        zero(*dest->mstiN(3), entryAttributes[i]);
+        log.take();
+        (*syncer->mstiN(3).*handlers[i])();
+        EXPECT_EQ(log.take(), Writes{"3." + entryAttributes[i]});
+        expectEqualRecords(*dest, *source);
+    }
+}
+
+TEST_P(IntxInfoSyncerTest, EachHandlerIsTheOneOfItsIdentifier) {
+    const IntxInfo::Ptr source = filled(9, {3});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    WriteLog log(dest);
+    for (std::size_t i = 0; i < handlers.size(); ++i) {
+        source->mstiN(3)->notify(static_cast<Zel::AttributeId>(259 + i));
+        EXPECT_EQ(log.take(), Writes{"3." + entryAttributes[i]});
+    }
+}
+
+TEST_P(IntxInfoSyncerTest, AHandlerWritesTheZeroValueWhenTheSourceEntryIsGone) {
+    const IntxInfo::Ptr source = filled(9, {3});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    const auto reactor = syncer->mstiN(3);
+    WriteLog log(dest);
+    reactor->notifierIs(nullptr);
+    EXPECT_EQ(log.take(), Writes());
+    for (Handler handler : handlers)
+        (*reactor.*handler)();
+    EXPECT_EQ(log.take(), entryWrites(3));
+    expectZeroScalars(*dest->mstiN(3));
+    Samples::fill(*dest->mstiN(3));
+    log.take();
+    reactor->copyAllData();
+    EXPECT_EQ(log.take(), entryWrites(3));
+    expectZeroScalars(*dest->mstiN(3));
+}
+
+TEST_P(IntxInfoSyncerTest, AReactorWithoutADestinationEntryWritesNothing) {
+    const IntxInfo::Ptr source = filled(9, {3});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    dest->mstiNDel(3);
+    const auto reactor = syncer->mstiN(3);
+    WriteLog log(dest);
+    reactor->copyAllData();
+    EXPECT_EQ(reactor->dest(), nullptr);
+    for (Handler handler : handlers)
+        (*reactor.*handler)();
+    Samples::fill(*source->mstiN(3));
+    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(keysOf(*dest), Keys()) << "the lookup must not create";
+}
+
+TEST_P(IntxInfoSyncerTest, OnlyCopyAllDataLooksTheDestinationEntryUp) {
+    const IntxInfo::Ptr source = filled(9, {3});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    const IntxMstiInfo::Ptr former = dest->mstiN(3);
+    dest->mstiNDel(3);
+    dest->mstiNIs(3);
+    source->mstiN(3)->remainingHopsIs(99);
+    EXPECT_EQ(former->remainingHops(), 99) << "the entry held is written";
+    expectZeroScalars(*dest->mstiN(3));
+    WriteLog log(dest);
+    syncer->mstiN(3)->copyAllData();
+    EXPECT_EQ(log.take(), entryWrites(3));
+    EXPECT_EQ(syncer->mstiN(3)->dest(), dest->mstiN(3));
+    expectEqualRecords(*dest, *source);
+}
+
+TEST_P(IntxInfoSyncerTest, InitializingAgainRestoresWhatOthersDidToTheDestination) {
+    const IntxInfo::Ptr source = filled(9, {0, 3});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    dest->mstiNDel(3);
+    dest->mstiNIs(8);
+    dest->mstiNIs(9);
+    WriteLog log(dest);
+    syncer->handleInitialized();
+    EXPECT_EQ(log.take(), entryWrites(0) + Writes{"+3"} + entryWrites(3) + (Writes{"-8", "-9"}));
+    expectEqualRecords(*dest, *source);
+}
+
+// ---- another entry under the same key ----
+
+TEST_P(IntxInfoSyncerTest, AnotherEntryUnderAKeyRunsTheThirteenHandlersInOrder) {
+    const IntxInfo::Ptr source = record(9, {3});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    const auto reactor = syncer->mstiN(3);
+    const IntxMstiInfo::Ptr destEntry = dest->mstiN(3);
+    const IntxMstiInfo::Ptr other = Samples::entry(3);
+    Samples::fill(*other);
+    WriteLog log(dest);
+    const IntxMstiInfo::Ptr former = source->mstiNMemberIs(other);
+    EXPECT_EQ(log.take(), entryWrites(3));
+    EXPECT_EQ(syncer->mstiN(3), reactor) << "the reactor is kept";
+    EXPECT_EQ(reactor->mstiN(), other);
+    EXPECT_EQ(dest->mstiN(3), destEntry);
+    expectEqualRecords(*dest, *source);
+    former->remainingHopsIs(1);
+    EXPECT_EQ(log.take(), Writes()) << "the former entry is no longer followed";
+    other->remainingHopsIs(2);
+    EXPECT_EQ(log.take(), Writes{"3.remainingHops"});
+}
+
+TEST_P(IntxInfoSyncerTest, AnotherEntryUnderAKeyAlsoBringsBackADeletedDestinationEntry) {
+    const IntxInfo::Ptr source = filled(9, {3});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    const IntxMstiInfo::Ptr held = dest->mstiN(3);
+    dest->mstiNDel(3);
+    const IntxMstiInfo::Ptr other = Samples::entry(3);
+    other->remainingHopsIs(77);
+    source->mstiNMemberIs(other);
+    EXPECT_EQ(keysOf(*dest), Keys{3});
+    EXPECT_EQ(held->remainingHops(), 77) << "the handlers write the entry that is held";
+    expectZeroScalars(*dest->mstiN(3));
+}
+
+TEST_P(IntxInfoSyncerTest, TheSameEntryAgainChangesNothing) {
+    const IntxInfo::Ptr source = filled(9, {3});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    const auto reactor = syncer->mstiN(3);
+    WriteLog log(dest);
+    EXPECT_EQ(syncer->mstiNIs(source->mstiN(3)), reactor);
+    EXPECT_EQ(log.take(), Writes());
+}
+
+TEST_P(IntxInfoSyncerTest, ANullEntryThrowsTheRangeExceptionAndCreatesNothing) {
+    const IntxInfo::Ptr source = filled(9, {3});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    WriteLog log(dest);
+    try {
+        syncer->mstiNIs(nullptr);
+        ADD_FAILURE() << "nothing was thrown";
+    } catch (Zel::RangeException const& exception) {
+        EXPECT_STREQ(exception.what(), "null _mstiN parameter to mutator for "
+                                       "Varnol::IntxInfoSyncer::mstiN not allowed\"");
+    }
+    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(reactorsOf(*syncer), Keys{3});
+}
+
+TEST_P(IntxInfoSyncerTest, AnEntryGivenByHandGetsAReactorButNoDestinationEntry) {
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(record(9), dest);
+    const IntxMstiInfo::Ptr entry = Samples::entry(5);
+    WriteLog log(dest);
+    const auto reactor = syncer->mstiNIs(entry);
+    EXPECT_EQ(reactor, syncer->mstiN(5));
+    EXPECT_EQ(reactor->dest(), nullptr);
+    EXPECT_TRUE(reactor->initialized());
+    Samples::fill(*entry);
+    EXPECT_EQ(log.take(), Writes());
+}
+
+TEST_P(IntxInfoSyncerTest, AReactorRemovedByKeyIsCutOffAndItsDestinationEntryStays) {
+    const IntxInfo::Ptr source = filled(9, {0, 3});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    const auto removed = syncer->mstiN(3);
+    WriteLog log(dest);
+    syncer->mstiNDel(3);
+    syncer->mstiNDel(3);
+    syncer->mstiNDel(4);
+    EXPECT_EQ(reactorsOf(*syncer), Keys{0});
+    EXPECT_EQ(removed->owner(), nullptr);
+    EXPECT_FALSE(removed->hasNotificationActive());
+    EXPECT_TRUE(removed->zelMarkedForDeletion());
+    Samples::fill(*source->mstiN(3));
+    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(keysOf(*dest), (Keys{0, 3}));
+}
+
+TEST_P(IntxInfoSyncerTest, ReactorsAreRemovedWhereAWalkStandsAndAllAtOnce) {
+    const IntxInfo::Ptr source = filled(9, {0, 3, 5});
+    const auto syncer = mirror(source, record(9));
+    for (auto at = syncer->children().begin(); at != syncer->children().end(); ++at) {
+        if ((*at)->mstiId() == 3)
+            syncer->mstiNDel(at);
+    }
+    EXPECT_EQ(reactorsOf(*syncer), (Keys{0, 5}));
+    syncer->mstiNDelAll();
+    EXPECT_EQ(reactorsOf(*syncer), Keys());
+}
+
+// ---- another source ----
+
+TEST_P(IntxInfoSyncerTest, AnotherSourceRunsTheHandlersAndMatchesTheReactors) {
+    const IntxInfo::Ptr source = filled(9, {0, 3});
+    const IntxInfo::Ptr other = filled(10, {3, 5});
+    other->stpVersionIs(3);
+    other->mstiN(3)->remainingHopsIs(77);
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    const auto kept = syncer->mstiN(3);
+    WriteLog log(dest);
+    syncer->sourceIs(other);
+    EXPECT_EQ(log.take(), scalarWrites + entryWrites(3));
+    EXPECT_EQ(reactorsOf(*syncer), (Keys{3, 5}));
+    EXPECT_EQ(syncer->mstiN(3), kept);
+    EXPECT_EQ(syncer->mstiN(5)->dest(), nullptr) << "no handler created its destination entry";
+    EXPECT_EQ(keysOf(*dest), (Keys{0, 3}));
+    expectEqualScalars(*dest, *other);
+    expectEqualScalars(*dest->mstiN(3), *other->mstiN(3));
+    Samples::fill(*source);
+    Samples::fill(*source->mstiN(0));
+    EXPECT_EQ(log.take(), Writes()) << "the former source is no longer followed";
+    other->configRevisionLevelIs(4);
+    EXPECT_EQ(log.take(), Writes{"configRevisionLevel"});
+    syncer->handleInitialized();
+    expectEqualRecords(*dest, *other);
+}
+
+TEST_P(IntxInfoSyncerTest, TheSameSourceAgainChangesNothing) {
+    const IntxInfo::Ptr source = filled(9, {0});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    WriteLog log(dest);
+    syncer->sourceIs(source);
+    EXPECT_EQ(log.take(), Writes());
+}
+
+TEST_P(IntxInfoSyncerTest, WithoutItsSourceItFollowsTheEntriesOnly) {
+    const IntxInfo::Ptr source = filled(9, {0});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    WriteLog log(dest);
+    syncer->sourceDel();
+    syncer->sourceDel();
+    EXPECT_EQ(syncer->source(), nullptr);
+    EXPECT_EQ(reactorsOf(*syncer), Keys{0});
+    source->stpVersionIs(9);
+    source->mstiNIs(4);
+    EXPECT_EQ(log.take(), Writes());
+    source->mstiN(0)->remainingHopsIs(3);
+    EXPECT_EQ(log.take(), Writes{"0.remainingHops"});
+    syncer->sourceIs(source);
+    EXPECT_EQ(log.take(), Writes()) << "a new reactor on the source runs no handler";
+    source->stpVersionIs(8);
+    EXPECT_EQ(log.take(), Writes{"stpVersion"});
+}
+
+TEST_P(IntxInfoSyncerTest, BoundToNoSourceItWritesNothingUntilBoundAgain) {
+    const IntxInfo::Ptr source = filled(9, {0});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    WriteLog log(dest);
+    syncer->sourceIs(nullptr);
+    EXPECT_EQ(syncer->source(), nullptr);
+    source->stpVersionIs(9);
+    EXPECT_EQ(log.take(), Writes());
+    syncer->sourceIs(source);
+    EXPECT_EQ(log.take(), scalarWrites);
+    expectEqualRecords(*dest, *source);
+}
+
+TEST_P(IntxInfoSyncerTest, ASourceGivenLaterIsFollowedButNotCopied) {
+    const IntxInfo::Ptr source = filled(9, {0});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(nullptr, dest);
+    WriteLog log(dest);
+    syncer->sourceIs(source);
+    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(reactorsOf(*syncer), Keys());
+    source->mstiNIs(2);
+    EXPECT_EQ(log.take(), Writes{"+2"} + entryWrites(2));
+    EXPECT_EQ(reactorsOf(*syncer), Keys{2});
+}
+
+// ---- switching off, zombies, the end ----
+
+TEST_P(IntxInfoSyncerTest, SwitchedOffItMissesChangesAndSwitchedOnItFollowsAgain) {
+    const IntxInfo::Ptr source = filled(9, {0});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    WriteLog log(dest);
+    syncer->hasNotificationActiveIs(false);
+    EXPECT_FALSE(syncer->hasNotificationActive());
+    EXPECT_FALSE(syncer->mstiN(0)->hasNotificationActive());
+    source->stpVersionIs(9);
+    source->mstiN(0)->remainingHopsIs(3);
+    source->mstiNIs(4);
+    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(reactorsOf(*syncer), Keys{0});
+    syncer->hasNotificationActiveIs(true);
+    EXPECT_EQ(log.take(), Writes()) << "what was missed stays missed";
+    source->stpVersionIs(10);
+    source->mstiN(0)->maxAgeIs(Stp::TimerVal::units(3));
+    EXPECT_EQ(log.take(), (Writes{"stpVersion", "0.maxAge"}));
+}
+
+TEST_P(IntxInfoSyncerTest, SwitchingToWhatItIsDoesNotReachTheReactors) {
+    const IntxInfo::Ptr source = filled(9, {0});
+    const auto syncer = mirror(source, record(9));
+    syncer->mstiN(0)->hasNotificationActiveIs(false);
+    syncer->hasNotificationActiveIs(true);
+    EXPECT_FALSE(syncer->mstiN(0)->hasNotificationActive());
+}
+
+TEST_P(IntxInfoSyncerTest, AZombieRunsNoHandlerAndComesBack) {
+    const IntxInfo::Ptr source = filled(9, {0});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    WriteLog log(dest);
+    syncer->zelDoZombieReactors(true);
+    EXPECT_TRUE(syncer->zelMarkedForDeletion());
+    EXPECT_TRUE(syncer->mstiN(0)->zelMarkedForDeletion());
+    EXPECT_FALSE(syncer->mstiN(0)->hasNotificationActive());
+    source->stpVersionIs(9);
+    source->mstiN(0)->remainingHopsIs(3);
+    source->mstiNIs(4);
+    EXPECT_EQ(log.take(), Writes());
+    syncer->zelDoZombieReactors(false);
+    EXPECT_FALSE(syncer->mstiN(0)->zelMarkedForDeletion());
+    EXPECT_EQ(log.take(), Writes());
+    source->stpVersionIs(10);
+    source->mstiN(0)->maxAgeIs(Stp::TimerVal::units(3));
+    EXPECT_EQ(log.take(), (Writes{"stpVersion", "0.maxAge"}));
+}
+
+TEST_P(IntxInfoSyncerTest, TurningIntoWhatItIsDoesNotReachTheReactors) {
+    const IntxInfo::Ptr source = filled(9, {0});
+    const auto syncer = mirror(source, record(9));
+    syncer->mstiN(0)->zelDoZombieReactors(true);
+    syncer->zelDoZombieReactors(false);
+    EXPECT_TRUE(syncer->mstiN(0)->zelMarkedForDeletion());
+}
+
+TEST_P(IntxInfoSyncerTest, AReactorCreatedUnderAZombieIsAZombieAtOnceAndRunsNoHandler) {
+    const IntxInfo::Ptr source = filled(9, {0, 3});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    syncer->mstiNDel(3);
+    syncer->zelDoZombieReactors(true);
+    WriteLog log(dest);
+    const auto reactor = syncer->mstiNIs(source->mstiN(3));
+    EXPECT_TRUE(reactor->zelMarkedForDeletion());
+    EXPECT_FALSE(reactor->hasNotificationActive());
+    EXPECT_FALSE(reactor->initialized());
+    EXPECT_EQ(reactor->dest(), nullptr);
+    Samples::fill(*source->mstiN(3));
+    EXPECT_EQ(log.take(), Writes());
+}
+
+TEST_P(IntxInfoSyncerTest, ASourceGivenToAZombieIsNotFollowedUntilItComesBack) {
+    const IntxInfo::Ptr source = filled(9, {0});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    syncer->zelDoZombieReactors(true);
+    syncer->sourceDel();
+    WriteLog log(dest);
+    syncer->sourceIs(source);
+    source->stpVersionIs(77);
+    EXPECT_EQ(log.take(), Writes());
+    syncer->zelDoZombieReactors(false);
+    source->stpVersionIs(78);
+    EXPECT_EQ(log.take(), Writes{"stpVersion"});
+}
+
+TEST_P(IntxInfoSyncerTest, AZombieThatIsStillNotifiedFollowsTheEntriesWithoutHandlers) {
+    const IntxInfo::Ptr source = filled(9, {0});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    syncer->hasNotificationActiveIs(false);
+    syncer->zelDoZombieReactors(true);
+    syncer->hasNotificationActiveIs(true);
+    WriteLog log(dest);
+    source->stpVersionIs(9);
+    source->mstiN(0)->remainingHopsIs(3);
+    source->mstiNIs(4);
+    EXPECT_EQ(reactorsOf(*syncer), (Keys{0, 4}));
+    source->mstiNDel(0);
+    EXPECT_EQ(reactorsOf(*syncer), Keys{4});
+    EXPECT_EQ(log.take(), Writes());
+}
+
+TEST_P(IntxInfoSyncerTest, AZombieReactorGivenAnotherEntryRunsNoHandler) {
+    const IntxInfo::Ptr source = filled(9, {3});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    syncer->zelDoZombieReactors(true);
+    const IntxMstiInfo::Ptr other = Samples::entry(3);
+    WriteLog log(dest);
+    syncer->mstiNIs(other);
+    EXPECT_EQ(syncer->mstiN(3)->mstiN(), other);
+    EXPECT_EQ(log.take(), Writes());
+}
+
+TEST_P(IntxInfoSyncerTest, DroppedItLeavesTheDestinationAsItIsAndTheSourceUnwatched) {
+    const IntxInfo::Ptr source = filled(9, {0, 3});
+    const IntxInfo::Ptr dest = record(9);
+    auto syncer = mirror(source, dest);
+    const auto reactor = syncer->mstiN(3);
+    WriteLog log(dest);
+    syncer = nullptr;
+    EXPECT_EQ(log.take(), Writes());
+    expectEqualRecords(*dest, *source);
+    EXPECT_TRUE(source->notifieeList()->empty());
+    EXPECT_TRUE(source->mstiN(0)->notifieeList()->empty());
+    EXPECT_EQ(reactor->owner(), nullptr);
+    Samples::fill(*source->mstiN(3));
+    source->stpVersionIs(77);
+    EXPECT_EQ(log.take(), Writes());
+}
+
+// ---- traces ----
+
+constexpr std::string_view traceName = "StpTxStatusSyncer";
+
+void expectTraces(TraceCapture& capture,
+                  std::vector<std::pair<std::string, std::string>> const& expected) {
+    std::vector<std::pair<std::string, std::string>> seen;
+    for (TraceCapture::Record const& traced : capture.records()) {
+        seen.emplace_back(traced.function, traced.text);
+        EXPECT_EQ(traced.level, 8U);
+        EXPECT_EQ(traced.file, "StpTxStatusSyncer.cpp");
+        EXPECT_EQ(traced.handle, traceName);
+        EXPECT_GT(traced.line, 0U);
+    }
+    EXPECT_EQ(seen, expected);
+    capture.clear();
+}
+
+constexpr std::initializer_list<unsigned> allLevels{0, 1, 2, 3, 4, 5, 6, 7, 8, 9};
+const char* const start = "handleInitialized";
+const char* const entryHandler = "handleMstiN";
+
+TEST_P(IntxInfoSyncerTest, TracesItsHandlersOctetForOctet) {
+    const IntxInfo::Ptr source = filled(4094, {0, 3});
+    const IntxInfo::Ptr dest = record(4094, {5});
+    TraceCapture capture(traceName, allLevels);
+    auto syncer = intxInfoSyncerFactory(source, dest, 7, "Ethernet1");
+    expectTraces(
+        capture,
+        {{start, "[Ethernet1|4094]IntxInfoSyncer::ZelMstiNSm::handleInitialized() "},
+         {start, "[Ethernet1|4094]IntxInfoSyncer::ZelMstiNSm::handleInitialized() "},
+         {start, "[Ethernet1|4094]IntxInfoSyncer::handleInitialized() "},
+         {entryHandler, "[Ethernet1|4094]IntxInfoSyncer::handleMstiN() setting mstiId=0"},
+         {entryHandler, "[Ethernet1|4094]IntxInfoSyncer::handleMstiN() setting mstiId=3"},
+         {entryHandler, "[Ethernet1|4094]IntxInfoSyncer::handleMstiN() deleting mstiId=5"}});
+    source->mstiNIs(65535);
+    expectTraces(
+        capture,
+        {{entryHandler, "[Ethernet1|4094]IntxInfoSyncer::handleMstiN() setting mstiId=65535"},
+         {start, "[Ethernet1|4094]IntxInfoSyncer::ZelMstiNSm::handleInitialized() "}});
+    source->mstiNDel(0);
+    expectTraces(capture, {{entryHandler,
+                            "[Ethernet1|4094]IntxInfoSyncer::handleMstiN() deleting mstiId=0"}});
+    source->mstiNMemberIs(Samples::entry(3));
+    expectTraces(capture, {{entryHandler,
+                            "[Ethernet1|4094]IntxInfoSyncer::handleMstiN() setting mstiId=3"}});
+    Samples::fill(*source);
+    Samples::fill(*source->mstiN(3));
+    syncer = nullptr;
+    expectTraces(capture, {});
+}
+
+TEST_P(IntxInfoSyncerTest, TracesTheSameWithoutADestination) {
+    const IntxInfo::Ptr source = filled(0, {0});
+    TraceCapture capture(traceName, allLevels);
+    const auto syncer = intxInfoSyncerFactory(source, nullptr, 0, "");
+    source->mstiNDel(0);
+    expectTraces(capture, {{start, "[|0]IntxInfoSyncer::ZelMstiNSm::handleInitialized() "},
+                           {start, "[|0]IntxInfoSyncer::handleInitialized() "},
+                           {entryHandler, "[|0]IntxInfoSyncer::handleMstiN() setting mstiId=0"},
+                           {entryHandler, "[|0]IntxInfoSyncer::handleMstiN() deleting mstiId=0"}});
+}
+
+TEST_P(IntxInfoSyncerTest, TracesItsOwnVlanWhileItHasNoSource) {
+    TraceCapture capture(traceName, allLevels);
+    const auto syncer = intxInfoSyncerFactory(nullptr, record(3), 7, "Ethernet1");
+    expectTraces(capture, {{start, "[Ethernet1|7]IntxInfoSyncer::handleInitialized() "}});
+}
+
+TEST_P(IntxInfoSyncerTest, TracesNothingWhileLevelEightIsOff) {
+    TraceCapture capture(traceName, {0, 1, 2, 3, 4, 5, 6, 7, 9});
+    const IntxInfo::Ptr source = filled(9, {0});
+    const auto syncer = mirror(source, record(9));
+    source->mstiNDel(0);
+    EXPECT_TRUE(capture.records().empty());
+}
+
+TEST_P(IntxInfoSyncerTest, ItsKeyTextNamesItsParentAndTheSourcesVlan) {
+    const auto syncer = intxInfoSyncerFactory(record(12), nullptr, 7, "Port-Channel5");
+    EXPECT_EQ(syncer->keyInfo(), "[Port-Channel5|12]");
+}
+
+/// The messages of the block timers that run during an action, without their lines.
+template <class Action> std::vector<std::string> timed(Action const& action) {
+    std::vector<Zel::U64> memory(8192);
+    const std::span<std::byte> octets = std::as_writable_bytes(std::span(memory));
+    Fennic::defaultTraceFile().memoryIs(octets);
+    action();
+    Fennic::defaultTraceFile().memoryIs({});
+    std::vector<std::string> texts = TraceReader(octets).texts();
+    for (std::string& text : texts) {
+        const std::size_t line = text.rfind(':') + 1;
+        EXPECT_GT(std::stoul(text.substr(line)), 0U) << text;
+        text.resize(line);
+    }
+    return texts;
+}
+
+TEST_P(IntxInfoSyncerTest, TimesItsHandlersUnderTheirQualifiedNames) {
+    const IntxInfo::Ptr source = filled(9, {0});
+    const IntxInfo::Ptr dest = record(9, {5});
+    IntxInfoSyncer::Ptr syncer;
+    // A block's record is written when it ends.
+    EXPECT_EQ(timed([&] { syncer = mirror(source, dest); }),
+              (std::vector<std::string>{"Varnol::IntxInfoSyncer::ZelMstiNSm::handleInitialized():",
+                                        "Varnol::IntxInfoSyncer::handleMstiN():",
+                                        "Varnol::IntxInfoSyncer::handleMstiN():",
+                                        "Varnol::IntxInfoSyncer::handleInitialized():"}));
+    EXPECT_EQ(
+        timed([&] { source->mstiNIs(1); }),
+        (std::vector<std::string>{"Varnol::IntxInfoSyncer::handleMstiN():",
+                                  "Varnol::IntxInfoSyncer::ZelMstiNSm::handleInitialized():"}));
+    EXPECT_EQ(timed([&] { source->mstiNDel(1); }),
+              std::vector<std::string>{"Varnol::IntxInfoSyncer::handleMstiN():"});
+}
+
+// ---- exhausted memory ----
+
+TEST_P(IntxInfoSyncerTest, OutOfMemoryInTheFactoryReachesTheCallerAndLeaksNothing) {
+    const IntxInfo::Ptr source = filled(9, {0, 3});
+    source->configNameStringIs("a name too long to be kept without memory of its own");
+    const auto live = liveObjects();
+    bool failed = true;
+    unsigned failures = 0;
+    for (std::size_t n = 1; failed; ++n) {
+        const std::ptrdiff_t before = FailingAllocation::outstanding();
+        {
+            const IntxInfo::Ptr dest = record(9, {5});
+            IntxInfoSyncer::Ptr syncer;
+            Zel::String parent("an interface name too long to be kept without memory");
+            {
+                const FailingAllocation failing(n);
+                try {
+                    syncer = intxInfoSyncerFactory(source, dest, 9, parent);
+                } catch (std::bad_alloc const&) {
+                    ++failures;
+                    EXPECT_TRUE(source->notifieeList()->empty());
+                    EXPECT_TRUE(source->mstiN(0)->notifieeList()->empty());
+                    EXPECT_TRUE(source->mstiN(3)->notifieeList()->empty());
+                }
+                failed = failing.happened();
+            }
+            EXPECT_EQ(syncer == nullptr, failed);
+            if (!failed)
+                expectEqualRecords(*dest, *source);
+        }
+        EXPECT_EQ(FailingAllocation::outstanding(), before) << "allocation " << n;
+        EXPECT_EQ(liveObjects(), live) << "allocation " << n;
+    }
+    EXPECT_GE(failures, 6U) << "the syncer, three reactors and two entries";
+}
+
+TEST_P(IntxInfoSyncerTest, OutOfMemoryInAHandlerReachesTheMutatorAndTheNextChangeIsFollowed) {
+    bool failed = true;
+    unsigned failures = 0;
+    for (std::size_t n = 1; failed; ++n) {
+        const IntxInfo::Ptr source = filled(9, {0});
+        const IntxInfo::Ptr dest = record(9);
+        const auto syncer = mirror(source, dest);
+        {
+            const FailingAllocation failing(n);
+            try {
+                source->mstiNIs(3);
+            } catch (std::bad_alloc const&) {
+                ++failures;
+            }
+            failed = failing.happened();
+        }
+        if (source->mstiN(3)) {
+            const Stp::BridgeSystemId key = 3;
+            source->notify(265, &key);
+        } else {
+            source->mstiNIs(3);
+        }
+        EXPECT_EQ(reactorsOf(*syncer), (Keys{0, 3}));
+        Samples::fill(*source->mstiN(3));
+        expectEqualRecords(*dest, *source);
+    }
+    EXPECT_GE(failures, 3U) << "the two entries and the reactor";
+}
+
+// ---- disturbances ----
+
+struct Action {
+    const char* name;
+    void (*run)(IntxInfo& source, IntxInfo::Ptr const& other, IntxInfoSyncer& syncer);
+};
+
+const Action actions[] = {
+    {"scalars", [](IntxInfo& source, auto&, auto&) { Samples::fill(source); }},
+    {"an entry's scalars", [](IntxInfo& source, auto&, auto&) { Samples::fill(*source.mstiN(0)); }},
+    {"a new entry", [](IntxInfo& source, auto&, auto&) { source.mstiNIs(4); }},
+    {"an entry less", [](IntxInfo& source, auto&, auto&) { source.mstiNDel(3); }},
+    {"another entry",
+     [](IntxInfo& source, auto&, auto&) { source.mstiNMemberIs(Samples::entry(3)); }},
+    {"another source",
+     [](IntxInfo&, IntxInfo::Ptr const& other, IntxInfoSyncer& syncer) { syncer.sourceIs(other); }},
+    {"a new start", [](IntxInfo&, auto&, IntxInfoSyncer& syncer) { syncer.handleInitialized(); }},
+};
+
+TEST_P(IntxInfoSyncerTest, MayBeDroppedInsideAnyWriteOfTheDestination) {
+    for (Action const& action : actions) {
+        SCOPED_TRACE(action.name);
+        bool dropped = true;
+        std::size_t points = 0;
+        for (std::size_t n = 1; dropped; ++n) {
+            const IntxInfo::Ptr source = filled(9, {0, 3});
+            const IntxInfo::Ptr other = filled(9, {3, 5});
+            const IntxInfo::Ptr dest = record(9);
+            auto syncer = mirror(source, dest);
+            dest->mstiNIs(8);
+            WriteLog log(dest);
+            std::size_t writes = 0;
+            log.at = [&](std::string const&) {
+                if (++writes == n)
+                    syncer = nullptr;
+            };
+            action.run(*source, other, *syncer);
+            dropped = syncer == nullptr;
+            if (dropped) {
+                ++points;
+                syncer = nullptr;
+                log.take();
+                Samples::fill(*source);
+                Samples::fill(*source->mstiNIs(3));
+                Samples::fill(*other);
+                EXPECT_EQ(log.take(), Writes()) << "dropped at write " << n;
+                EXPECT_TRUE(source->notifieeList()->empty());
+            }
+        }
+        EXPECT_GE(points, 1U) << "the action writes nothing";
+    }
+}
+
+TEST_P(IntxInfoSyncerTest, FollowsWhatTheDestinationsReactorsDoToTheSourcesScalars) {
+    const IntxInfo::Ptr source = filled(9, {0});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    WriteLog log(dest);
+    log.at = [&](std::string const& write) {
+        if (write == "stpVersion")
+            source->intxInfoTypeIs(2);
+        if (write == "intxInfoType")
+            source->mstiN(0)->remainingHopsIs(5);
+        if (write == "0.remainingHops" && source->configRevisionLevel() != 1)
+            source->configRevisionLevelIs(1);
+    };
+    source->stpVersionIs(3);
+    EXPECT_EQ(log.take(),
+              (Writes{"stpVersion", "intxInfoType", "0.remainingHops", "configRevisionLevel"}));
+    expectEqualRecords(*dest, *source);
+}
+
+TEST_P(IntxInfoSyncerTest, AWriteNestedInItsOwnNoticeEndsWithTheLastValue) {
+    const IntxInfo::Ptr source = filled(9, {0});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    WriteLog log(dest);
+    log.at = [&](std::string const&) {
+        if (source->stpVersion().value() < 10)
+            source->stpVersionIs(10);
+    };
+    source->stpVersionIs(3);
+    EXPECT_EQ(dest->stpVersion(), 10);
+}
+
+TEST_P(IntxInfoSyncerTest, FollowsDeletionsAndCreationsInTheMiddleOfItsWalk) {
+    for (const char* moment :
+         {"stpVersion", "+0", "0.flags", "+3", "3.fwdDelay", "+5", "5.flags"}) {
+        SCOPED_TRACE(moment);
+        const IntxInfo::Ptr source = filled(9, {0, 3, 5});
+        const IntxInfo::Ptr dest = record(9);
+        WriteLog log(dest);
+        bool done = false;
+        log.at = [&](std::string const& write) {
+            if (write != moment || std::exchange(done, true))
+                return;
+            source->mstiNDel(3);
+            source->mstiNDel(5);
+            Samples::fill(*source->mstiNIs(1));
+            Samples::fill(*source->mstiNIs(9));
+        };
+        const auto syncer = mirror(source, dest);
+        EXPECT_TRUE(done);
+        EXPECT_EQ(keysOf(*source), (Keys{0, 1, 9}));
+        EXPECT_EQ(keysOf(*dest), keysOf(*source));
+        EXPECT_EQ(reactorsOf(*syncer), keysOf(*source));
+    }
+}
+
+TEST_P(IntxInfoSyncerTest, FollowsDeletionsInTheMiddleOfItsWalkOverTheDestination) {
+    const IntxInfo::Ptr source = filled(9, {0, 3});
+    const IntxInfo::Ptr dest = record(9, {5, 6, 7});
+    WriteLog log(dest);
+    log.at = [&](std::string const& write) {
+        if (write == "-5") {
+            dest->mstiNDel(6);
+            source->mstiNDel(3);
+        }
+    };
+    const auto syncer = mirror(source, dest);
+    EXPECT_EQ(keysOf(*dest), Keys{0});
+    EXPECT_EQ(reactorsOf(*syncer), Keys{0});
+    expectEqualRecords(*dest, *source);
+}
+
+TEST_P(IntxInfoSyncerTest, AKeyCreatedAnewInItsOwnDeletionNoticeIsInBothRecordsAndHasOneReactor) {
+    const IntxInfo::Ptr source = filled(9, {0, 3});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    WriteLog log(dest);
+    bool done = false;
+    log.at = [&](std::string const& write) {
+        if (write == "-3" && !std::exchange(done, true))
+            source->mstiNIs(3);
+    };
+    source->mstiNDel(3);
+    EXPECT_TRUE(done);
+    EXPECT_EQ(keysOf(*source), (Keys{0, 3}));
+    EXPECT_EQ(keysOf(*dest), (Keys{0, 3}));
+    EXPECT_EQ(reactorsOf(*syncer), (Keys{0, 3}));
+    EXPECT_EQ(syncer->mstiN(3)->mstiN(), source->mstiN(3));
+    // The reactor keeps the entry that it has found, which is no longer in the record, until it
+    // looks it up again.
+    const IntxMstiInfo::Ptr held = syncer->mstiN(3)->dest();
+    EXPECT_NE(held, dest->mstiN(3));
+    Samples::fill(*source->mstiN(3));
+    expectEqualScalars(*held, *source->mstiN(3));
+    expectZeroScalars(*dest->mstiN(3));
+    syncer->handleInitialized();
+    EXPECT_EQ(syncer->mstiN(3)->dest(), dest->mstiN(3));
+    expectEqualRecords(*dest, *source);
+    source->mstiN(3)->remainingHopsIs(200);
+    expectEqualRecords(*dest, *source);
+}
+
+TEST_P(IntxInfoSyncerTest, AKeyCreatedAnewByAnEarlierReactorOnTheSourceStaysMirrored) {
+    const IntxInfo::Ptr source = filled(9, {0, 3});
+    const IntxInfo::Ptr dest = record(9);
+    WriteLog log(source);
+    bool done = false;
+    log.at = [&](std::string const& write) {
+        if (write == "-3" && !std::exchange(done, true))
+            source->mstiNIs(3);
+    };
+    const auto syncer = mirror(source, dest);
+    source->mstiNDel(3);
+    EXPECT_EQ(reactorsOf(*syncer), (Keys{0, 3}));
+    expectEqualRecords(*dest, *source);
+    Samples::fill(*source->mstiN(3));
+    expectEqualRecords(*dest, *source);
+}
+
+TEST_P(IntxInfoSyncerTest, AKeyDeletedInItsOwnCreationNoticeIsNowhere) {
+    const IntxInfo::Ptr source = filled(9, {0});
+    const IntxInfo::Ptr dest = record(9);
+    const auto syncer = mirror(source, dest);
+    for (const char* moment : {"+3", "3.flags", "3.fwdDelay"}) {
+        SCOPED_TRACE(moment);
+        WriteLog log(dest);
+        log.at = [&](std::string const& write) {
+            if (write == moment)
+                source->mstiNDel(3);
+        };
+        source->mstiNIs(3);
+        EXPECT_EQ(keysOf(*source), Keys{0});
+        EXPECT_EQ(keysOf(*dest), Keys{0});
+        EXPECT_EQ(reactorsOf(*syncer), Keys{0});
+    }
+}
+
+} // namespace
+} // namespace Varnol
