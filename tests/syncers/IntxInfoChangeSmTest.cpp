@@ -8,7 +8,7 @@
 #include "tests/framework/TraceReader.h"
 #include "tests/model/AttributeTest.h"
 #include "tests/model/Samples.h"
-#include "tests/syncers/WriteLog.h"
+#include "tests/model/WriteLog.h"
 
 #include <array>
 #include <limits>

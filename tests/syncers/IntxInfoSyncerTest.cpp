@@ -7,7 +7,7 @@
 #include "tests/framework/TraceCapture.h"
 #include "tests/framework/TraceReader.h"
 #include "tests/model/Samples.h"
-#include "tests/syncers/WriteLog.h"
+#include "tests/model/WriteLog.h"
 
 #include <array>
 #include <new>
@@ -837,6 +837,11 @@ TEST_P(IntxInfoSyncerTest, TimesItsHandlersUnderTheirQualifiedNames) {
 TEST_P(IntxInfoSyncerTest, OutOfMemoryInTheFactoryReachesTheCallerAndLeaksNothing) {
     const IntxInfo::Ptr source = filled(9, {0, 3});
     source->configNameStringIs("a name too long to be kept without memory of its own");
+    { // What is allocated once per process, by the syncer and by the checks.
+        const IntxInfo::Ptr dest = record(9);
+        const auto syncer = mirror(source, dest);
+        expectEqualRecords(*dest, *source);
+    }
     const auto live = liveObjects();
     bool failed = true;
     unsigned failures = 0;

@@ -3,7 +3,7 @@
 #include "framework/fennic/TraceFile.h"
 #include "syncers/RxMstStatusToRxDynamicSyncer.h"
 #include "tests/framework/TraceReader.h"
-#include "tests/syncers/ReceiveTrees.h"
+#include "tests/model/ReceiveTrees.h"
 
 #include <type_traits>
 

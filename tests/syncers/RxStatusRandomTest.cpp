@@ -1,5 +1,5 @@
 #include "syncers/RxStatusToRxDynamicSyncer.h"
-#include "tests/syncers/ReceiveTrees.h"
+#include "tests/model/ReceiveTrees.h"
 
 #include <array>
 #include <iostream>

@@ -4,7 +4,7 @@
 #include "framework/zel/Exception.h"
 #include "framework/zel/Strep.h"
 #include "tests/framework/TraceReader.h"
-#include "tests/syncers/ReceiveTrees.h"
+#include "tests/model/ReceiveTrees.h"
 
 #include <set>
 #include <type_traits>

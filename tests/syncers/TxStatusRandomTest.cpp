@@ -1,4 +1,4 @@
-#include "tests/syncers/TxTrees.h"
+#include "tests/model/TxTrees.h"
 
 #include "framework/zel/Exception.h"
 #include "syncers/TxStatusToRxSyncer.h"

@@ -5,7 +5,7 @@
 #include "tests/framework/FailingAllocation.h"
 #include "tests/framework/TraceCapture.h"
 #include "tests/framework/TraceReader.h"
-#include "tests/syncers/TxTrees.h"
+#include "tests/model/TxTrees.h"
 
 #include <csignal>
 #include <new>

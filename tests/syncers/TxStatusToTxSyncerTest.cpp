@@ -7,7 +7,7 @@
 #include "tests/framework/TraceCapture.h"
 #include "tests/framework/TraceReader.h"
 #include "tests/model/Samples.h"
-#include "tests/syncers/TxTrees.h"
+#include "tests/model/TxTrees.h"
 
 #include <algorithm>
 #include <new>

@@ -2,7 +2,7 @@
 
 #include "tests/model/AttributeTest.h"
 #include "tests/model/Samples.h"
-#include "tests/syncers/TxTrees.h"
+#include "tests/model/TxTrees.h"
 
 #include <type_traits>
 

@@ -5,7 +5,7 @@
 #include "tests/framework/NothingLeft.h"
 #include "tests/framework/TraceCapture.h"
 #include "tests/model/Samples.h"
-#include "tests/syncers/WriteLog.h"
+#include "tests/model/WriteLog.h"
 
 #include <csignal>
 #include <new>

@@ -2,7 +2,7 @@
 
 #include "tests/framework/FailingAllocation.h"
 #include "tests/model/AttributeTest.h"
-#include "tests/syncers/ReceiveTrees.h"
+#include "tests/model/ReceiveTrees.h"
 
 #include <limits>
 #include <new>
