@@ -141,6 +141,12 @@ TraceStream& TraceStream::decimal(unsigned long long value) {
     return *this << std::string_view(digits, end);
 }
 
+TraceStream& TraceStream::shortest(double value) {
+    char text[24]; // -2.2250738585072014e-308
+    const auto [end, error] = std::to_chars(std::begin(text), std::end(text), value);
+    return *this << std::string_view(text, end);
+}
+
 void traceToStderr(TraceRecord const& record, void*) {
     TraceStream line;
     line << record.handle << "/" << record.level << " " << record.file << ":" << record.line << " "

@@ -113,12 +113,17 @@ class VARNOL_API TraceStream {
     }
     /// In decimal.
     template <TraceNumber Number> TraceStream& operator<<(Number value) { return decimal(value); }
+    /// The shortest decimal text that reads back as the same value: 0, 2.5, 1e+100, -inf, nan.
+    template <std::same_as<double> Double> TraceStream& operator<<(Double value) {
+        return shortest(value);
+    }
 
     /// Valid until the stream changes.
     std::string_view text() const noexcept { return text_; }
 
   private:
     TraceStream& decimal(unsigned long long value);
+    TraceStream& shortest(double value);
 
     std::string text_;
 };

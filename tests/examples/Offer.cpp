@@ -1,5 +1,7 @@
 #include "tests/examples/Offer.h"
 
+#include "examples/bridge/BpduRecord.h"
+
 #include <stdexcept>
 
 namespace Examples::Test {
@@ -36,18 +38,7 @@ Frame frameOf(Offer const& offer) {
 
 Varnol::IntxInfo::Ptr recordOf(Stp::RstpBpduView bpdu) {
     const auto info = Zel::newActive<Varnol::IntxInfo>(Bridging::VlanIdOrNone());
-    info->stpVersionIs(bpdu.version());
-    info->intxInfoTypeIs(bpdu.type());
-    const auto cist = info->mstiNIs(0);
-    cist->flagsIs(bpdu.rstpFlags());
-    cist->bridgeIdIs(bpdu.bridgeId());
-    cist->portIdIs(bpdu.portId());
-    cist->cistRootBridgeIdIs(bpdu.rootId());
-    cist->cistExtRootPathCostIs(bpdu.rootPathCost());
-    cist->messageAgeIs(bpdu.messageAge());
-    cist->maxAgeIs(bpdu.maxAge());
-    cist->helloTimeIs(bpdu.helloTime());
-    cist->fwdDelayIs(bpdu.fwdDelay());
+    recordBpdu(info, bpdu);
     return info;
 }
 

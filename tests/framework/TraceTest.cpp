@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <limits>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -84,12 +85,25 @@ TEST(TraceStream, WritesUnsignedNumbersInDecimal) {
     EXPECT_EQ(textOf(18446744073709551615ull), "18446744073709551615");
 }
 
+TEST(TraceStream, WritesADoubleAsTheShortestTextThatReadsBackTheSame) {
+    using Limits = std::numeric_limits<double>;
+    EXPECT_EQ(textOf(0.0), "0");
+    EXPECT_EQ(textOf(-0.5), "-0.5");
+    EXPECT_EQ(textOf(0.1), "0.1");
+    EXPECT_EQ(textOf(1e100), "1e+100");
+    EXPECT_EQ(textOf(-Limits::min()), "-2.2250738585072014e-308");
+    EXPECT_EQ(textOf(-Limits::max()), "-1.7976931348623157e+308");
+    EXPECT_EQ(textOf(-Limits::denorm_min()), "-5e-324");
+    EXPECT_EQ(textOf(-Limits::infinity()), "-inf");
+    EXPECT_EQ(textOf(Limits::quiet_NaN()), "nan");
+}
+
 TEST(TraceStream, DoesNotCompileForWhatHasNoMeaning) {
     static_assert(Traceable<bool> && Traceable<unsigned> && Traceable<const char*>);
     static_assert(!Traceable<int*> && !Traceable<void*> && !Traceable<std::nullptr_t>);
     static_assert(!Traceable<char> && !Traceable<signed char> && !Traceable<Zel::U8>);
     static_assert(!Traceable<unsigned char*> && !Traceable<char16_t>);
-    static_assert(!Traceable<int> && !Traceable<long> && !Traceable<double>);
+    static_assert(!Traceable<int> && !Traceable<long> && !Traceable<float>);
     static_assert(!Traceable<TraceStream* (*)()>);
 }
 

@@ -1,4 +1,4 @@
-// The program first-bpdu, run as a user runs it.
+// The program bpdu-exchange, run as a user runs it.
 
 #include "examples/bridge/BridgeRun.h"
 #include "examples/bridge/Process.h"
@@ -28,9 +28,9 @@ struct Result {
     std::string errors;
 };
 
-class FirstBpdu : public testing::Test {
+class BpduExchange : public testing::Test {
   protected:
-    FirstBpdu() { std::filesystem::create_directory(temporary_); }
+    BpduExchange() { std::filesystem::create_directory(temporary_); }
 
     /// Runs a program with a folder for temporary files of its own, which it must leave empty.
     Result run(std::vector<std::string> const& command) {
@@ -51,8 +51,8 @@ class FirstBpdu : public testing::Test {
         return withoutScript();
     }
     std::string withoutScript() {
-        const std::filesystem::path copy = folder_.path() / "first-bpdu";
-        std::filesystem::copy_file(FIRST_BPDU, copy);
+        const std::filesystem::path copy = folder_.path() / "bpdu-exchange";
+        std::filesystem::copy_file(BPDU_EXCHANGE, copy);
         return copy;
     }
 
@@ -67,8 +67,8 @@ class FirstBpdu : public testing::Test {
     std::filesystem::path temporary_ = folder_.path() / "temporary";
 };
 
-TEST_F(FirstBpdu, PrintsWhatTheReadmeShows) {
-    const Result result = run({FIRST_BPDU});
+TEST_F(BpduExchange, PrintsWhatTheReadmeShows) {
+    const Result result = run({BPDU_EXCHANGE});
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(result.errors, "");
 
@@ -83,9 +83,9 @@ TEST_F(FirstBpdu, PrintsWhatTheReadmeShows) {
     EXPECT_EQ(result.output, readme.substr(from + begin.size(), to + 1 - from - begin.size()));
 }
 
-TEST_F(FirstBpdu, KeepsItsFilesInTheFolderThatItIsGiven) {
+TEST_F(BpduExchange, KeepsItsFilesInTheFolderThatItIsGiven) {
     const std::filesystem::path kept = folder_.path() / "new" / "kept";
-    const Result result = run({FIRST_BPDU, "--keep", kept});
+    const Result result = run({BPDU_EXCHANGE, "--keep", kept});
     EXPECT_EQ(result.exitStatus, 0);
 
     const auto sent = readCapture(kept / "sent.pcap");
@@ -98,70 +98,71 @@ TEST_F(FirstBpdu, KeepsItsFilesInTheFolderThatItIsGiven) {
     EXPECT_EQ(BridgeStatus(kept / "status").bridgeId("root_id"), rstBpduIn(sent[1]).rootId());
 }
 
-TEST_F(FirstBpdu, RefusesOptionsThatItDoesNotKnow) {
+TEST_F(BpduExchange, RefusesOptionsThatItDoesNotKnow) {
     const std::vector<std::vector<std::string>> wrong{
         {"--kept", "folder"}, {"--keep"}, {"--keep", ""}, {"folder"}, {"--keep", "a", "b"}, {""}};
     for (auto const& arguments : wrong) {
-        std::vector<std::string> command{FIRST_BPDU};
+        std::vector<std::string> command{BPDU_EXCHANGE};
         command.insert(command.end(), arguments.begin(), arguments.end());
         const Result result = run(command);
         EXPECT_EQ(result.exitStatus, 2);
-        EXPECT_EQ(result.errors, "usage: first-bpdu [--keep FOLDER]\n");
+        EXPECT_EQ(result.errors, "usage: bpdu-exchange [--keep FOLDER]\n");
         EXPECT_EQ(result.output, "");
     }
 }
 
-TEST_F(FirstBpdu, FailsWhenTheFolderCannotBeMade) {
+TEST_F(BpduExchange, FailsWhenTheFolderCannotBeMade) {
     const std::string file = capture({});
-    const Result result = run({FIRST_BPDU, "--keep", file + "/folder"});
+    const Result result = run({BPDU_EXCHANGE, "--keep", file + "/folder"});
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_PRED_FORMAT2(IsSubstring, file, result.errors);
     EXPECT_PRED_FORMAT2(IsNotSubstring, "The verdict", result.output);
 }
 
-TEST_F(FirstBpdu, FailsWhenAFileCannotBeWritten) {
+TEST_F(BpduExchange, FailsWhenAFileCannotBeWritten) {
     for (const char* name : {"sent.pcap", "answer.pcap", "status"}) {
         const std::filesystem::path kept = folder_.path() / (std::string("no-") + name);
         std::filesystem::create_directories(kept / name);
-        const Result result = run({FIRST_BPDU, "--keep", kept});
+        const Result result = run({BPDU_EXCHANGE, "--keep", kept});
         EXPECT_EQ(result.exitStatus, 1);
         EXPECT_PRED_FORMAT2(IsSubstring, (kept / name).string(), result.errors);
         EXPECT_PRED_FORMAT2(IsNotSubstring, "The verdict", result.output);
     }
 }
 
-TEST_F(FirstBpdu, FailsWithoutAFolderForTemporaryFiles) {
-    const Result result = run({"/usr/bin/env", "TMPDIR=/nowhere", FIRST_BPDU});
+TEST_F(BpduExchange, FailsWithoutAFolderForTemporaryFiles) {
+    const Result result = run({"/usr/bin/env", "TMPDIR=/nowhere", BPDU_EXCHANGE});
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_PRED_FORMAT2(IsSubstring, "/nowhere", result.errors);
 }
 
-TEST_F(FirstBpdu, FailsWhenItsOutputCannotBeWritten) {
-    const Result result = run({"/bin/sh", "-c", "exec " FIRST_BPDU " >/dev/full"});
+TEST_F(BpduExchange, FailsWhenItsOutputCannotBeWritten) {
+    const Result result = run({"/bin/sh", "-c", "exec " BPDU_EXCHANGE " >/dev/full"});
     EXPECT_EQ(result.exitStatus, 1);
-    EXPECT_EQ(result.errors, "first-bpdu: cannot write to standard output\n");
+    EXPECT_EQ(result.errors, "bpdu-exchange: cannot write to standard output\n");
 }
 
-TEST_F(FirstBpdu, FailsWhenNobodyReadsItsOutput) {
-    const Result result = run({"/bin/bash", "-c", FIRST_BPDU " | sleep 0; exit ${PIPESTATUS[0]}"});
+TEST_F(BpduExchange, FailsWhenNobodyReadsItsOutput) {
+    const Result result =
+        run({"/bin/bash", "-c", BPDU_EXCHANGE " | sleep 0; exit ${PIPESTATUS[0]}"});
     EXPECT_EQ(result.exitStatus, 1);
-    EXPECT_EQ(result.errors, "first-bpdu: cannot write to standard output\n");
+    EXPECT_EQ(result.errors, "bpdu-exchange: cannot write to standard output\n");
 }
 
-TEST_F(FirstBpdu, FailsWithoutItsScript) {
+TEST_F(BpduExchange, FailsWithoutItsScript) {
     const Result result = run({withoutScript()});
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_PRED_FORMAT2(IsSubstring, "rstp-bridge: No such file", result.errors);
 }
 
-TEST_F(FirstBpdu, FailsWhenItsScriptDoes) {
+TEST_F(BpduExchange, FailsWhenItsScriptDoes) {
     const Result result = run({withScript("echo no bridge >&2; exit 1")});
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_PRED_FORMAT2(IsSubstring, "no bridge", result.errors);
     EXPECT_PRED_FORMAT2(IsSubstring, "exit status 1", result.errors);
 }
 
-TEST_F(FirstBpdu, FailsWhenTheBridgeDoesNotFollow) {
+TEST_F(BpduExchange, FailsWhenTheBridgeDoesNotFollow) {
     const Offer worse{.root = {61440, 0, {0x02, 0, 0, 0, 0, 0x01}}};
     const std::string other = capture({frameOf(worse)});
     const Result result = run({withScript("exec " RSTP_BRIDGE " " + other + " \"$2\" \"$3\"")});
@@ -171,7 +172,7 @@ TEST_F(FirstBpdu, FailsWhenTheBridgeDoesNotFollow) {
     EXPECT_PRED_FORMAT2(IsSubstring, "NO   it agrees", result.output);
 }
 
-TEST_F(FirstBpdu, FailsWhenTheBridgeFollowsAnotherRoot) {
+TEST_F(BpduExchange, FailsWhenTheBridgeFollowsAnotherRoot) {
     const Offer another{.root = {0, 0, {0x02, 0, 0, 0, 0, 0x01}}};
     const std::string other = capture({frameOf(another), frameOf(another)});
     const Result result = run({withScript("exec " RSTP_BRIDGE " " + other + " \"$2\" \"$3\"")});
@@ -181,7 +182,7 @@ TEST_F(FirstBpdu, FailsWhenTheBridgeFollowsAnotherRoot) {
     EXPECT_PRED_FORMAT2(IsSubstring, "NO   it agrees", result.output);
 }
 
-TEST_F(FirstBpdu, FailsWhenTheBridgeAgreesUnaskedOnly) {
+TEST_F(BpduExchange, FailsWhenTheBridgeAgreesUnaskedOnly) {
     const Frame statement = frameOf(Offer{.proposal = false});
     const std::string other = capture({statement, statement});
     const Result result = run({withScript("exec " RSTP_BRIDGE " " + other + " \"$2\" \"$3\"")});
@@ -191,7 +192,7 @@ TEST_F(FirstBpdu, FailsWhenTheBridgeAgreesUnaskedOnly) {
     EXPECT_PRED_FORMAT2(IsSubstring, "NO   it agrees", result.output);
 }
 
-TEST_F(FirstBpdu, FailsWhenTheBridgeAddsUpWrong) {
+TEST_F(BpduExchange, FailsWhenTheBridgeAddsUpWrong) {
     const Result result = run({withScript(RSTP_BRIDGE " \"$@\" && "
                                                       "sed -i 's/^root_path_cost=.*/&0/' \"$3\"")});
     EXPECT_EQ(result.exitStatus, 1);
@@ -200,7 +201,7 @@ TEST_F(FirstBpdu, FailsWhenTheBridgeAddsUpWrong) {
     EXPECT_PRED_FORMAT2(IsSubstring, "yes  it agrees", result.output);
 }
 
-TEST_F(FirstBpdu, EndedBySignalLeavesNothingBehind) {
+TEST_F(BpduExchange, EndedBySignalLeavesNothingBehind) {
     const std::string program = withScript("kill -TERM $PPID; sleep 0.2; exit 1");
     EXPECT_EQ(run({program}).exitStatus, 128 + 15);
 }
