@@ -19,26 +19,29 @@ static_assert(sizeof(Counters) <= 24);
 static_assert(!std::is_copy_constructible_v<Counters> && !std::is_copy_assignable_v<Counters>);
 static_assert(std::is_same_v<decltype(*std::declval<Counters&>().begin()), Counters::Node const&>);
 
-struct HashMap2018Subject {
+template <class Hash> struct HashMap2018SubjectOf {
     using Element = Item<NoHook>;
-    using Map = HashMap2018<Owner, Key, Ptr<Element>>;
+    using Map = HashMap2018<Owner, Key, Ptr<Element>, Hash>;
     Map map;
 
     void insert(Ptr<Element> const& element) { map.valueIs(element->fwkKey(), element); }
     void replace(Ptr<Element> const& element) { map.valueIs(element->fwkKey(), element); }
     void erase(U32 key) { map.valueDel({key}); }
     Element const* find(U32 key) const {
-        Map::Node const* node = map.lookupNodeG({key});
+        typename Map::Node const* node = map.lookupNodeG({key});
         return node ? node->value().ptr() : nullptr;
     }
     void clear() { map.emptyAll(); }
-    static U32 keyAt(Map::Iterator const& walk) { return walk->key().value; }
-    static bool precedes(U32 left, U32 right) {
-        return HashTable::mixed(left) < HashTable::mixed(right);
+    static U32 keyAt(typename Map::Iterator const& walk) { return walk->key().value; }
+    static Element const* elementAt(typename Map::Iterator const& walk) {
+        return walk->value().ptr();
     }
+    static bool precedes(U32 left, U32 right) { return precedesByHash<Hash>(left, right); }
 };
+using HashMap2018Subject = HashMap2018SubjectOf<HashHelper::Default<Key>>;
 
-INSTANTIATE_TYPED_TEST_SUITE_P(HashMap2018, MapTest, HashMap2018Subject);
+using Subjects = ::testing::Types<HashMap2018Subject, HashMap2018SubjectOf<ConstantHash>>;
+INSTANTIATE_TYPED_TEST_SUITE_P(HashMap2018, MapTest, Subjects);
 
 TEST(HashMap2018, AValueIsWhatItWasSetToLast) {
     Counters counters;

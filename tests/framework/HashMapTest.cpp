@@ -35,10 +35,6 @@ static_assert(std::is_same_v<HashHelper::Default<Name>, HashHelper::KeyStringLeg
 struct EightBitHash {
     static U32 hash(Key const& key) noexcept { return key.value * key.value & 0xff; }
 };
-struct ConstantHash {
-    static U32 hash(Key const&) noexcept { return 77; }
-};
-
 template <class Hash> struct HashMapSubject {
     using Element = Test::Element;
     using Map = HashMap<Element, Key, Owner, Hash>;
@@ -53,11 +49,10 @@ template <class Hash> struct HashMapSubject {
     void clear() { map.emptyAllBuckets(); }
     static U32 keyAt(typename Map::Walk const& walk) { return (*walk)->fwkKey().value; }
     static U32 keyAt(typename Map::ConstWalk const& walk) { return (*walk)->fwkKey().value; }
-    static bool precedes(U32 left, U32 right) {
-        const U32 leftHash = HashTable::mixed(Hash::hash(Key{left}));
-        const U32 rightHash = HashTable::mixed(Hash::hash(Key{right}));
-        return leftHash < rightHash || (leftHash == rightHash && left < right);
+    template <class Walk> static Element const* elementAt(Walk const& walk) {
+        return (*walk).ptr();
     }
+    static bool precedes(U32 left, U32 right) { return precedesByHash<Hash>(left, right); }
 };
 
 using Subjects = ::testing::Types<HashMapSubject<OwnHash>, HashMapSubject<EightBitHash>,

@@ -5,8 +5,10 @@
 //   map                    the map
 //   insert, replace, erase, find, clear
 //   keyAt(walk)            the key on which a walk stands
+//   elementAt(walk)        the element with it
 //   precedes(key, key)     the order in which the map is to be walked
 
+#include "framework/zel/HashTable.h"
 #include "framework/zel/Int.h"
 #include "framework/zel/Ptr.h"
 #include "framework/zel/PtrInterface.h"
@@ -21,6 +23,7 @@
 #include <functional>
 #include <iterator>
 #include <map>
+#include <numeric>
 #include <optional>
 #include <random>
 #include <utility>
@@ -63,6 +66,17 @@ struct Key {
     bool operator==(Key const& other) const noexcept { return value == other.value; }
     bool operator<(Key const& other) const noexcept { return value < other.value; }
 };
+
+struct ConstantHash {
+    static U32 hash(Key const&) noexcept { return 77; }
+};
+
+/// The order of the hash maps.
+template <class Hash> bool precedesByHash(U32 left, U32 right) {
+    const U32 leftHash = HashTable::mixed(Hash::hash(Key{left}));
+    const U32 rightHash = HashTable::mixed(Hash::hash(Key{right}));
+    return leftHash < rightHash || (leftHash == rightHash && left < right);
+}
 
 /// How many items live, and what is to be done when one with this key dies.
 struct Life {
@@ -137,22 +151,28 @@ template <class Subject> class Modelled {
         subject_.clear();
     }
 
-    /// Whether the map is sound and has just what the model has under this key.
+    /// Whether a lookup of this key finds what the model has under it.
     bool agreesOn(U32 key) const {
         const auto place = model_.find(key);
-        return subject_.map.check() && subject_.map.members() == model_.size() &&
-               subject_.find(key) == (place == model_.end() ? nullptr : place->second);
+        return subject_.find(key) == (place == model_.end() ? nullptr : place->second);
     }
-    /// Whether the map has just what the model has, in its order.
-    bool agrees() const {
+    /// Whether lookups of all keys that there are find what the model has.
+    bool agreesOnAll() const {
+        return std::all_of(model_.begin(), model_.end(), [this](auto const& member) {
+            return subject_.find(member.first) == member.second;
+        });
+    }
+    /// Whether the map is sound and a walk finds just what the model has, in its order.
+    bool agreesInOrder() const {
         auto place = model_.begin();
         for (auto walk = subject_.map.begin(); walk != subject_.map.end(); ++walk, ++place)
             if (place == model_.end() || Subject::keyAt(walk) != place->first ||
-                subject_.find(place->first) != place->second)
+                Subject::elementAt(walk) != place->second)
                 return false;
         return place == model_.end() && subject_.map.check() &&
                subject_.map.members() == model_.size();
     }
+    bool agrees() const { return agreesInOrder() && agreesOnAll(); }
 
     Walk walk() { return subject_.map.begin(); }
     bool atEnd(Walk const& walk) const { return walk == subject_.map.end(); }
@@ -225,6 +245,131 @@ template <class Subject> class MapTest : public ::testing::Test {
         }
     }
 
+    /// A quarter of a million random operations. After each, the map must be sound and have just
+    /// what its model has.
+    void changeAtRandom(U32 seed) {
+        constexpr U32 wide = 256;
+        constexpr std::array<U32, 16> ranges{4,  8,  16, 32, 96, 4,  8,  16, // of keys, by turns
+                                             32, 96, 4,  8,  16, 32, 96, wide};
+        constexpr U32 turn = 2048;
+        constexpr std::size_t mostMembers = 64;
+        constexpr std::size_t mostInWide = 128;
+        std::printf("random seed %u\n", seed);
+        std::mt19937 random(seed);
+
+        Maps maps;
+        std::optional<typename Maps::Walk> walk; // one is under way most of the time
+        std::size_t walks = 0;
+        std::size_t longest = 0;
+        for (U32 step = 0; step < 250'000; ++step) {
+            const U32 range = ranges[step / turn % ranges.size()];
+            const std::size_t most = range == wide ? mostInWide : mostMembers;
+            const U32 key = static_cast<U32>(random()) % range;
+            const U32 operation = static_cast<U32>(random()) % 16;
+            if (operation < 5) {
+                if (maps.size() < most || maps.has(key))
+                    maps.put(key);
+            } else if (operation < 9) {
+                maps.erase(key);
+            } else if (operation < 10) {
+                if (maps.has(key))
+                    maps.put(key);
+            } else if (operation < 11) {
+                ASSERT_TRUE(maps.agreesOn(static_cast<U32>(random()))) << "step " << step;
+            } else if (operation < 12 && random() % (8 * range) == 0) {
+                maps.clear();
+            } else if (!walk) {
+                walk = maps.walk();
+                ++walks;
+                const std::optional<U32> first = maps.firstKey();
+                ASSERT_EQ(maps.atEnd(*walk), !first.has_value()) << "step " << step;
+                if (!first)
+                    walk.reset();
+                else
+                    ASSERT_EQ(maps.keyAt(*walk), *first) << "step " << step;
+            } else {
+                const std::optional<U32> expected = maps.keyAfter(maps.keyAt(*walk));
+                ++*walk;
+                ASSERT_EQ(maps.atEnd(*walk), !expected.has_value()) << "step " << step;
+                if (!expected)
+                    walk.reset();
+                else
+                    ASSERT_EQ(maps.keyAt(*walk), *expected) << "step " << step;
+            }
+            ASSERT_TRUE(maps.agreesInOrder()) << "step " << step;
+            ASSERT_TRUE(maps.agreesOn(key)) << "step " << step << ", key " << key;
+            if (step % 16 == 0) {
+                ASSERT_TRUE(maps.agreesOnAll()) << "step " << step;
+            }
+            if (!walk) {
+                ASSERT_EQ(Life::live, static_cast<int>(maps.size())) << "step " << step;
+            }
+            longest = std::max(longest, maps.size());
+        }
+        // The operations were such as to say something.
+        EXPECT_GT(walks, 250U);
+        EXPECT_EQ(longest, mostInWide);
+    }
+
+    /// Inserts up to six keys in every order and erases them in every order. After each step, the
+    /// map must be sound and have just the keys that are in it. The steps that a pair of orders has
+    /// in common with the pair before, from the first one on, are not looked at again.
+    void changeInEveryOrder() {
+        constexpr U32 most = 6;
+        std::vector<Ptr<Element>> elements;
+        std::vector<U32> inOrder; // of a walk
+        for (U32 key = 0; key < most; ++key) {
+            elements.push_back(made<Element>(key));
+            inOrder.push_back(key);
+        }
+        std::sort(inOrder.begin(), inOrder.end(), Subject::precedes);
+
+        U32 pairs = 0;
+        for (U32 size = 1; size <= most; ++size) {
+            std::vector<U32> steps(2 * size); // the keys inserted, then the keys erased
+            std::vector<U32> former(2 * size, most);
+            const auto half = steps.begin() + size;
+            std::iota(steps.begin(), half, 0U);
+            do {
+                std::iota(half, steps.end(), 0U);
+                do {
+                    ++pairs;
+                    Subject subject;
+                    std::array<bool, most> present{};
+                    const auto known =
+                        std::mismatch(steps.begin(), steps.end(), former.begin()).first;
+                    for (auto step = steps.begin(); step != steps.end(); ++step) {
+                        present[*step] = step < half;
+                        if (step < half)
+                            subject.insert(elements[*step]);
+                        else
+                            subject.erase(*step);
+                        if (step < known)
+                            continue;
+                        auto walk = subject.map.begin();
+                        U32 members = 0;
+                        for (const U32 key : inOrder) {
+                            Element const* element = present[key] ? elements[key].ptr() : nullptr;
+                            ASSERT_EQ(subject.find(key), element) << "pair " << pairs;
+                            if (!element)
+                                continue;
+                            ASSERT_FALSE(walk == subject.map.end()) << "pair " << pairs;
+                            ASSERT_EQ(Subject::elementAt(walk), element) << "pair " << pairs;
+                            ASSERT_EQ(Subject::keyAt(walk), key) << "pair " << pairs;
+                            ++walk;
+                            ++members;
+                        }
+                        ASSERT_TRUE(walk == subject.map.end()) << "pair " << pairs;
+                        ASSERT_TRUE(subject.map.check()) << "pair " << pairs;
+                        ASSERT_EQ(subject.map.members(), members) << "pair " << pairs;
+                    }
+                    former = steps;
+                } while (std::next_permutation(half, steps.end()));
+            } while (std::next_permutation(steps.begin(), half));
+        }
+        EXPECT_EQ(pairs, 533'417U);
+    }
+
     static std::vector<U32> all(std::vector<U32> const& keys, std::size_t) { return keys; }
     static std::vector<U32> upToPlace(std::vector<U32> keys, std::size_t place) {
         keys.resize(place + 1);
@@ -239,63 +384,24 @@ template <class Subject> class MapTest : public ::testing::Test {
 
 TYPED_TEST_SUITE_P(MapTest);
 
-TYPED_TEST_P(MapTest, AMillionRandomOperationsKeepTheMapSoundAndLikeItsModel) {
-    constexpr U32 seed = 20250317;
-    constexpr std::array<U32, 5> ranges{4, 8, 16, 32, 96}; // of keys, by turns
-    constexpr std::size_t mostMembers = 64;
-    std::printf("random seed %u\n", seed);
-    std::mt19937 random(seed);
+TYPED_TEST_P(MapTest, TheFirstQuarterOfAMillionRandomOperationsKeepsTheMapSoundAndLikeItsModel) {
+    this->changeAtRandom(20250317);
+}
 
-    Modelled<TypeParam> maps;
-    std::optional<typename Modelled<TypeParam>::Walk> walk; // one is under way most of the time
-    std::size_t walks = 0;
-    std::size_t longest = 0;
-    for (U32 step = 0; step < 1'000'000; ++step) {
-        const U32 range = ranges[step / 2048 % ranges.size()];
-        const U32 key = static_cast<U32>(random()) % range;
-        const U32 operation = static_cast<U32>(random()) % 16;
-        if (operation < 5) {
-            if (maps.size() < mostMembers || maps.has(key))
-                maps.put(key);
-        } else if (operation < 9) {
-            maps.erase(key);
-        } else if (operation < 10) {
-            if (maps.has(key))
-                maps.put(key);
-        } else if (operation < 11) {
-            ASSERT_TRUE(maps.agreesOn(static_cast<U32>(random())));
-        } else if (operation < 12 && random() % (8 * range) == 0) {
-            maps.clear();
-        } else if (!walk) {
-            walk = maps.walk();
-            ++walks;
-            const std::optional<U32> first = maps.firstKey();
-            ASSERT_EQ(maps.atEnd(*walk), !first.has_value()) << "step " << step;
-            if (!first)
-                walk.reset();
-            else
-                ASSERT_EQ(maps.keyAt(*walk), *first) << "step " << step;
-        } else {
-            const std::optional<U32> expected = maps.keyAfter(maps.keyAt(*walk));
-            ++*walk;
-            ASSERT_EQ(maps.atEnd(*walk), !expected.has_value()) << "step " << step;
-            if (!expected)
-                walk.reset();
-            else
-                ASSERT_EQ(maps.keyAt(*walk), *expected) << "step " << step;
-        }
-        ASSERT_TRUE(maps.agreesOn(key)) << "step " << step << ", key " << key;
-        if (step % 128 == 0) {
-            ASSERT_TRUE(maps.agrees()) << "step " << step;
-        }
-        if (!walk) {
-            ASSERT_EQ(Life::live, static_cast<int>(maps.size())) << "step " << step;
-        }
-        longest = std::max(longest, maps.size());
-    }
-    // The operations were such as to say something.
-    EXPECT_GT(walks, 1000U);
-    EXPECT_EQ(longest, mostMembers);
+TYPED_TEST_P(MapTest, TheSecondQuarterOfAMillionRandomOperationsKeepsTheMapSoundAndLikeItsModel) {
+    this->changeAtRandom(20250318);
+}
+
+TYPED_TEST_P(MapTest, TheThirdQuarterOfAMillionRandomOperationsKeepsTheMapSoundAndLikeItsModel) {
+    this->changeAtRandom(20250319);
+}
+
+TYPED_TEST_P(MapTest, TheLastQuarterOfAMillionRandomOperationsKeepsTheMapSoundAndLikeItsModel) {
+    this->changeAtRandom(20250320);
+}
+
+TYPED_TEST_P(MapTest, EveryOrderOfInsertingAndErasingUpToSixKeysIsSound) {
+    this->changeInEveryOrder();
 }
 
 TYPED_TEST_P(MapTest, AnEmptyMapHasNothingToFindOrToWalk) {
@@ -606,10 +712,13 @@ TYPED_TEST_P(MapTest, EmptyingAMapRemovesWhatElementsInsertWhenTheyDie) {
 }
 
 REGISTER_TYPED_TEST_SUITE_P(
-    MapTest, AMillionRandomOperationsKeepTheMapSoundAndLikeItsModel,
-    AnEmptyMapHasNothingToFindOrToWalk, AWalkOfAnUnchangedMapVisitsAllInOrder,
-    ErasingTheCurrentElementSkipsNothing, ErasingTheNextElementSkipsNoOther,
-    ErasingThePreviousElementSkipsAndRepeatsNothing,
+    MapTest, TheFirstQuarterOfAMillionRandomOperationsKeepsTheMapSoundAndLikeItsModel,
+    TheSecondQuarterOfAMillionRandomOperationsKeepsTheMapSoundAndLikeItsModel,
+    TheThirdQuarterOfAMillionRandomOperationsKeepsTheMapSoundAndLikeItsModel,
+    TheLastQuarterOfAMillionRandomOperationsKeepsTheMapSoundAndLikeItsModel,
+    EveryOrderOfInsertingAndErasingUpToSixKeysIsSound, AnEmptyMapHasNothingToFindOrToWalk,
+    AWalkOfAnUnchangedMapVisitsAllInOrder, ErasingTheCurrentElementSkipsNothing,
+    ErasingTheNextElementSkipsNoOther, ErasingThePreviousElementSkipsAndRepeatsNothing,
     ErasingTheCurrentElementAndBothNeighboursSkipsNoOther, EmptyingTheMapEndsTheWalk,
     ErasingAllOtherElementsEndsTheWalk, WhatIsErasedAndInsertedAnewIsVisitedOnce,
     TheCurrentElementErasedAndInsertedAnewIsNotVisitedAgain,
