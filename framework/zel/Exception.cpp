@@ -1,12 +1,18 @@
 #include "framework/zel/Exception.h"
 
+#include "framework/zel/Fatal.h"
+
 namespace Zel {
 
 Exception::~Exception() = default;
 RangeException::~RangeException() = default;
 NameInUseException::~NameInUseException() = default;
 
-void throwRangeException(const char* text) { throw RangeException(text); }
+void throwRangeException(const char* text) {
+    if (!text)
+        assertionFailed("text", "void Zel::throwRangeException(const char*)");
+    throw RangeException(text);
+}
 
 void throwNameInUseException(String const& text) { throw NameInUseException(text.c_str()); }
 

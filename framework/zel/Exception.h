@@ -28,6 +28,7 @@ class VARNOL_API NameInUseException : public Exception {
     ~NameInUseException() override;
 };
 
+/// A null text fails an assertion.
 [[noreturn]] VARNOL_API void throwRangeException(const char* text);
 [[noreturn]] VARNOL_API void throwNameInUseException(String const& text);
 

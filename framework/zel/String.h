@@ -1,6 +1,7 @@
 #pragma once
 
 #include "framework/zel/Api.h"
+#include "framework/zel/Fatal.h"
 #include "framework/zel/Int.h"
 
 #include <compare>
@@ -18,8 +19,9 @@ class VARNOL_API String {
     constexpr String() noexcept = default;
     /// Throws std::bad_alloc, and std::length_error for more than 2^32 - 1 octets.
     String(std::string_view text);
+    /// A null text fails an assertion.
     String(const char* text)
-        : String(std::string_view(text)) {}
+        : String(present(text)) {}
     String(String const& other) noexcept
         : body_(other.body_) {
         take();
@@ -70,6 +72,11 @@ class VARNOL_API String {
         U32 size;
     };
 
+    static std::string_view present(const char* text) noexcept {
+        if (!text) [[unlikely]]
+            assertionFailed("text", "Zel::String::String(const char*)");
+        return text;
+    }
     static const char* text(Body const* body) noexcept {
         return reinterpret_cast<const char*>(body + 1);
     }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -38,6 +39,13 @@ TEST(Exception, ARangeExceptionHasTheTextGiven) {
     EXPECT_EQ(textOf<RangeException>([] { Zel::throwRangeException("17 lies outside 0 to 16"); }),
               "17 lies outside 0 to 16");
     EXPECT_EQ(textOf<RangeException>([] { Zel::throwRangeException(""); }), "");
+}
+
+TEST(ExceptionDeathTest, ANullTextFailsAnAssertion) {
+    EXPECT_EXIT(
+        Zel::throwRangeException(nullptr), ::testing::KilledBySignal(SIGABRT),
+        "framework/zel/Exception\\.cpp:[0-9]+: void Zel::throwRangeException\\(const char\\*\\): "
+        "Assertion `text' failed\\.\n$");
 }
 
 TEST(Exception, ANameInUseExceptionHasTheTextGiven) {

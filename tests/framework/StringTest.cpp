@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstddef>
 #include <cstring>
 #include <limits>
@@ -268,6 +269,15 @@ TEST(String, CopiesMayBeSharedWithAnotherThreadWhileTheSwitchIsSet) {
         EXPECT_EQ(shared, "text");
     }
     Zel::VFPtrInterface::threadSafePointers_ = false;
+}
+
+TEST(StringDeathTest, ANullTextFailsAnAssertion) {
+    const char* const none = nullptr;
+    constexpr auto failed =
+        "framework/zel/String\\.h:[0-9]+: Zel::String::String\\(const char\\*\\): "
+        "Assertion `text' failed\\.\n$";
+    EXPECT_EXIT(String{none}, ::testing::KilledBySignal(SIGABRT), failed);
+    EXPECT_EXIT(Name{none}, ::testing::KilledBySignal(SIGABRT), failed);
 }
 
 TEST(Name, IsMadeOfAnyText) {
