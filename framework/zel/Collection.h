@@ -41,7 +41,8 @@ Ptr<typename Map::element_type> collectionIs(E& entity, AttributeId id, Map& map
     return child;
 }
 
-/// Puts an entity under its own key, in the place of the one that is there.
+/// Puts an entity under its own key, in the place of the one that is there. Fatal when it is linked
+/// already, unless it is the one that is there.
 /// @return the child that was there; null when there was none, or when it is the same
 template <class E, class Map>
 Ptr<typename Map::element_type> collectionMemberIs(E& entity, AttributeId id,

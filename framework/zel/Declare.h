@@ -140,7 +140,9 @@ template <class T> using AccessorResult = std::conditional_t<sizeof(T) <= sizeof
 
 /// A collection of child entities: `NAME()` to walk it, `NAME(key)` the child or null,
 /// `NAME##Is(key)` the child, created when there is none, `NAME##Del(key)` removes it, and
-/// `NAME##MemberIs(child)` puts an entity under its own key and returns the one it replaces.
+/// `NAME##MemberIs(child)` puts an entity under its own key and returns the one it replaces. An
+/// entity that stands in another collection already ends the process; one that stands under its key
+/// in this one stays, and nothing is notified. A null one throws RangeException.
 #define ZEL_COLLECTION_(ID, MAP, CHILD, KEY, NAME)                                                 \
   public:                                                                                          \
     struct NAME##Attribute {                                                                       \
