@@ -22,6 +22,9 @@ template <class Self, class E> class RootSyncer : public Object<Self, PtrInterfa
     Zel::Ptr<E const> source() const noexcept { return Zel::Ptr<E const>(watched()); }
 
     /// Watches another source: binds the reactor on it, or creates that reactor when there is none.
+    /// A reactor that is bound anew runs its handlers and brings the children in line; one that is
+    /// created does neither. So after sourceDel() each child stays on the former source's element
+    /// until the new source reports its key, or until a further source is bound.
     void sourceIs(Zel::Ptr<E const> const& source) {
         if (source_)
             source_->notifierIs(source);
