@@ -1,9 +1,11 @@
 #pragma once
 
 #include "platform/kolvu/Pkt.h"
+#include "tests/framework/FailingAllocation.h"
 
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -15,13 +17,18 @@
 namespace AssertionTest {
 
 inline Zel::U32 packetsBefore = 0;
+inline std::size_t allocationsBefore = 0;
 
-/// Says on stderr, as the last thing, how many packets the process has taken since.
-inline void tellPacketsAtAbort() {
+/// Says on stderr, as the last thing, what the process has taken since.
+inline void tellTakenAtAbort() {
     packetsBefore = Kolvu::globalPktManager().inUse();
+    allocationsBefore = FailingAllocation::made();
     std::signal(SIGABRT, [](int) {
-        const bool none = Kolvu::globalPktManager().inUse() == packetsBefore;
-        const std::string_view text = none ? "no packet taken\n" : "packets taken\n";
+        const bool noPacket = Kolvu::globalPktManager().inUse() == packetsBefore;
+        const bool noMemory = FailingAllocation::made() == allocationsBefore;
+        const std::string_view text = !noPacket  ? "packets taken\n"
+                                      : noMemory ? "no packet taken, nothing allocated\n"
+                                                 : "no packet taken, memory allocated\n";
         [[maybe_unused]] const auto written = ::write(STDERR_FILENO, text.data(), text.size());
     });
 }
@@ -37,22 +44,36 @@ inline std::string literally(std::string_view text) {
     return expression;
 }
 
+/// A regular expression for what may have been taken when an assertion fails: by the statement's
+/// arguments, memory.
+inline constexpr std::string_view noPacket = "no packet taken, (nothing|memory) allocated";
+inline constexpr std::string_view nothing = "no packet taken, nothing allocated";
+
 /// Matches stderr as a whole: what was traced, the line that the C library writes for a failed
-/// assertion of the frame-building file, and that no packet was taken until then.
+/// assertion of the frame-building file, and what was taken until then.
 inline std::string stderrOf(std::string_view function, std::string_view expression,
-                            std::string_view traced = "") {
+                            std::string_view traced = "", std::string_view taken = noPacket) {
     return "^" + std::string(traced) + literally(program_invocation_short_name) +
            ": bpdu/VarnolUtils\\.cpp:[0-9]+: " + literally(function) + ": Assertion `" +
-           literally(expression) + "' failed\\.\nno packet taken\n$";
+           literally(expression) + "' failed\\.\n" + std::string(taken) + "\n$";
 }
 
 } // namespace AssertionTest
 
-/// The statement ends the process by that assertion, before it takes a packet from the pool.
-#define EXPECT_ASSERTION(STATEMENT, FUNCTION, EXPRESSION)                                          \
+/// The statement ends the process by that assertion, before it takes more than TAKEN says.
+#define EXPECT_ASSERTION_WITH_(STATEMENT, FUNCTION, EXPRESSION, TAKEN)                             \
     EXPECT_EXIT(                                                                                   \
         {                                                                                          \
-            ::AssertionTest::tellPacketsAtAbort();                                                 \
+            ::AssertionTest::tellTakenAtAbort();                                                   \
             STATEMENT;                                                                             \
         },                                                                                         \
-        ::testing::KilledBySignal(SIGABRT), ::AssertionTest::stderrOf(FUNCTION, EXPRESSION))
+        ::testing::KilledBySignal(SIGABRT),                                                        \
+        ::AssertionTest::stderrOf(FUNCTION, EXPRESSION, "", TAKEN))
+
+/// The statement ends the process by that assertion, before it takes a packet from the pool.
+#define EXPECT_ASSERTION(STATEMENT, FUNCTION, EXPRESSION)                                          \
+    EXPECT_ASSERTION_WITH_(STATEMENT, FUNCTION, EXPRESSION, ::AssertionTest::noPacket)
+
+/// The statement ends the process by that assertion, before it allocates anything at all.
+#define EXPECT_ASSERTION_AT_ONCE(STATEMENT, FUNCTION, EXPRESSION)                                  \
+    EXPECT_ASSERTION_WITH_(STATEMENT, FUNCTION, EXPRESSION, ::AssertionTest::nothing)

@@ -7,9 +7,18 @@
 #include "tests/framework/TraceCapture.h"
 
 #include <algorithm>
+#include <csignal>
+#include <cstddef>
+#include <cstdint>
 #include <initializer_list>
+#include <new>
+#include <optional>
 #include <type_traits>
+#include <utility>
 #include <vector>
+
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -320,8 +329,88 @@ TEST(GeneratePktFromIntxInfo, HoldsThePortWhileThePacketIsMade) {
                                                     &look});
     generatePktFromIntxInfo(port, sendableRecord(), false);
     Zel::traceSinkIs(former);
-    EXPECT_GT(look.references, before);
+    EXPECT_EQ(look.references, before + 1);
     EXPECT_EQ(port->port()->references(), before);
+}
+
+/// An entry for the CIST that sees from inside how many references to it are held. Its fields from
+/// the root's identifier on stand on a page of their own; that page can be closed, and the first
+/// access to it opens it again.
+class SeeingEntry {
+  public:
+    SeeingEntry() {
+        void* const memory =
+            ::mmap(nullptr, 2 * page_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (memory == MAP_FAILED)
+            throw std::bad_alloc();
+        pages_ = static_cast<char*>(memory);
+        const IntxMstiInfo::Ptr other(new IntxMstiInfo(0));
+        const auto offset =
+            reinterpret_cast<std::uintptr_t>(&std::as_const(*other).cistRootBridgeId()) -
+            reinterpret_cast<std::uintptr_t>(other.ptr());
+        entry_ = ::new (pages_ + page_ - offset / alignof(IntxMstiInfo) * alignof(IntxMstiInfo))
+            IntxMstiInfo(0);
+        lives_.emplace(*entry_);
+        seeing = this;
+        struct sigaction action {};
+        action.sa_sigaction = [](int, siginfo_t* info, void*) { seeing->accessed(info->si_addr); };
+        action.sa_flags = SA_SIGINFO;
+        ::sigaction(SIGSEGV, &action, &formerAction_);
+    }
+    SeeingEntry(SeeingEntry const&) = delete;
+    SeeingEntry& operator=(SeeingEntry const&) = delete;
+    /// Requires: no reference to the entry is held.
+    ~SeeingEntry() {
+        ::sigaction(SIGSEGV, &formerAction_, nullptr);
+        open();
+        lives_.reset();
+        entry_->~IntxMstiInfo();
+        ::munmap(pages_, 2 * page_);
+    }
+
+    IntxMstiInfo::Ptr entry() const { return IntxMstiInfo::Ptr(entry_); }
+    /// The references held, and a constant more.
+    U32 references() const { return entry_->references(); }
+    void close() { ::mprotect(pages_ + page_, page_, PROT_NONE); }
+    /// references() when the page was accessed; nothing if it was not.
+    std::optional<U32> referencesSeen() const { return referencesSeen_; }
+
+  private:
+    void open() { ::mprotect(pages_ + page_, page_, PROT_READ | PROT_WRITE); }
+    void accessed(void* address) {
+        auto* const at = static_cast<char*>(address);
+        if (at < pages_ + page_ || at >= pages_ + 2 * page_) {
+            // The access is made again, and is then the former action's.
+            ::sigaction(SIGSEGV, &formerAction_, nullptr);
+            return;
+        }
+        referencesSeen_ = references();
+        open();
+    }
+
+    static inline SeeingEntry* seeing = nullptr;
+
+    const std::size_t page_ = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    char* pages_ = nullptr;
+    IntxMstiInfo* entry_ = nullptr;
+    std::optional<Zel::PtrInterface::Construction> lives_; // so that no reference is the last one
+    struct sigaction formerAction_ {};
+    std::optional<U32> referencesSeen_;
+};
+
+TEST(GeneratePktFromIntxInfo, HoldsTheCistEntryWhileItReadsIt) {
+    SeeingEntry seeing;
+    const IntxInfo::Ptr info(new IntxInfo(0));
+    info->stpVersionIs(2);
+    distinctOctetsAre(*seeing.entry());
+    info->mstiNMemberIs(seeing.entry());
+    const Stp::MstPortSm::Ptr port = portWith();
+    const U32 before = seeing.references();
+    seeing.close();
+    const Kolvu::Pkt::Ptr pkt = generatePktFromIntxInfo(port, info, false);
+    EXPECT_EQ(seeing.referencesSeen(), before + 1);
+    EXPECT_EQ(seeing.references(), before);
+    EXPECT_EQ(hex(pkt, 17, 36), distinctBpdu);
 }
 
 TEST(GeneratePktFromIntxInfo, TracesTheRecordAndThenTheFramingAtLevel8) {
@@ -503,7 +592,7 @@ TEST(GeneratePktFromIntxInfoDeathTest, TheCallIsTracedBeforeTheAssertion) {
     const IntxInfo::Ptr info = sendableRecord();
     EXPECT_EXIT(
         {
-            tellPacketsAtAbort();
+            tellTakenAtAbort();
             Zel::traceLevelIs("Varnol", 8, true);
             generatePktFromIntxInfo(portWith(), info, true);
         },
