@@ -6,7 +6,7 @@ void TreeTable::line(std::string_view name, std::string_view left, std::string_v
     constexpr std::size_t leftBegin = 34;
     constexpr std::size_t rightBegin = leftBegin + 31;
 
-    std::string text(2 * depth_, ' ');
+    std::string text(2UL * depth_, ' ');
     const auto add = [&text](std::size_t column, std::string_view value) {
         if (value.empty())
             return;

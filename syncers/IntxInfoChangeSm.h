@@ -59,7 +59,7 @@ class VARNOL_API IntxInfoChangeSm final : public Zel::RootSyncer<IntxInfoChangeS
     /// A counter is no entity: nobody can watch it.
     void notify(Zel::AttributeId) const noexcept {}
 
-    MstiN mstiN_;
+    MstiN mstiN_; // after the count: the reactors count up to their end
     Bridging::VlanIdOrNone vlanId_;
 };
 

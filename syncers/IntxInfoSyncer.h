@@ -10,8 +10,9 @@ namespace Varnol {
 /// Keeps one BPDU information record equal to another for as long as it lives: copies everything
 /// when it starts, then follows each change of the source and of each of the source's entries.
 ///
-/// The service holds it by a counted pointer; dropping the last one ends the mirroring and leaves
-/// the destination as it is. Writes are not compared first. Traces as "StpTxStatusSyncer".
+/// Its user, the service or a port's syncer, holds it by a counted pointer; dropping the last one
+/// ends the mirroring and leaves the destination as it is. Writes are not compared first. Traces as
+/// "StpTxStatusSyncer".
 class VARNOL_API IntxInfoSyncer final : public Zel::RootSyncer<IntxInfoSyncer, IntxInfo>,
                                         public Zel::RbTreeMember {
   public:
@@ -22,7 +23,7 @@ class VARNOL_API IntxInfoSyncer final : public Zel::RootSyncer<IntxInfoSyncer, I
 
     static Zel::TypeNode const _zelType;
 
-    /// @param source        read only; null to write zero values once
+    /// @param source        read only; null to write zero values once, and to delete all entries
     /// @param dest          written only; null to write nothing
     /// @param vlanIdOrZero  the records' VLAN; the syncer's key where several are kept
     /// @param parentId      names the owner in traces
@@ -74,7 +75,7 @@ class IntxInfoSyncer::ZelSource final : public Zel::Reactor<ZelSource, IntxInfo,
         : Reactor(source, syncer) {}
 
     template <Zel::ScalarAttribute A> void handle(A) {
-        if (owner() && owner()->dest_)
+        if (watched() && owner()->dest_)
             A::write(*owner()->dest_, A::read(*watched()));
     }
     void handle(IntxInfo::mstiNAttribute, Stp::BridgeSystemId key) { owner()->handleMstiN(key); }

@@ -76,7 +76,7 @@ class RxStatusToRxDynamicSyncer::ZelSource final
         : Reactor(source, syncer) {}
 
     template <Zel::ScalarAttribute A> void handle(A) {
-        if (owner() && owner()->rxStatus_)
+        if (owner()->rxStatus_)
             A::write(*owner()->rxStatus_, watched() ? A::read(*watched()) : typename A::Value{});
     }
     void handle(RxStatus::rxMstStatusAttribute, Zel::Name const& name) {

@@ -54,7 +54,8 @@ void RxStatusToRxDynamicSyncer::sourceIs(Zel::Ptr<RxStatus const> const& source)
         return;
     const Ptr alive(this);
     sourceReplace(source);
-    handleMstStatus();
+    if (!zelMarkedForDeletion())
+        handleMstStatus();
 }
 
 RxMstStatusToRxDynamicSyncer::Ptr RxStatusToRxDynamicSyncer::mstDynSyncerSm(Zel::Name const& name) {
@@ -68,9 +69,10 @@ RxMstStatusToRxDynamicSyncer::Ptr RxStatusToRxDynamicSyncer::mstDynSyncerSmIs(
         Zel::assertSameParameter("source", source, child->source());
         Zel::assertSameParameter("rxStatus", rxStatus, child->rxStatus());
     } else {
-        child = mstDynSyncerSm_.keep(
-            RxMstStatusToRxDynamicSyncer::RxMstStatusToRxDynamicSyncerIs(name, source, rxStatus),
-            name);
+        child = mstDynSyncerSm_.keep(*this, name, [&] {
+            return RxMstStatusToRxDynamicSyncer::RxMstStatusToRxDynamicSyncerIs(name, source,
+                                                                                rxStatus);
+        });
     }
     child->hasNotificationActiveIs(true);
     return child;
@@ -175,10 +177,10 @@ RxMstStatusToRxDynamicSyncer::mstDynPortSmIs(Zel::Name mstName, Kolvu::IntfId in
         Zel::assertSameParameter("source", source, child->source());
         Zel::assertSameParameter("rxStatus", rxStatus, child->rxStatus());
     } else {
-        child =
-            mstDynPortSm_.keep(RxMstPortStatusToRxDynamicSyncer::RxMstPortStatusToRxDynamicSyncerIs(
-                                   mstName, intf, source, rxStatus),
-                               intf);
+        child = mstDynPortSm_.keep(*this, intf, [&] {
+            return RxMstPortStatusToRxDynamicSyncer::RxMstPortStatusToRxDynamicSyncerIs(
+                mstName, intf, source, rxStatus);
+        });
     }
     child->hasNotificationActiveIs(true);
     return child;
@@ -382,8 +384,9 @@ void RxMstPortStatusToRxDynamicSyncer::handleRxUpdate(Bridging::VlanIdOrNone vla
 }
 
 void RxMstPortStatusToRxDynamicSyncer::ZelSource::rebound() {
+    RxMstPortStatus const* const notifier = watched();
     forEachCopied([&](auto attribute) {
-        if (!zelMarkedForDeletion() && watched() && owner())
+        if (!zelMarkedForDeletion() && watched() == notifier)
             handle(attribute);
     });
 }

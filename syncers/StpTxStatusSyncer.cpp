@@ -216,7 +216,7 @@ void TxStatusToTxSyncer::handleTxMstStatus(Zel::String name) {
 }
 
 void TxStatusToTxSyncer::ZelSource::handle(TxStatus::heartbeatTimeoutAttribute) {
-    if (owner() && owner()->dest_)
+    if (watched() && owner()->dest_)
         owner()->dest_->heartbeatTimeoutIs(watched()->heartbeatTimeout());
 }
 
@@ -250,8 +250,18 @@ TxStatusToTxSyncer::ZelTxMstStatusSm::txMstPortStatusIs(
     return txMstPortStatus_.is(*this, element);
 }
 
+Zel::Ptr<TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm>
+TxStatusToTxSyncer::ZelTxMstStatusSm::newTxMstPortStatus(
+    Zel::Ptr<TxMstPortStatus const> const& element) {
+    return txMstPortStatus_.make(*this, element);
+}
+
 void TxStatusToTxSyncer::ZelTxMstStatusSm::txMstPortStatusDel(Kolvu::IntfId intf) {
     txMstPortStatus_.del(intf);
+}
+
+void TxStatusToTxSyncer::ZelTxMstStatusSm::txMstPortStatusDel(TxMstPortStatusIterator const& at) {
+    txMstPortStatus_.del(at);
 }
 
 void TxStatusToTxSyncer::ZelTxMstStatusSm::txMstPortStatusDelAll() { txMstPortStatus_.delAll(); }
@@ -329,9 +339,10 @@ IntxInfoSyncer::Ptr TxToTxPort::txInfoSyncerIs(Zel::Ptr<IntxInfo const> source,
         Zel::assertSameParameter("parentId", parentId, present->parentId());
         return present;
     }
-    return txInfoSyncer_.keep(IntxInfoSyncer::IntxInfoSyncerIs(std::move(source), std::move(dest),
-                                                               vlan, std::move(parentId)),
-                              vlan);
+    return txInfoSyncer_.keep(*this, vlan, [&] {
+        return IntxInfoSyncer::IntxInfoSyncerIs(std::move(source), std::move(dest), vlan,
+                                                std::move(parentId));
+    });
 }
 
 void TxToTxPort::txInfoSyncerDel(Bridging::VlanIdOrNone vlan) { txInfoSyncer_.del(vlan); }
@@ -348,28 +359,40 @@ void TxToTxPort::handleInitialized() {
     if (found) {
         dest_ = found;
         Zel::Ptr<TxMstPortStatus const> const to = found;
-        for (Zel::Ptr<IntxInfo const> const& record : from->txInfo())
-            handleTxInfo(record->vlanId());
+        if (from) {
+            for (Zel::Ptr<IntxInfo const> const& record : from->txInfo())
+                handleTxInfo(record->vlanId());
+        }
         for (Zel::Ptr<IntxInfo const> const& record : to->txInfo())
             handleTxInfo(record->vlanId());
-        for (auto const& update : from->txUpdate())
-            handleTxUpdate(update.key());
+        if (from) {
+            for (auto const& update : from->txUpdate())
+                handleTxUpdate(update.key());
+        }
         for (auto const& update : to->txUpdate())
             handleTxUpdate(update.key());
-        found->txHelloWhenOnIs(from->txHelloWhenOn());
+        found->txHelloWhenOnIs(from ? from->txHelloWhenOn() : Stp::TimerVal());
         // Last, so that who watches it finds everything else in place.
-        found->txNewInfoIs(from->txNewInfo());
+        found->txNewInfoIs(from ? from->txNewInfo() : 0);
     }
     initializedIs(true);
 }
 
 void TxToTxPort::handleTxInfo(Bridging::VlanIdOrNone vlan) {
     FENNIC_BLOCK_TIMER();
-    if (Zel::Ptr<IntxInfo const> record = watched() ? watched()->txInfo(vlan) : nullptr) {
+    const auto record = [&] { return watched() ? watched()->txInfo(vlan) : nullptr; };
+    if (const Zel::Ptr<IntxInfo const> from = record()) {
         traceHandler(traceHandle, 8, *this,
                      [&](TraceStream& out) { out << "setting vlan=" << vlan; });
-        if (dest_)
-            txInfoSyncerIs(std::move(record), dest_->txInfoIs(vlan), vlan, parentId());
+        if (!dest_)
+            return;
+        const Ptr alive(this);
+        const Zel::Ptr<IntxInfo> to = dest_->txInfoIs(vlan);
+        if (from == record())
+            txInfoSyncerIs(from, to, vlan, parentId());
+        // What was written may have led to another record, or none, before this one had a syncer.
+        if (!zelMarkedForDeletion() && from != record())
+            handleTxInfo(vlan);
     } else {
         traceHandler(traceHandle, 8, *this,
                      [&](TraceStream& out) { out << "deleting vlan=" << vlan; });
@@ -406,6 +429,8 @@ void TxToTxPort::handle(TxMstPortStatus::txUpdateAttribute, Bridging::VlanIdOrNo
 }
 
 void TxToTxPort::rebound() {
+    if (zelMarkedForDeletion())
+        return;
     const Zel::Ptr<TxMstPortStatus const> from = txMstPortStatus();
     if (const TxMstPortStatus::Ptr to = dest_) {
         for (auto const& update : from->txUpdate())

@@ -4,6 +4,8 @@
 #include "model/TxStatus.h"
 #include "syncers/IntxInfoSyncer.h"
 
+#include <utility>
+
 namespace Varnol {
 
 /// Keeps one transmit status tree equal to another: MST names, interfaces, update counts, port
@@ -13,8 +15,8 @@ namespace Varnol {
 /// the destination as it is. Whether a child of the destination exists is decided from the source;
 /// writes are not compared first. Traces as "StpTxStatusSyncer".
 ///
-/// A port of an MST name that is added to the source after the syncer was made has no destination:
-/// its reactor exists, and writes nothing.
+/// The ports that an MST name brings with it when it is added to the source after the syncer was
+/// made have no destination: their reactors exist, and write nothing. Ports added to it later have.
 class VARNOL_API TxStatusToTxSyncer final : public Zel::RootSyncer<TxStatusToTxSyncer, TxStatus> {
   public:
     class ZelSource;
@@ -79,6 +81,7 @@ class TxStatusToTxSyncer::ZelTxMstStatusSm final
     class ZelTxMstPortStatusSm;
     using TxMstPortStatusSms = Zel::ChildReactors<TxMstStatus::txMstPortStatusAttribute,
                                                   ZelTxMstPortStatusSm, ZelTxMstStatusSm>;
+    using TxMstPortStatusIterator = decltype(std::declval<TxMstPortStatusSms&>().begin());
 
     static Zel::TypeNode const _zelType;
 
@@ -101,7 +104,12 @@ class TxStatusToTxSyncer::ZelTxMstStatusSm final
     Zel::Ptr<ZelTxMstPortStatusSm> txMstPortStatus(Kolvu::IntfId intf);
     Zel::Ptr<ZelTxMstPortStatusSm>
     txMstPortStatusIs(Zel::Ptr<TxMstPortStatus const> const& element);
+    /// Creates the reactor on an interface that has none.
+    Zel::Ptr<ZelTxMstPortStatusSm>
+    newTxMstPortStatus(Zel::Ptr<TxMstPortStatus const> const& element);
     void txMstPortStatusDel(Kolvu::IntfId intf);
+    /// Removes the reactor on which a walk of children() stands.
+    void txMstPortStatusDel(TxMstPortStatusIterator const& at);
     void txMstPortStatusDelAll();
 
     void handleInitialized();

@@ -64,6 +64,7 @@ int runProcess(std::vector<std::string> const& command, ProcessOutput const& out
     attributes.usualSignals();
 
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (std::string const& argument : command)
         arguments.push_back(const_cast<char*>(argument.c_str())); // posix_spawn() leaves it alone
     arguments.push_back(nullptr);

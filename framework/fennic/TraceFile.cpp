@@ -14,7 +14,7 @@
 namespace Fennic {
 namespace {
 
-constexpr std::size_t highestDescriptorsSize = 64 * 1024;
+constexpr std::size_t highestDescriptorsSize = 64UL * 1024;
 constexpr std::string_view unknownMessage = "(no room for the descriptor)";
 
 static_assert(std::atomic_ref<U64>::is_always_lock_free);

@@ -29,15 +29,22 @@ template <class Map> class KeyedReactors {
     /// The child under the key, or null.
     Child* find(Key const& key) noexcept { return map_.find(key); }
 
-    /// Puts a child that was made for a key under it, unless a handler that its construction ran
-    /// has led to one there already.
+    /// Makes a child, by make(), and puts it under the key, which is free. The child of a zombie is
+    /// a zombie.
+    ///
+    /// What the construction sets off may do anything: where it has led to a child under the key,
+    /// that one stays.
     /// @return the child under the key
-    Ptr<Child> keep(Ptr<Child> const& made, Key const& key) {
+    template <class Owner, class Make>
+    Ptr<Child> keep(Owner& owner, Key const& key, Make const& make) {
+        const Ptr<Owner> ownerAlive(&owner);
+        const Ptr<Child> made = make();
         if (Ptr<Child> present = map_[key]) {
             retire(*made);
             return present;
         }
         addMember(map_, made, key);
+        made->zelDoZombieReactors(owner.zelMarkedForDeletion());
         return made;
     }
 
@@ -75,7 +82,10 @@ template <class Map> class KeyedReactors {
     }
 
     /// Lets go of every child, at the end of their owner.
-    void release() noexcept { delAll(); }
+    void release() noexcept {
+        while (map_.members() != 0)
+            delAll();
+    }
 
   protected:
     Map map_;
@@ -101,14 +111,19 @@ class ChildReactors : public KeyedReactors<typename A::template Map<Child, Owner
         Ptr<Child> child = this->map_[key];
         if (child && child->watched() == element.ptr())
             return child;
-        if (child)
-            child->notifierIs(element);
-        else
-            child = this->keep(newActive<Child>(element, &owner), key);
+        if (!child)
+            return make(owner, element);
+        child->notifierIs(element);
         // A handler that the child ran may have led to its removal: then it stays a zombie.
         if (child->owner() == &owner)
             child->zelDoZombieReactors(owner.zelMarkedForDeletion());
         return child;
+    }
+
+    /// Creates the child that watches the element; there is none under its key.
+    Ptr<Child> make(Owner& owner, Ptr<Element const> const& element) {
+        return this->keep(owner, element->fwkKey(),
+                          [&] { return newActive<Child>(element, &owner); });
     }
 
     /// A child for each element of the collection, none for any other key.

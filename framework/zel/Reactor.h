@@ -94,6 +94,17 @@ class Reactor : public Object<Self, NotifieeConstOf<E>> {
         Base::zelDoZombieReactors(zombie);
     }
 
+    /// Whether the reactor, or an object that owns it, is a zombie. A new reactor becomes one only
+    /// when it is complete, with the reactors that it owns.
+    bool isOfZombie() const noexcept {
+        if (this->zelMarkedForDeletion() || !owner_)
+            return this->zelMarkedForDeletion();
+        if constexpr (requires { owner_->isOfZombie(); })
+            return owner_->isOfZombie();
+        else
+            return owner_->zelMarkedForDeletion();
+    }
+
     /// What a new notifier sets off, in this order: all scalar handlers, then the child reactors.
     void rebound() {
         replay();
@@ -109,9 +120,9 @@ class Reactor : public Object<Self, NotifieeConstOf<E>> {
     }
 
     /// The last step of the constructor of a class that has it: runs Self::handleInitialized(),
-    /// unless the owner is a zombie, whose reactors run no handler.
+    /// unless the reactor is made for a zombie, whose reactors run no handler.
     void start() {
-        if (!owner_->zelMarkedForDeletion())
+        if (!isOfZombie())
             self().handleInitialized();
     }
 

@@ -33,13 +33,13 @@ template <class Self, class E> class RootSyncer : public Object<Self, PtrInterfa
     }
 
     /// Watches another source through a new reactor, which replaces the one that there is; the same
-    /// source again changes nothing.
+    /// source again changes nothing. Throws std::bad_alloc, and changes nothing.
     void sourceReplace(Zel::Ptr<E const> const& source) {
         if (source.ptr() == watched())
             return;
-        const Zel::Ptr<E const> other = source;
+        const Zel::Ptr<SourceReactor> made = sourceReactor(source);
         sourceDel();
-        sourceStart(other);
+        source_ = made;
     }
 
     /// Removes the reactor on the source. Children and destination stay as they are.
@@ -81,13 +81,7 @@ template <class Self, class E> class RootSyncer : public Object<Self, PtrInterfa
     RootSyncer() = default;
     /// Creates the reactor on the source and switches its notification on; nothing for null. The
     /// reactor of a zombie is a zombie.
-    void sourceStart(Zel::Ptr<E const> const& source) {
-        if (!source)
-            return;
-        source_ = newActive<typename Self::ZelSource>(source, &self());
-        if (this->zelMarkedForDeletion())
-            static_cast<typename Self::ZelSource&>(*source_).zelDoZombieReactors(true);
-    }
+    void sourceStart(Zel::Ptr<E const> const& source) { source_ = sourceReactor(source); }
 
     /// The first step of Self's destructor: no handler runs any more, every child is let go, and
     /// then the reactor on the source.
@@ -102,6 +96,15 @@ template <class Self, class E> class RootSyncer : public Object<Self, PtrInterfa
     using SourceReactor = typename E::NotifieeConst;
 
     Self& self() noexcept { return static_cast<Self&>(*this); }
+
+    Zel::Ptr<SourceReactor> sourceReactor(Zel::Ptr<E const> const& source) {
+        if (!source)
+            return nullptr;
+        const auto made = newActive<typename Self::ZelSource>(source, &self());
+        if (this->zelMarkedForDeletion())
+            made->zelDoZombieReactors(true);
+        return made;
+    }
 
     Zel::Ptr<SourceReactor> source_;
 };

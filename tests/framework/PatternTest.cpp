@@ -739,6 +739,28 @@ TEST_F(PatternTest, AChildMadeUnderAZombieIsAZombieAtOnceAndRunsNoHandler) {
     EXPECT_EQ(tape.rewind(), Steps());
 }
 
+TEST_F(PatternTest, TheChildrenOfAChildMadeUnderAZombieRunNoHandlerEither) {
+    startGroups();
+    const Ptr<Item> written = destination->groupIs("g")->itemIs(1);
+    written->countIs(77);
+    const Ptr<Group> group(new Group(Zel::Name("g")));
+    const Ptr<Item> item = group->itemIs(1);
+    item->countIs(5);
+    groups->zelDoZombieReactors(true);
+    tape.steps.clear();
+    const auto child = groups->children().is(*groups, group);
+    EXPECT_EQ(written->count(), 77u);
+    EXPECT_EQ(std::ranges::count(tape.steps, "ZelGroup(g) handleInitialized"), 0);
+    EXPECT_EQ(std::ranges::count(tape.steps, "ZelItem(1) handleInitialized"), 0);
+    ASSERT_NE(child->item(1), nullptr);
+    EXPECT_TRUE(child->item(1)->zelMarkedForDeletion());
+    item->countIs(6);
+    EXPECT_EQ(written->count(), 77u);
+    groups->zelDoZombieReactors(false);
+    item->countIs(7);
+    EXPECT_EQ(written->count(), 7u) << "the tree is whole, and followed when it comes back";
+}
+
 TEST_F(PatternTest, AChildReboundUnderAZombieIsAZombieToo) {
     source->itemIs(3);
     startQuietly();
@@ -1419,8 +1441,8 @@ TEST_F(PatternTest, ASourceCanBeReplacedTogetherWithItsReactor) {
     syncer->sourceReplace(source);
     EXPECT_EQ(tape.rewind(), Steps()) << "it is the same";
     syncer->sourceReplace(other);
-    EXPECT_EQ(tape.rewind(), steps("ZelSource", {"zombie 1", "active 0", "owner null", "active 0",
-                                                 "destroy", "construct", "active 1"}));
+    EXPECT_EQ(tape.rewind(), steps("ZelSource", {"construct", "active 1", "zombie 1", "active 0",
+                                                 "owner null", "active 0", "destroy"}));
     EXPECT_EQ(syncer->source(), other);
     syncer->sourceReplace(nullptr);
     EXPECT_EQ(syncer->source(), nullptr);
@@ -1679,6 +1701,19 @@ TEST_F(FailingConstruction, OfANamedSyncerAtAnyAllocationLeavesTheNameFree) {
         }
     }
     EXPECT_EQ(failures, 3u) << "the syncer, its reactor and the buckets";
+}
+
+TEST_F(FailingConstruction, OfTheReactorOnAnotherSourceLeavesTheFormerOneWatched) {
+    start();
+    {
+        const FailingAllocation exhausted(1);
+        EXPECT_THROW(syncer->sourceReplace(other), std::bad_alloc);
+    }
+    EXPECT_EQ(syncer->source(), source);
+    tape.steps.clear();
+    source->titleIs("heard");
+    EXPECT_EQ(tape.rewind(), steps("ZelSource", {"title"}));
+    EXPECT_TRUE(other->notifieeList()->empty());
 }
 
 TEST_F(FailingConstruction, OfAChildAtAnyAllocationLeavesTheTreeUsable) {

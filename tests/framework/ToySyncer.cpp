@@ -281,7 +281,8 @@ Zel::Ptr<RevisionSyncer> SyncerSet::syncerIs(Zel::Name const& name,
         Zel::assertSameParameter("dest", destination, present->destination());
         return present;
     }
-    return syncers_.keep(Zel::newActive<RevisionSyncer>(name, source, destination), name);
+    return syncers_.keep(*this, name,
+                         [&] { return Zel::newActive<RevisionSyncer>(name, source, destination); });
 }
 
 } // namespace Toy
