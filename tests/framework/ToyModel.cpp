@@ -19,13 +19,4 @@ std::ostream& operator<<(std::ostream& stream, Notification const& notification)
                   << "]";
 }
 
-std::map<std::string, Zel::U64> liveObjects() {
-    std::map<std::string, Zel::U64> counts;
-    for (Zel::TypeNode const* type = Zel::lastTypeNode(); type; type = type->previous()) {
-        if (const Zel::U64 count = type->allocations().liveCount())
-            counts[std::string(type->name())] += count;
-    }
-    return counts;
-}
-
 } // namespace Toy

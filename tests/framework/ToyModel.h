@@ -3,6 +3,7 @@
 #include "framework/zel/Declare.h"
 #include "framework/zel/HashTable.h"
 #include "framework/zel/Name.h"
+#include "tests/framework/NothingLeft.h"
 
 #include <array>
 #include <functional>
@@ -153,7 +154,6 @@ Zel::Ptr<Recorder<E>> watch(Zel::Ptr<E> const& entity, std::string name, Log& lo
     return recorder;
 }
 
-/// How many objects of each registered class are alive, by the class's name; 0 is left out.
-std::map<std::string, Zel::U64> liveObjects();
+using ::liveObjects;
 
 } // namespace Toy

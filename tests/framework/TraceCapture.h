@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+inline constexpr std::initializer_list<unsigned> allTraceLevels{0, 1, 2, 3, 4, 5, 6, 7, 8, 9};
+
 /// Switches levels of a trace handle on and keeps what is traced, instead of the sink in use. Puts
 /// the former levels and sink back at its end; captures end in the reverse order of their
 /// beginning. What is captured is to be read while no other thread traces.
