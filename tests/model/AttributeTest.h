@@ -1,8 +1,11 @@
 #pragma once
 
-#include "tests/model/Recorder.h"
+#include "tests/framework/Watcher.h"
 
 #include <typeinfo>
+#include <utility>
+
+#include <gtest/gtest.h>
 
 /// What the tests of entities ask of an attribute.
 
@@ -11,20 +14,21 @@
 template <class E, class Accessor, class Mutator, class T>
 void expectEachWriteStoresThenNotifies(Zel::Ptr<E> const& entity, Zel::AttributeId id,
                                        Accessor read, Mutator write, T const& value) {
+    SCOPED_TRACE(E::_zelType.attribute(id)->name);
+    const auto holds = [&] { return (std::as_const(*entity).*read)() == value; };
     unsigned seen = 0;
-    const auto recorder = watch<E>(entity, [&](E const& watched) {
-        EXPECT_TRUE((watched.*read)() == value) << "notified before the value was stored";
+    const auto watcher = watch(entity, [&](Zel::AttributeId notified, void const* key) {
+        EXPECT_EQ(notified, id);
+        EXPECT_EQ(key, nullptr);
+        EXPECT_TRUE(holds()) << "notified before the value was stored";
         ++seen;
     });
-    using Call = typename Recorder<E>::Call;
-    EXPECT_FALSE((std::as_const(*entity).*read)() == value) << "the sample is the zero value";
-    for (const char* when : {"a new value", "an equal value"}) {
+    EXPECT_FALSE(holds()) << "the sample is the zero value";
+    for (unsigned writes : {1U, 2U}) { // a new value, and an equal one
         ((*entity).*write)(value);
-        EXPECT_EQ(recorder->take(), (std::vector<Call>{{id, std::nullopt}})) << when;
-        EXPECT_TRUE((std::as_const(*entity).*read)() == value) << when;
+        EXPECT_EQ(seen, writes);
+        EXPECT_TRUE(holds());
     }
-    EXPECT_EQ(seen, 2U);
-    recorder->notifierIs(nullptr);
 }
 
 /// Whether a row of a type's attribute table says just that.

@@ -1,9 +1,14 @@
 #include "model/IntxInfo.h"
 
-#include "framework/zel/Trace.h"
+#include "framework/zel/Exception.h"
+#include "tests/framework/EachAllocation.h"
 #include "tests/framework/FailingAllocation.h"
+#include "tests/framework/Thrown.h"
 #include "tests/model/AttributeTest.h"
+#include "tests/model/Journal.h"
+#include "tests/model/Records.h"
 #include "tests/model/Samples.h"
+#include "tests/platform/Text.h"
 
 #include <algorithm>
 #include <array>
@@ -71,16 +76,7 @@ static_assert(CanWriteScalar<IntxInfo::Ptr> && CanCreate<IntxInfo::Ptr> &&
               CanDelete<IntxInfo::Ptr>);
 static_assert(!CanWriteScalar<View> && !CanCreate<View> && !CanDelete<View>);
 
-using Call = Recorder<IntxInfo>::Call;
-using Calls = std::vector<Call>;
-constexpr Zel::AttributeId mstiNId = 265;
-
-std::vector<unsigned> keys(View const& info) {
-    std::vector<unsigned> keys;
-    for (Zel::Ptr<IntxMstiInfo const> const& entry : info->mstiN())
-        keys.push_back(entry->mstiId().value());
-    return keys;
-}
+using TreeText::Lines;
 
 TEST(IntxInfo, HasItsEightAttributesInOrderAndNoOther) {
     using enum Zel::AttributeKind;
@@ -93,7 +89,7 @@ TEST(IntxInfo, HasItsEightAttributesInOrderAndNoOther) {
     expectRow(table[4], 262, "configRevisionLevel", scalar, typeid(unsigned short));
     expectRow(table[5], 263, "configNameString", scalar, typeid(Zel::String));
     expectRow(table[6], 264, "configDigest", scalar, typeid(Stp::MstpConfigDigest));
-    expectRow(table[7], mstiNId, "mstiN", collection, typeid(IntxMstiInfo),
+    expectRow(table[7], 265, "mstiN", collection, typeid(IntxMstiInfo),
               &typeid(Stp::BridgeSystemId));
 }
 
@@ -114,14 +110,13 @@ TEST(IntxInfo, BeginsAllZeroAndWithoutEntries) {
     EXPECT_TRUE(info->configNameString().empty());
     EXPECT_EQ(info->configDigest(), Stp::MstpConfigDigest());
     EXPECT_EQ(info->mstiN().members(), 0U);
-    EXPECT_TRUE(keys(info).empty());
+    EXPECT_TRUE(keysOf(*info).empty());
     EXPECT_EQ(info->mstiN(0), nullptr);
 }
 
 TEST(IntxInfo, EachMutatorStoresAndThenNotifiesOnceEqualValuesIncluded) {
     const IntxInfo::Ptr info = record(0);
     const auto check = [&](Zel::AttributeId id, auto read, auto write, auto const& value) {
-        SCOPED_TRACE(IntxInfo::_zelType.attribute(id)->name);
         expectEachWriteStoresThenNotifies(info, id, read, write, value);
     };
     check(258, &IntxInfo::neighborAddr, &IntxInfo::neighborAddrIs, Samples::neighbor);
@@ -158,12 +153,13 @@ TEST(IntxInfo, TakesTheDigestAsOpaqueOctets) {
 
 TEST(IntxInfo, CreatingAnEntryStoresItAndThenNotifiesOnceWithItsKey) {
     const IntxInfo::Ptr info = record(0);
-    const auto recorder = watch<IntxInfo>(info, [](IntxInfo const& watched) {
-        EXPECT_NE(watched.mstiN(7), nullptr);
-        EXPECT_EQ(watched.mstiN().members(), 1U);
-    });
+    Journal journal(info);
+    journal.look = [&](std::string const&) {
+        EXPECT_NE(info->mstiN(7), nullptr);
+        EXPECT_EQ(info->mstiN().members(), 1U);
+    };
     const IntxMstiInfo::Ptr entry = info->mstiNIs(7);
-    EXPECT_EQ(recorder->take(), (Calls{{mstiNId, 7}}));
+    EXPECT_EQ(journal.take(), Lines{"mstiN[7]"});
     EXPECT_EQ(entry->mstiId(), 7);
     EXPECT_EQ(info->mstiN(7), entry);
     EXPECT_EQ(std::as_const(*info).mstiN(7), entry);
@@ -174,11 +170,9 @@ TEST(IntxInfo, AskingForAnExistingEntryReturnsItAsItIsAndNotifiesNobody) {
     const IntxInfo::Ptr info = record(0, {0, 7});
     const IntxMstiInfo::Ptr entry = info->mstiN(7);
     Samples::fill(*entry);
-    const auto recorder = watch<IntxInfo>(info);
-    const auto entryRecorder = watch<IntxMstiInfo>(entry);
+    Journal journal(info);
     EXPECT_EQ(info->mstiNIs(7), entry);
-    EXPECT_EQ(recorder->take(), Calls{});
-    EXPECT_TRUE(entryRecorder->take().empty());
+    EXPECT_EQ(journal.take(), Lines{});
     EXPECT_EQ(info->mstiN().members(), 2U);
     EXPECT_EQ(entry->flags(), 0x3c);
     EXPECT_EQ(entry->bridgeId(), Samples::bridge);
@@ -188,21 +182,22 @@ TEST(IntxInfo, AskingForAnExistingEntryReturnsItAsItIsAndNotifiesNobody) {
 
 TEST(IntxInfo, DeletingAnEntryTakesItOutAndThenNotifiesOnceWithItsKey) {
     const IntxInfo::Ptr info = record(0, {0, 7, 9});
-    const auto recorder = watch<IntxInfo>(info, [](IntxInfo const& watched) {
-        EXPECT_EQ(watched.mstiN(7), nullptr);
-        EXPECT_EQ(watched.mstiN().members(), 2U);
-    });
+    Journal journal(info);
+    journal.look = [&](std::string const&) {
+        EXPECT_EQ(info->mstiN(7), nullptr);
+        EXPECT_EQ(info->mstiN().members(), 2U);
+    };
     info->mstiNDel(7);
-    EXPECT_EQ(recorder->take(), (Calls{{mstiNId, 7}}));
-    EXPECT_EQ(keys(info), (std::vector<unsigned>{0, 9}));
+    EXPECT_EQ(journal.take(), Lines{"mstiN[7] deleted"});
+    EXPECT_EQ(keysOf(*info), (std::vector<unsigned>{0, 9}));
 }
 
 TEST(IntxInfo, DeletingAnAbsentEntryNotifiesNobody) {
     const IntxInfo::Ptr info = record(0, {0, 9});
-    const auto recorder = watch<IntxInfo>(info);
+    Journal journal(info);
     info->mstiNDel(7);
-    EXPECT_EQ(recorder->take(), Calls{});
-    EXPECT_EQ(keys(info), (std::vector<unsigned>{0, 9}));
+    EXPECT_EQ(journal.take(), Lines{});
+    EXPECT_EQ(keysOf(*info), (std::vector<unsigned>{0, 9}));
 }
 
 TEST(IntxInfo, ADeletedEntryCreatedAgainIsANewOneAllZero) {
@@ -217,10 +212,10 @@ TEST(IntxInfo, ADeletedEntryCreatedAgainIsANewOneAllZero) {
 TEST(IntxInfo, AddingAnEntryPutsItUnderItsOwnKeyAndNotifiesOnce) {
     const IntxInfo::Ptr info = record(0);
     const IntxMstiInfo::Ptr entry = Samples::entry(7);
-    const auto recorder =
-        watch<IntxInfo>(info, [&](IntxInfo const& watched) { EXPECT_EQ(watched.mstiN(7), entry); });
+    Journal journal(info);
+    journal.look = [&](std::string const&) { EXPECT_EQ(info->mstiN(7), entry); };
     EXPECT_EQ(info->mstiNMemberIs(entry), nullptr);
-    EXPECT_EQ(recorder->take(), (Calls{{mstiNId, 7}}));
+    EXPECT_EQ(journal.take(), Lines{"mstiN[7]"});
     EXPECT_EQ(info->mstiN().members(), 1U);
 }
 
@@ -228,43 +223,37 @@ TEST(IntxInfo, AddingAnEntryInThePlaceOfAnotherReturnsThatOneAndNotifiesOnce) {
     const IntxInfo::Ptr info = record(0, {0, 7, 9});
     const IntxMstiInfo::Ptr former = info->mstiN(7);
     const IntxMstiInfo::Ptr entry = Samples::entry(7);
-    const auto recorder =
-        watch<IntxInfo>(info, [&](IntxInfo const& watched) { EXPECT_EQ(watched.mstiN(7), entry); });
+    Journal journal;
+    journal.watch(info);
+    journal.look = [&](std::string const&) { EXPECT_EQ(info->mstiN(7), entry); };
     EXPECT_EQ(info->mstiNMemberIs(entry), former);
-    EXPECT_EQ(recorder->take(), (Calls{{mstiNId, 7}}));
-    EXPECT_EQ(keys(info), (std::vector<unsigned>{0, 7, 9}));
+    EXPECT_EQ(journal.take(), Lines{"mstiN[7]"});
+    EXPECT_EQ(keysOf(*info), (std::vector<unsigned>{0, 7, 9}));
     EXPECT_EQ(former->references(), 1U);
 }
 
 TEST(IntxInfo, AddingTheEntryThatIsThereChangesNothingAndNotifiesNobody) {
     const IntxInfo::Ptr info = record(0, {7});
-    const auto recorder = watch<IntxInfo>(info);
+    Journal journal(info);
     EXPECT_EQ(info->mstiNMemberIs(info->mstiN(7)), nullptr);
-    EXPECT_EQ(recorder->take(), Calls{});
+    EXPECT_EQ(journal.take(), Lines{});
     EXPECT_EQ(info->mstiN().members(), 1U);
 }
 
 TEST(IntxInfo, AddingANullEntryIsOutOfRange) {
     const IntxInfo::Ptr info = record(0, {7});
-    const auto recorder = watch<IntxInfo>(info);
-    try {
-        info->mstiNMemberIs(nullptr);
-        FAIL() << "no exception";
-    } catch (Zel::RangeException const& exception) {
-        EXPECT_STREQ(exception.what(), "null _mstiN parameter to mutator for "
-                                       "Varnol::IntxInfo::mstiN not allowed\"");
-    }
-    EXPECT_EQ(recorder->take(), Calls{});
+    Journal journal(info);
+    EXPECT_EQ(textThrown<Zel::RangeException>([&] { info->mstiNMemberIs(nullptr); }),
+              "null _mstiN parameter to mutator for Varnol::IntxInfo::mstiN not allowed\"");
+    EXPECT_EQ(journal.take(), Lines{});
     EXPECT_EQ(info->mstiN().members(), 1U);
 }
 
 TEST(IntxInfo, AWriteToAnEntryNotifiesTheEntrysReactorsAlone) {
     const IntxInfo::Ptr info = record(0, {0});
-    const auto recorder = watch<IntxInfo>(info);
-    const auto entryRecorder = watch<IntxMstiInfo>(info->mstiN(0));
+    Journal journal(info);
     info->mstiN(0)->flagsIs(1);
-    EXPECT_EQ(recorder->take(), Calls{});
-    EXPECT_EQ(entryRecorder->take().size(), 1U);
+    EXPECT_EQ(journal.take(), Lines{"0/flags=1(unknown topologyChange)"});
 }
 
 TEST(IntxInfo, IteratesInAscendingOrderOfKeysWhateverTheOrderOfCreation) {
@@ -274,7 +263,7 @@ TEST(IntxInfo, IteratesInAscendingOrderOfKeysWhateverTheOrderOfCreation) {
         const IntxInfo::Ptr info = record(0);
         for (Zel::U16 instance : instances)
             info->mstiNIs(instance);
-        ASSERT_EQ(keys(info), ascending);
+        ASSERT_EQ(keysOf(*info), ascending);
     } while (std::ranges::next_permutation(instances).found);
 }
 
@@ -342,35 +331,29 @@ TEST(IntxInfo, IsCountedWithItsEntriesWhileItLives) {
 }
 
 TEST(IntxInfo, IsAsItWasWhereMemoryForANewEntryIsExhausted) {
-    const auto& entries = IntxMstiInfo::_zelType.allocations();
-    const IntxInfo::Ptr info = record(0, {0, 9});
-    const auto recorder = watch<IntxInfo>(info);
-    const auto before = entries.liveCount();
-
-    std::size_t failures = 0;
-    for (bool failed = true; failed;) {
+    const unsigned failures = failEachAllocation([](Attempt& attempt) {
+        const auto& entries = IntxMstiInfo::_zelType.allocations();
+        const IntxInfo::Ptr info = record(0, {0, 9});
+        unsigned notified = 0;
+        const auto watcher = watch(info, [&](Zel::AttributeId id, void const* key) {
+            EXPECT_EQ(id, 265U);
+            EXPECT_EQ(*static_cast<Stp::BridgeSystemId const*>(key), 7);
+            ++notified;
+        });
+        const auto before = entries.liveCount();
         const auto outstanding = FailingAllocation::outstanding();
-        {
-            FailingAllocation failing(failures + 1);
-            try {
-                info->mstiNIs(7);
-                failed = false;
-            } catch (std::bad_alloc const&) {
-            }
-            ASSERT_EQ(failing.happened(), failed);
+        if (attempt([&] { info->mstiNIs(7); })) {
+            EXPECT_EQ(notified, 1U);
+            EXPECT_EQ(keysOf(*info), (std::vector<unsigned>{0, 7, 9}));
+        } else {
+            EXPECT_EQ(FailingAllocation::outstanding(), outstanding);
+            EXPECT_EQ(entries.liveCount(), before);
+            EXPECT_EQ(notified, 0U);
+            EXPECT_EQ(keysOf(*info), (std::vector<unsigned>{0, 9}));
+            EXPECT_EQ(info->mstiN(7), nullptr);
         }
-        if (!failed)
-            break;
-        ++failures;
-        EXPECT_EQ(FailingAllocation::outstanding(), outstanding);
-        EXPECT_EQ(entries.liveCount(), before);
-        EXPECT_EQ(recorder->take(), Calls{});
-        EXPECT_EQ(keys(info), (std::vector<unsigned>{0, 9}));
-        EXPECT_EQ(info->mstiN(7), nullptr);
-    }
+    });
     EXPECT_GE(failures, 1U);
-    EXPECT_EQ(recorder->take(), (Calls{{mstiNId, 7}}));
-    EXPECT_EQ(keys(info), (std::vector<unsigned>{0, 7, 9}));
 }
 
 TEST(IntxInfo, IsNotCountedWhereMemoryForItIsExhausted) {
@@ -403,9 +386,7 @@ TEST(IntxInfo, PrintsEveryAttributeAndEntryOnOneLine) {
     const IntxInfo::Ptr info = record(12, {0, 9});
     Samples::fill(*info);
     Samples::fill(*info->mstiN(9));
-    Zel::TraceStream stream;
-    stream << static_cast<IntxInfo const*>(info.ptr());
-    EXPECT_EQ(stream.text(),
+    EXPECT_EQ(textOf(static_cast<IntxInfo const*>(info.ptr())),
               "neighborAddr=00:1c:73:0a:0b:0c vlanId=12 stpVersion=2 intxInfoType=128 "
               "configRevisionLevel=65535 configNameString=region one "
               "configDigest=ac36177f50283cd4b83821d8ab26de62 "
@@ -423,17 +404,14 @@ TEST(IntxInfo, PrintsEveryAttributeAndEntryOnOneLine) {
 }
 
 TEST(IntxInfo, PrintsNoEntriesAsEmptyBraces) {
-    Zel::TraceStream stream;
-    stream << static_cast<IntxInfo const*>(record(0).ptr());
-    EXPECT_EQ(stream.text(), "neighborAddr=00:00:00:00:00:00 vlanId=0 stpVersion=0 intxInfoType=0 "
-                             "configRevisionLevel=0 configNameString= "
-                             "configDigest=00000000000000000000000000000000 mstiN={}");
+    EXPECT_EQ(textOf(static_cast<IntxInfo const*>(record(0).ptr())),
+              "neighborAddr=00:00:00:00:00:00 vlanId=0 stpVersion=0 intxInfoType=0 "
+              "configRevisionLevel=0 configNameString= "
+              "configDigest=00000000000000000000000000000000 mstiN={}");
 }
 
 TEST(IntxInfo, PrintsNullAsNull) {
-    Zel::TraceStream stream;
-    stream << static_cast<IntxInfo const*>(nullptr);
-    EXPECT_EQ(stream.text(), "null");
+    EXPECT_EQ(textOf(static_cast<IntxInfo const*>(nullptr)), "null");
 }
 
 } // namespace

@@ -1,9 +1,9 @@
 #include "model/IntxMstiInfo.h"
 
-#include "framework/zel/Trace.h"
 #include "tests/framework/FailingAllocation.h"
 #include "tests/model/AttributeTest.h"
 #include "tests/model/Samples.h"
+#include "tests/platform/Text.h"
 
 #include <type_traits>
 
@@ -98,7 +98,6 @@ TEST(IntxMstiInfo, EachMutatorStoresAndThenNotifiesOnceEqualValuesIncluded) {
     using E = IntxMstiInfo;
     const E::Ptr entry = Samples::entry(0);
     const auto check = [&](Zel::AttributeId id, auto read, auto write, auto const& value) {
-        SCOPED_TRACE(E::_zelType.attribute(id)->name);
         expectEachWriteStoresThenNotifies(entry, id, read, write, value);
     };
     check(259, &E::flags, &E::flagsIs, Stp::RstpBpduFlags(0xff));
@@ -149,9 +148,7 @@ TEST(IntxMstiInfo, KeepsIdentifiersAsGivenWhateverABpduHasRoomFor) {
 TEST(IntxMstiInfo, PrintsEveryAttributeOnOneLine) {
     const IntxMstiInfo::Ptr entry = Samples::entry(9);
     Samples::fill(*entry);
-    Zel::TraceStream stream;
-    stream << entry.ptr();
-    EXPECT_EQ(stream.text(),
+    EXPECT_EQ(textOf(entry.ptr()),
               "mstiId=9 flags=60(designated learning forwarding) "
               "bridgeId=32768.5.00:1c:73:01:02:03 portId=128.3 "
               "cistRootBridgeId=4096.6.00:1c:73:04:05:06 cistExtRootPathCost=200000 "
@@ -161,9 +158,7 @@ TEST(IntxMstiInfo, PrintsEveryAttributeOnOneLine) {
 }
 
 TEST(IntxMstiInfo, PrintsNullAsNull) {
-    Zel::TraceStream stream;
-    stream << static_cast<IntxMstiInfo const*>(nullptr);
-    EXPECT_EQ(stream.text(), "null");
+    EXPECT_EQ(textOf(static_cast<IntxMstiInfo const*>(nullptr)), "null");
 }
 
 TEST(IntxMstiInfo, IsCountedWhileItLivesEvenWhereMemoryFailed) {

@@ -1,18 +1,29 @@
 #include "model/RxStatus.h"
 
+#include "tests/framework/EachAllocation.h"
 #include "tests/framework/FailingAllocation.h"
+#include "tests/framework/NothingLeft.h"
 #include "tests/model/AttributeTest.h"
-#include "tests/model/ReceiveTrees.h"
+#include "tests/model/Journal.h"
+#include "tests/model/Samples.h"
+#include "tests/platform/Text.h"
 
+#include <algorithm>
+#include <array>
 #include <limits>
-#include <new>
+#include <map>
 #include <type_traits>
 
 namespace Varnol {
 namespace {
 
-using namespace ReceiveTrees;
 using Bridging::VlanIdOrNone;
+using Samples::counters;
+using Samples::et1;
+using Samples::et2;
+using Samples::po1;
+using TreeText::contents;
+using TreeText::Lines;
 
 // The mutators and lookups, as the service calls them.
 static_assert(std::is_same_v<decltype(&RxStatus::rxMstStatusIs),
@@ -67,14 +78,14 @@ static_assert(std::is_same_v<
               decltype(std::declval<Zel::Ptr<RxMstPortStatus const>>()->rxInfo(VlanIdOrNone())),
               Zel::Ptr<IntxInfo const>>);
 
-class RxStatusTree : public Fixture {
+class RxStatusTree : public NothingLeft {
   protected:
     RxStatus::Ptr root{new RxStatus};
     RxMstStatus::Ptr mst{new RxMstStatus("mst1")};
-    RxMstPortStatus::Ptr port{new RxMstPortStatus(et(1))};
-    Steps steps;
+    RxMstPortStatus::Ptr port{new RxMstPortStatus(et1)};
+    Journal journal;
 };
-INSTANTIATE_TEST_SUITE_P(, RxStatusTree, ::testing::Bool(), parameterName);
+WITH_BOTH_WAYS_OF_COUNTING(RxStatusTree);
 
 TEST_P(RxStatusTree, TheRootHasItsAttributesUnderTheirIdentifiersAndLeavesOneFree) {
     using enum Zel::AttributeKind;
@@ -123,60 +134,51 @@ TEST_P(RxStatusTree, TheTypesAreRegisteredUnderTheirQualifiedNames) {
 }
 
 TEST_P(RxStatusTree, BeginsEmptyAndZero) {
-    EXPECT_EQ(textOf(*root), Steps{" localHeartbeat=0 peerHeartbeat=0 updateCtrTime=0.000000 "
-                                   "localUpdateCtrTime=0.000000 peerUpdateCtrTime=0.000000"});
+    EXPECT_EQ(contents(root), (Lines{"localHeartbeat=0", "localUpdateCtrTime=0", "peerHeartbeat=0",
+                                     "peerUpdateCtrTime=0", "updateCtrTime=0"}));
     EXPECT_EQ(mst->name(), "mst1");
-    EXPECT_EQ(textOf(*mst), Steps{});
-    EXPECT_EQ(port->intfId(), et(1));
-    EXPECT_EQ(textOf(*port),
-              Steps{" counters=0/0/0/0/0/0 localCounters=0/0/0/0/0/0 bpduCount=0 "
-                    "rateLimitInterval=0.000000 rateLimitMaxCount=0 rateLimitEnabled=false"});
-}
-
-/// The mutator has to store, then notify once, also when the value is the same.
-template <class E, class Accessor, class Mutator, class T>
-void expectStoresThenNotifies(Zel::Ptr<E> const& entity, const char* name, Accessor read,
-                              Mutator write, T const& value) {
-    Steps seen;
-    const auto watcher = watch<E>(entity, [&](std::string const& text) {
-        EXPECT_TRUE(((*entity).*read)() == value) << name << " notifies before it stores";
-        seen.push_back(text);
-    });
-    EXPECT_FALSE(((*entity).*read)() == value) << "the sample is the zero value";
-    ((*entity).*write)(value);
-    ((*entity).*write)(value);
-    EXPECT_EQ(seen, (Steps{name, name}));
-    EXPECT_TRUE(((*entity).*read)() == value);
+    EXPECT_EQ(contents(mst), Lines{});
+    EXPECT_EQ(port->intfId(), et1);
+    EXPECT_EQ(contents(port), (Lines{"bpduCount=0", "counters=0/0/0/0/0/0", "intfId=Et1",
+                                     "localCounters=0/0/0/0/0/0", "rateLimitEnabled=false",
+                                     "rateLimitInterval=0", "rateLimitMaxCount=0"}));
 }
 
 TEST_P(RxStatusTree, EachScalarOfTheRootStoresThenNotifiesAlsoForAnEqualValue) {
-#define EXPECT_SCALAR(ENTITY, CLASS, NAME, VALUE)                                                  \
-    expectStoresThenNotifies(ENTITY, #NAME, &CLASS::NAME, &CLASS::NAME##Is, VALUE)
-    EXPECT_SCALAR(root, RxStatus, localHeartbeat, std::numeric_limits<unsigned>::max());
-    EXPECT_SCALAR(root, RxStatus, peerHeartbeat, 8U);
-    EXPECT_SCALAR(root, RxStatus, updateCtrTime, 1e300);
-    EXPECT_SCALAR(root, RxStatus, localUpdateCtrTime, -0.25);
-    EXPECT_SCALAR(root, RxStatus, peerUpdateCtrTime, std::numeric_limits<double>::infinity());
+    using E = RxStatus;
+    const auto check = [&](Zel::AttributeId id, auto read, auto write, auto const& value) {
+        expectEachWriteStoresThenNotifies(root, id, read, write, value);
+    };
+    check(259, &E::localHeartbeat, &E::localHeartbeatIs, std::numeric_limits<unsigned>::max());
+    check(260, &E::peerHeartbeat, &E::peerHeartbeatIs, 8U);
+    check(262, &E::updateCtrTime, &E::updateCtrTimeIs, 1e300);
+    check(263, &E::localUpdateCtrTime, &E::localUpdateCtrTimeIs, -0.25);
+    check(264, &E::peerUpdateCtrTime, &E::peerUpdateCtrTimeIs,
+          std::numeric_limits<double>::infinity());
 }
 
 TEST_P(RxStatusTree, EachScalarOfAPortStoresThenNotifiesAlsoForAnEqualValue) {
-    EXPECT_SCALAR(port, RxMstPortStatus, counters, counters(1));
-    EXPECT_SCALAR(port, RxMstPortStatus, localCounters, counters(0xfffffff0));
-    EXPECT_SCALAR(port, RxMstPortStatus, bpduCount, std::numeric_limits<unsigned>::max());
-    EXPECT_SCALAR(port, RxMstPortStatus, rateLimitInterval, 0.125);
-    EXPECT_SCALAR(port, RxMstPortStatus, rateLimitMaxCount, 10U);
-    EXPECT_SCALAR(port, RxMstPortStatus, rateLimitEnabled, true);
-#undef EXPECT_SCALAR
+    using E = RxMstPortStatus;
+    const auto check = [&](Zel::AttributeId id, auto read, auto write, auto const& value) {
+        expectEachWriteStoresThenNotifies(port, id, read, write, value);
+    };
+    check(261, &E::counters, &E::countersIs, counters(1));
+    check(262, &E::localCounters, &E::localCountersIs, counters(0xfffffff0));
+    check(264, &E::bpduCount, &E::bpduCountIs, std::numeric_limits<unsigned>::max());
+    check(265, &E::rateLimitInterval, &E::rateLimitIntervalIs, 0.125);
+    check(266, &E::rateLimitMaxCount, &E::rateLimitMaxCountIs, 10U);
+    check(267, &E::rateLimitEnabled, &E::rateLimitEnabledIs, true);
 }
 
 TEST_P(RxStatusTree, AWriteOfOneScalarChangesNoOther) {
-    fill(*port, 0);
-    EXPECT_EQ(textOf(*port),
-              Steps{" counters=10/11/12/13/14/15 localCounters=20/21/22/23/24/25 bpduCount=1 "
-                    "rateLimitInterval=0.500000 rateLimitMaxCount=2 rateLimitEnabled=true"});
-    fill(*root, 0);
-    EXPECT_EQ(textOf(*root), Steps{" localHeartbeat=1 peerHeartbeat=2 updateCtrTime=3.500000 "
-                                   "localUpdateCtrTime=4.500000 peerUpdateCtrTime=5.500000"});
+    Samples::fill(*port, 0);
+    EXPECT_EQ(contents(port), (Lines{"bpduCount=1", "counters=10/11/12/13/14/15", "intfId=Et1",
+                                     "localCounters=20/21/22/23/24/25", "rateLimitEnabled=true",
+                                     "rateLimitInterval=0.5", "rateLimitMaxCount=2"}));
+    Samples::fill(*root, 0);
+    EXPECT_EQ(contents(root),
+              (Lines{"localHeartbeat=1", "localUpdateCtrTime=4.5", "peerHeartbeat=2",
+                     "peerUpdateCtrTime=5.5", "updateCtrTime=3.5"}));
 }
 
 TEST_P(RxStatusTree, PortCountersAreAValueOfSixNumbers) {
@@ -193,36 +195,33 @@ TEST_P(RxStatusTree, PortCountersAreAValueOfSixNumbers) {
                    : other.filtered) = 99;
         EXPECT_FALSE(other == counters(7)) << at;
     }
-    EXPECT_EQ(valueText(counters(4294967290U)),
+    EXPECT_EQ(textOf(counters(4294967290U)),
               "4294967290/4294967291/4294967292/4294967293/4294967294/4294967295");
 }
 
 TEST_P(RxStatusTree, ALookupOfWhatIsMissingReturnsNullAndChangesNothing) {
-    root->rxMstStatusIs("a")->rxMstPortStatusIs(et(1));
-    const auto before = textOf(*root);
-    const auto watching = note<RxStatus>(root, steps);
-    const auto watchingMst = note<RxMstStatus>(root->rxMstStatus("a"), steps);
-    const auto watchingPort =
-        note<RxMstPortStatus>(root->rxMstStatus("a")->rxMstPortStatus(et(1)), steps);
+    root->rxMstStatusIs("a")->rxMstPortStatusIs(et1);
+    const auto before = contents(root);
+    journal.follow(root);
     const View view = root;
     EXPECT_EQ(view->rxMstStatus("b"), nullptr);
     EXPECT_EQ(root->rxMstStatus("b"), nullptr);
     EXPECT_EQ(root->rxMstStatus(""), nullptr);
-    EXPECT_EQ(view->rxMstStatus("a")->rxMstPortStatus(et(2)), nullptr);
+    EXPECT_EQ(view->rxMstStatus("a")->rxMstPortStatus(et2), nullptr);
     EXPECT_EQ(root->rxMstStatus("a")->rxMstPortStatus(Kolvu::IntfId()), nullptr);
-    EXPECT_EQ(view->rxMstStatus("a")->rxMstPortStatus(et(1))->rxInfo(1), nullptr);
-    EXPECT_EQ(view->rxMstStatus("a")->rxMstPortStatus(et(1))->rxUpdate(1), 0U);
-    EXPECT_EQ(view->rxMstStatus("a")->rxMstPortStatus(et(1))->rxUpdate().lookupNodeG(1), nullptr);
-    EXPECT_EQ(textOf(*root), before);
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(view->rxMstStatus("a")->rxMstPortStatus(et1)->rxInfo(1), nullptr);
+    EXPECT_EQ(view->rxMstStatus("a")->rxMstPortStatus(et1)->rxUpdate(1), 0U);
+    EXPECT_EQ(view->rxMstStatus("a")->rxMstPortStatus(et1)->rxUpdate().lookupNodeG(1), nullptr);
+    EXPECT_EQ(contents(root), before);
+    EXPECT_EQ(journal.take(), Lines{});
 }
 
 TEST_P(RxStatusTree, AnMstNameIsCreatedOnceAndNotifiedWithItsName) {
-    const auto watching = note<RxStatus>(root, steps);
+    journal.follow(root);
     const RxMstStatus::Ptr made = root->rxMstStatusIs("mst1");
-    EXPECT_EQ(take(steps), Steps{"rxMstStatus mst1"});
+    EXPECT_EQ(journal.take(), Lines{"rxMstStatus[mst1]"});
     EXPECT_EQ(root->rxMstStatusIs(std::string_view("mst1")), made) << "by equality of the string";
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(journal.take(), Lines{});
     EXPECT_EQ(root->rxMstStatus("mst1"), made);
     EXPECT_EQ(made->name(), "mst1");
     EXPECT_NE(root->rxMstStatusIs("MST1"), made);
@@ -231,29 +230,29 @@ TEST_P(RxStatusTree, AnMstNameIsCreatedOnceAndNotifiedWithItsName) {
 
 TEST_P(RxStatusTree, AnMstNameIsDeletedOnceAndNotifiedWithItsName) {
     root->rxMstStatusIs("mst1");
-    const auto watching = note<RxStatus>(root, steps);
+    journal.follow(root);
     root->rxMstStatusDel("other");
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(journal.take(), Lines{});
     root->rxMstStatusDel("mst1");
-    EXPECT_EQ(take(steps), Steps{"rxMstStatus mst1"});
+    EXPECT_EQ(journal.take(), Lines{"rxMstStatus[mst1] deleted"});
     EXPECT_EQ(root->rxMstStatus("mst1"), nullptr);
     root->rxMstStatusDel("mst1");
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(journal.take(), Lines{});
 }
 
 TEST_P(RxStatusTree, APortIsCreatedAndDeletedOnceAndNotifiedWithItsInterface) {
-    const auto watching = note<RxMstStatus>(mst, steps);
-    const RxMstPortStatus::Ptr made = mst->rxMstPortStatusIs(et(1));
-    EXPECT_EQ(mst->rxMstPortStatusIs(et(1)), made);
-    EXPECT_EQ(made->intfId(), et(1));
-    EXPECT_EQ(take(steps), Steps{"rxMstPortStatus Et1"});
-    EXPECT_NE(mst->rxMstPortStatusIs(Kolvu::IntfId::portChannel(1)), made);
-    EXPECT_EQ(take(steps), Steps{"rxMstPortStatus Po1"});
-    mst->rxMstPortStatusDel(et(1));
-    mst->rxMstPortStatusDel(et(1));
-    EXPECT_EQ(take(steps), Steps{"rxMstPortStatus Et1"});
-    EXPECT_EQ(mst->rxMstPortStatus(et(1)), nullptr);
-    EXPECT_NE(mst->rxMstPortStatus(Kolvu::IntfId::portChannel(1)), nullptr);
+    journal.follow(mst);
+    const RxMstPortStatus::Ptr made = mst->rxMstPortStatusIs(et1);
+    EXPECT_EQ(mst->rxMstPortStatusIs(et1), made);
+    EXPECT_EQ(made->intfId(), et1);
+    EXPECT_EQ(journal.take(), Lines{"rxMstPortStatus[Et1]"});
+    EXPECT_NE(mst->rxMstPortStatusIs(po1), made);
+    EXPECT_EQ(journal.take(), Lines{"rxMstPortStatus[Po1]"});
+    mst->rxMstPortStatusDel(et1);
+    mst->rxMstPortStatusDel(et1);
+    EXPECT_EQ(journal.take(), Lines{"rxMstPortStatus[Et1] deleted"});
+    EXPECT_EQ(mst->rxMstPortStatus(et1), nullptr);
+    EXPECT_NE(mst->rxMstPortStatus(po1), nullptr);
 }
 
 TEST_P(RxStatusTree, AWalkYieldsEveryKeyOnce) {
@@ -261,10 +260,10 @@ TEST_P(RxStatusTree, AWalkYieldsEveryKeyOnce) {
     std::map<Kolvu::IntfId, int> ports;
     for (unsigned i = 0; i < 100; ++i) {
         root->rxMstStatusIs(std::string_view(std::to_string(i)));
-        mst->rxMstPortStatusIs(et(static_cast<Zel::U16>(i)));
+        mst->rxMstPortStatusIs(Samples::et(static_cast<Zel::U16>(i)));
     }
     for (Zel::Ptr<RxMstStatus const> const& at : std::as_const(*root).rxMstStatus())
-        ++names[keyText(at->name())];
+        ++names[TreeText::text(at->name())];
     for (Zel::Ptr<RxMstPortStatus const> const& at : std::as_const(*mst).rxMstPortStatus())
         ++ports[at->intfId()];
     EXPECT_EQ(names.size(), 100U);
@@ -274,26 +273,26 @@ TEST_P(RxStatusTree, AWalkYieldsEveryKeyOnce) {
 }
 
 TEST_P(RxStatusTree, ARecordIsCreatedOnceAlsoForNoVlanAndItsPointerReturned) {
-    const auto watching = note<RxMstPortStatus>(port, steps);
+    journal.follow(port);
     const IntxInfo::Ptr none = port->rxInfoIs(VlanIdOrNone());
     const IntxInfo::Ptr record = port->rxInfoIs(4094);
     EXPECT_EQ(port->rxInfoIs(4094), record);
     EXPECT_EQ(record->vlanId(), 4094);
     EXPECT_EQ(none->vlanId(), VlanIdOrNone());
     EXPECT_EQ(port->rxInfo(VlanIdOrNone()), none);
-    EXPECT_EQ(take(steps), (Steps{"rxInfo 0", "rxInfo 4094"}));
+    EXPECT_EQ(journal.take(), (Lines{"rxInfo[0]", "rxInfo[4094]"}));
 }
 
 TEST_P(RxStatusTree, AChangeOfAReceivedRecordAloneNotifiesNoReactorOfThePort) {
     const IntxInfo::Ptr record = port->rxInfoIs(10);
-    const auto watching = note<RxMstPortStatus>(port, steps);
+    journal.watch(port);
     Samples::fill(*record);
     Samples::fill(*record->mstiNIs(0));
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(journal.take(), Lines{});
 }
 
 TEST_P(RxStatusTree, AnUpdateCountIsCreatedWithTheAmountAndRaisedByIt) {
-    const auto watching = note<RxMstPortStatus>(port, steps);
+    journal.follow(port);
     port->rxUpdateInc(10, 7);
     EXPECT_EQ(port->rxUpdate(10), 7U);
     port->rxUpdateInc(10, 3);
@@ -301,7 +300,7 @@ TEST_P(RxStatusTree, AnUpdateCountIsCreatedWithTheAmountAndRaisedByIt) {
     port->rxUpdateInc(VlanIdOrNone(), 1);
     EXPECT_EQ(port->rxUpdate(VlanIdOrNone()), 1U);
     EXPECT_EQ(port->rxUpdate().members(), 2U);
-    EXPECT_EQ(take(steps), (Steps{"rxUpdate 10", "rxUpdate 10", "rxUpdate 0"}));
+    EXPECT_EQ(journal.take(), (Lines{"rxUpdate[10]=7", "rxUpdate[10]=10", "rxUpdate[0]=1"}));
 }
 
 TEST_P(RxStatusTree, AnUpdateCountIsCountedModulo32Bits) {
@@ -320,14 +319,14 @@ TEST_P(RxStatusTree, AnUpdateCountOfZeroReadsAsAMissingOne) {
 
 TEST_P(RxStatusTree, DeletingAnUpdateCountNotifiesAndDeletingAMissingOneDoesNothing) {
     port->rxUpdateInc(10, 7);
-    const auto watching = note<RxMstPortStatus>(port, steps);
+    journal.follow(port);
     port->rxUpdateDel(11);
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(journal.take(), Lines{});
     port->rxUpdateDel(10);
-    EXPECT_EQ(take(steps), Steps{"rxUpdate 10"});
+    EXPECT_EQ(journal.take(), Lines{"rxUpdate[10] deleted"});
     EXPECT_EQ(port->rxUpdate().members(), 0U);
     port->rxUpdateDel(10);
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(journal.take(), Lines{});
 }
 
 TEST_P(RxStatusTree, DeletingARecordDoesNotTouchTheUpdateCountNorTheReverse) {
@@ -335,59 +334,51 @@ TEST_P(RxStatusTree, DeletingARecordDoesNotTouchTheUpdateCountNorTheReverse) {
         port->rxInfoIs(vlan);
         port->rxUpdateInc(vlan, 5);
     }
-    const auto watching = note<RxMstPortStatus>(port, steps);
+    journal.follow(port);
     port->rxInfoDel(10);
-    EXPECT_EQ(take(steps), Steps{"rxInfo 10"});
+    EXPECT_EQ(journal.take(), Lines{"rxInfo[10] deleted"});
     EXPECT_EQ(port->rxUpdate(10), 5U);
     port->rxUpdateDel(20);
-    EXPECT_EQ(take(steps), Steps{"rxUpdate 20"});
+    EXPECT_EQ(journal.take(), Lines{"rxUpdate[20] deleted"});
     EXPECT_NE(port->rxInfo(20), nullptr);
     port->rxInfoDel(30);
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(journal.take(), Lines{});
 }
 
 TEST_P(RxStatusTree, AnEntityThatIsHeldOutlivesItsDeletionFromTheTree) {
-    const RxMstPortStatus::Ptr held = root->rxMstStatusIs("a")->rxMstPortStatusIs(et(1));
+    const RxMstPortStatus::Ptr held = root->rxMstStatusIs("a")->rxMstPortStatusIs(et1);
     held->bpduCountIs(5);
     root->rxMstStatusDel("a");
     EXPECT_EQ(RxMstStatus::_zelType.allocations().liveCount(), 1U) << "the fixture's";
     EXPECT_EQ(held->bpduCount(), 5U);
-    EXPECT_NE(root->rxMstStatusIs("a")->rxMstPortStatusIs(et(1)), held);
+    EXPECT_NE(root->rxMstStatusIs("a")->rxMstPortStatusIs(et1), held);
 }
 
 TEST_P(RxStatusTree, ExhaustedMemoryLeavesTheTreeAsItWasAndReachesTheCaller) {
-    const auto exhausted = [&](const char* what, auto const& action) {
-        const Steps rootBefore = textOf(*root), mstBefore = textOf(*mst),
-                    portBefore = textOf(*port);
-        unsigned failures = 0;
-        for (std::size_t n = 1;; ++n) {
+    const auto exhausted = [&](auto const& change) {
+        const unsigned failures = failEachAllocation([&](Attempt& attempt) {
+            root = RxStatus::Ptr(new RxStatus);
+            mst = RxMstStatus::Ptr(new RxMstStatus("mst1"));
+            port = RxMstPortStatus::Ptr(new RxMstPortStatus(et1));
+            const auto all = [&] {
+                return std::array{contents(root), contents(mst), contents(port)};
+            };
+            const auto before = all();
             const auto outstanding = FailingAllocation::outstanding();
-            bool thrown = false;
-            bool happened = false;
-            {
-                const FailingAllocation failing(n);
-                try {
-                    action();
-                } catch (std::bad_alloc const&) {
-                    thrown = true;
-                }
-                happened = failing.happened();
+            if (!attempt(change)) {
+                EXPECT_EQ(FailingAllocation::outstanding(), outstanding);
+                EXPECT_EQ(all(), before);
             }
-            EXPECT_EQ(thrown, happened) << what << " " << n;
-            if (!thrown)
-                break;
-            ++failures;
-            EXPECT_EQ(FailingAllocation::outstanding(), outstanding) << what << " " << n;
-            EXPECT_EQ(textOf(*root), rootBefore) << what << " " << n;
-            EXPECT_EQ(textOf(*mst), mstBefore) << what << " " << n;
-            EXPECT_EQ(textOf(*port), portBefore) << what << " " << n;
-        }
-        EXPECT_GE(failures, 1U) << what;
+            root = nullptr;
+            mst = nullptr;
+            port = nullptr;
+        });
+        EXPECT_GE(failures, 1U);
     };
-    exhausted("rxMstStatusIs", [&] { root->rxMstStatusIs("a"); });
-    exhausted("rxMstPortStatusIs", [&] { mst->rxMstPortStatusIs(et(1)); });
-    exhausted("rxInfoIs", [&] { port->rxInfoIs(10); });
-    exhausted("rxUpdateInc", [&] { port->rxUpdateInc(10, 1); });
+    exhausted([&] { root->rxMstStatusIs("a"); });
+    exhausted([&] { mst->rxMstPortStatusIs(et1); });
+    exhausted([&] { port->rxInfoIs(10); });
+    exhausted([&] { port->rxUpdateInc(10, 1); });
 }
 
 } // namespace
