@@ -1,31 +1,24 @@
 #include "bpdu/VarnolCommon.h"
 
-#include "framework/zel/Trace.h"
-#include "tests/framework/FailingAllocation.h"
+#include "tests/framework/EachAllocation.h"
 #include "tests/framework/NothingLeft.h"
 #include "tests/framework/TraceCapture.h"
+#include "tests/model/Journal.h"
+#include "tests/model/Records.h"
 #include "tests/model/Samples.h"
-#include "tests/model/WriteLog.h"
 
 #include <csignal>
-#include <new>
 #include <type_traits>
 
 namespace Varnol {
 namespace {
 
+using Samples::filled;
 using Samples::record;
+using TreeText::Lines;
 
 static_assert(std::is_same_v<decltype(&copyIntxInfo),
                              void (*)(Zel::Ptr<IntxInfo const>, Zel::Ptr<IntxInfo>)>);
-
-IntxInfo::Ptr filled(Bridging::VlanIdOrNone vlan, std::initializer_list<Zel::U16> instances) {
-    const IntxInfo::Ptr info = record(vlan, instances);
-    Samples::fill(*info);
-    for (Zel::U16 instance : instances)
-        Samples::fill(*info->mstiN(instance));
-    return info;
-}
 
 class CopyIntxInfo : public NothingLeft {};
 WITH_BOTH_WAYS_OF_COUNTING(CopyIntxInfo);
@@ -33,19 +26,19 @@ WITH_BOTH_WAYS_OF_COUNTING(CopyIntxInfo);
 TEST_P(CopyIntxInfo, MakesAnEmptyRecordEqualWritingInTheOrderOfDeclaration) {
     const IntxInfo::Ptr source = filled(1, {4, 0});
     const IntxInfo::Ptr dest = record(1);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     copyIntxInfo(source, dest);
-    EXPECT_EQ(log.take(),
-              scalarWrites + Writes{"+0"} + entryWrites(0) + Writes{"+4"} + entryWrites(4));
+    EXPECT_EQ(log.take(), scalarWrites + Lines{"mstiN[0]"} + entryWrites(0) + Lines{"mstiN[4]"} +
+                              entryWrites(4));
     expectEqualRecords(*dest, *source);
 }
 
 TEST_P(CopyIntxInfo, OntoAnEqualRecordWritesEverythingAgainSixAndThirteenPerInstance) {
     const IntxInfo::Ptr source = filled(1, {0, 3, 7});
     const IntxInfo::Ptr dest = filled(1, {0, 3, 7});
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     copyIntxInfo(source, dest);
-    const Writes writes = log.take();
+    const Lines writes = log.take();
     EXPECT_EQ(writes.size(), 6U + 13U * 3U);
     EXPECT_EQ(writes, scalarWrites + entryWrites(0) + entryWrites(3) + entryWrites(7));
     expectEqualRecords(*dest, *source);
@@ -61,27 +54,28 @@ TEST_P(CopyIntxInfo, OfAnAllZeroRecordResetsEverything) {
 TEST_P(CopyIntxInfo, DeletesAnEntryThatTheSourceLacksAfterCreatingTheNewOne) {
     const IntxInfo::Ptr source = filled(1, {0, 3});
     const IntxInfo::Ptr dest = filled(1, {0, 5});
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     copyIntxInfo(source, dest);
-    EXPECT_EQ(log.take(),
-              scalarWrites + entryWrites(0) + Writes{"+3"} + entryWrites(3) + Writes{"-5"});
+    EXPECT_EQ(log.take(), scalarWrites + entryWrites(0) + Lines{"mstiN[3]"} + entryWrites(3) +
+                              Lines{"mstiN[5] deleted"});
     EXPECT_EQ(keysOf(*dest), (std::vector<unsigned>{0, 3}));
     expectEqualRecords(*dest, *source);
 }
 
 TEST_P(CopyIntxInfo, DeletesSeveralEntriesInAscendingOrder) {
     const IntxInfo::Ptr dest = filled(1, {1, 9, 4, 2});
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     copyIntxInfo(record(1, {4}), dest);
-    EXPECT_EQ(log.take(), scalarWrites + entryWrites(4) + (Writes{"-1", "-2", "-9"}));
+    EXPECT_EQ(log.take(), scalarWrites + entryWrites(4) +
+                              (Lines{"mstiN[1] deleted", "mstiN[2] deleted", "mstiN[9] deleted"}));
     EXPECT_EQ(keysOf(*dest), std::vector<unsigned>{4});
 }
 
 TEST_P(CopyIntxInfo, OfARecordWithoutEntriesLeavesNone) {
     const IntxInfo::Ptr dest = filled(1, {0});
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     copyIntxInfo(record(1), dest);
-    EXPECT_EQ(log.take(), scalarWrites + Writes{"-0"});
+    EXPECT_EQ(log.take(), scalarWrites + Lines{"mstiN[0] deleted"});
     EXPECT_EQ(dest->mstiN().members(), 0U);
 }
 
@@ -101,15 +95,15 @@ TEST_P(CopyIntxInfo, KeepsTheEntriesThatAreThere) {
 TEST_P(CopyIntxInfo, LeavesTheSourceAloneAndUnnotified) {
     const IntxInfo::Ptr source = filled(1, {0, 2});
     const IntxInfo::Ptr dest = record(1, {5});
-    WriteLog log(source);
+    Journal log(source, Journal::names);
     copyIntxInfo(source, dest);
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
     expectEqualRecords(*source, *filled(1, {0, 2}));
 }
 
 TEST_P(CopyIntxInfo, OfARecordOntoItselfWritesItAgain) {
     const IntxInfo::Ptr info = filled(1, {0, 2});
-    WriteLog log(info);
+    Journal log(info, Journal::names);
     copyIntxInfo(info, info);
     EXPECT_EQ(log.take(), scalarWrites + entryWrites(0) + entryWrites(2));
     expectEqualRecords(*info, *filled(1, {0, 2}));
@@ -120,9 +114,9 @@ TEST_P(CopyIntxInfo, OfARecordOntoItselfWritesItAgain) {
 TEST_P(CopyIntxInfo, SkipsTheDeletionWhenTheCountsAreEqualThoughTheKeysAreNot) {
     const IntxInfo::Ptr source = filled(1, {0, 3});
     const IntxInfo::Ptr dest = filled(1, {5});
-    WriteLog log(dest);
-    log.at = [&](std::string const& write) {
-        if (write == "3.fwdDelay")
+    Journal log(dest, Journal::names);
+    log.look = [&](std::string const& write) {
+        if (write == "3/fwdDelay")
             dest->mstiNDel(0);
     };
     copyIntxInfo(source, dest);
@@ -132,15 +126,15 @@ TEST_P(CopyIntxInfo, SkipsTheDeletionWhenTheCountsAreEqualThoughTheKeysAreNot) {
 TEST_P(CopyIntxInfo, NotifiesOfEachWriteBeforeTheNextOne) {
     const IntxInfo::Ptr source = filled(1, {0});
     const IntxInfo::Ptr dest = record(1);
-    WriteLog log(dest);
-    log.at = [&](std::string const& write) {
+    Journal log(dest, Journal::names);
+    log.look = [&](std::string const& write) {
         if (write == "stpVersion") {
             EXPECT_EQ(dest->stpVersion(), source->stpVersion());
             EXPECT_EQ(dest->intxInfoType(), 0);
         }
-        if (write == "+0")
+        if (write == "mstiN[0]")
             expectZeroScalars(*dest->mstiN(0));
-        if (write == "0.helloTime") {
+        if (write == "0/helloTime") {
             EXPECT_EQ(dest->mstiN(0)->fwdDelay(), Stp::TimerVal());
         }
     };
@@ -151,9 +145,9 @@ TEST_P(CopyIntxInfo, NotifiesOfEachWriteBeforeTheNextOne) {
 TEST_P(CopyIntxInfo, FindsItsPlaceAgainWhenTheSourceChangesMeanwhile) {
     const IntxInfo::Ptr source = filled(1, {0, 3, 5, 7});
     const IntxInfo::Ptr dest = record(1);
-    WriteLog log(dest);
-    log.at = [&](std::string const& write) {
-        if (write == "+3") {
+    Journal log(dest, Journal::names);
+    log.look = [&](std::string const& write) {
+        if (write == "mstiN[3]") {
             source->mstiNDel(3);
             source->mstiNDel(5);
             Samples::fill(*source->mstiNIs(9));
@@ -170,9 +164,9 @@ TEST_P(CopyIntxInfo, FindsItsPlaceAgainWhenTheSourceChangesMeanwhile) {
 TEST_P(CopyIntxInfo, SurvivesAnEntryDeletedWhileItIsWritten) {
     const IntxInfo::Ptr source = filled(1, {0, 3});
     const IntxInfo::Ptr dest = record(1);
-    WriteLog log(dest);
-    log.at = [&](std::string const& write) {
-        if (write == "0.flags")
+    Journal log(dest, Journal::names);
+    log.look = [&](std::string const& write) {
+        if (write == "0/flags")
             dest->mstiNDel(0);
     };
     copyIntxInfo(source, dest);
@@ -181,22 +175,23 @@ TEST_P(CopyIntxInfo, SurvivesAnEntryDeletedWhileItIsWritten) {
 
 TEST_P(CopyIntxInfo, DeletesAKeyOnceThoughItComesBackInItsOwnDeletionNotice) {
     const IntxInfo::Ptr dest = filled(1, {2, 4});
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     bool again = true;
-    log.at = [&](std::string const& write) {
-        if (write == "-2" && std::exchange(again, false))
+    log.look = [&](std::string const& write) {
+        if (write == "mstiN[2] deleted" && std::exchange(again, false))
             dest->mstiNIs(2);
     };
     copyIntxInfo(record(1), dest);
-    EXPECT_EQ(log.take(), scalarWrites + (Writes{"-2", "+2", "-4"}));
+    EXPECT_EQ(log.take(),
+              scalarWrites + (Lines{"mstiN[2] deleted", "mstiN[2]", "mstiN[4] deleted"}));
     EXPECT_EQ(keysOf(*dest), std::vector<unsigned>{2});
 }
 
 TEST_P(CopyIntxInfo, HoldsBothRecordsUntilItHasEnded) {
     IntxInfo::Ptr source = filled(1, {0, 1});
     IntxInfo::Ptr dest = record(1);
-    WriteLog log(dest);
-    log.at = [&](std::string const&) {
+    Journal log(dest, Journal::names);
+    log.look = [&](std::string const&) {
         source = nullptr;
         dest = nullptr;
     };
@@ -205,32 +200,21 @@ TEST_P(CopyIntxInfo, HoldsBothRecordsUntilItHasEnded) {
 }
 
 TEST_P(CopyIntxInfo, TracesNothing) {
-    TraceCapture capture("Varnol", {0, 1, 2, 3, 4, 5, 6, 7, 8, 9});
-    capture.levelsOn("StpTxStatusSyncer", {0, 1, 2, 3, 4, 5, 6, 7, 8, 9});
-    capture.levelsOn("StpRxStatusSyncer", {0, 1, 2, 3, 4, 5, 6, 7, 8, 9});
+    TraceCapture capture("Varnol", allTraceLevels);
+    capture.levelsOn("StpTxStatusSyncer", allTraceLevels);
+    capture.levelsOn("StpRxStatusSyncer", allTraceLevels);
     copyIntxInfo(filled(1, {0, 3}), filled(1, {0, 5}));
     EXPECT_TRUE(capture.records().empty());
 }
 
 TEST_P(CopyIntxInfo, OutOfMemoryReachesTheCallerAndLeaksNothing) {
-    bool failed = true;
-    unsigned failures = 0;
-    for (std::size_t n = 1; failed; ++n) {
+    const unsigned failures = failEachAllocation([](Attempt& attempt) {
         const IntxInfo::Ptr source = filled(1, {0, 3});
         source->configNameStringIs("a name too long to be kept without memory of its own");
         const IntxInfo::Ptr dest = record(1, {5});
-        {
-            const FailingAllocation failing(n);
-            try {
-                copyIntxInfo(source, dest);
-            } catch (std::bad_alloc const&) {
-                ++failures;
-            }
-            failed = failing.happened();
-        }
-        if (!failed)
+        if (attempt([&] { copyIntxInfo(source, dest); }))
             expectEqualRecords(*dest, *source);
-    }
+    });
     EXPECT_EQ(failures, 2U) << "the two entries";
 }
 

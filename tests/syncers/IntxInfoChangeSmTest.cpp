@@ -1,14 +1,15 @@
 #include "syncers/IntxInfoChangeSm.h"
 
-#include "framework/fennic/TraceFile.h"
 #include "framework/zel/Exception.h"
+#include "tests/framework/EachAllocation.h"
 #include "tests/framework/FailingAllocation.h"
 #include "tests/framework/NothingLeft.h"
+#include "tests/framework/Thrown.h"
+#include "tests/framework/TimedBlocks.h"
 #include "tests/framework/TraceCapture.h"
-#include "tests/framework/TraceReader.h"
 #include "tests/model/AttributeTest.h"
+#include "tests/model/Journal.h"
 #include "tests/model/Samples.h"
-#include "tests/model/WriteLog.h"
 
 #include <array>
 #include <limits>
@@ -19,6 +20,7 @@ namespace Varnol {
 namespace {
 
 using Samples::record;
+using TreeText::Lines;
 using Reactor = IntxInfoChangeSm::ZelMstiN;
 using Keys = std::vector<unsigned>;
 
@@ -566,13 +568,9 @@ TEST_P(IntxInfoChangeSmTest, TheCountSetToZeroReadsOneAfterOneChange) {
 
 TEST_P(IntxInfoChangeSmTest, ANullEntryThrowsTheRangeExceptionAndChangesNothing) {
     const auto counter = counterOn(record(9, {0}));
-    try {
-        counter->mstiNIs(nullptr);
-        ADD_FAILURE() << "nothing was thrown";
-    } catch (Zel::RangeException const& exception) {
-        EXPECT_STREQ(exception.what(), "null _mstiN parameter to mutator for "
-                                       "Varnol::IntxInfoChangeSm::mstiN not allowed\"");
-    }
+    EXPECT_EQ(textThrown<Zel::RangeException>([&] { counter->mstiNIs(nullptr); }),
+              "null _mstiN parameter to mutator for Varnol::IntxInfoChangeSm::mstiN not "
+              "allowed\"");
     EXPECT_EQ(counter->updatedFieldCount(), 1U);
     EXPECT_EQ(reactorsOf(*counter), Keys{0});
 }
@@ -632,13 +630,13 @@ TEST_P(IntxInfoChangeSmTest, AZombieThatIsStillNotifiedFollowsTheEntriesOnly) {
 
 TEST_P(IntxInfoChangeSmTest, WritesNothingIntoTheRecord) {
     const IntxInfo::Ptr info = record(9, {0, 3});
-    WriteLog log(info);
+    Journal log(info, Journal::names);
     auto counter = counterOn(info);
     counter->updatedFieldCountIs(7);
     counter->zelDoZombieReactors(true);
     counter->zelDoZombieReactors(false);
     counter = nullptr;
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
 }
 
 TEST_P(IntxInfoChangeSmTest, DroppedItLeavesTheRecordUnwatched) {
@@ -655,48 +653,33 @@ TEST_P(IntxInfoChangeSmTest, DroppedItLeavesTheRecordUnwatched) {
 }
 
 TEST_P(IntxInfoChangeSmTest, TracesNothingAndTimesNothing) {
-    TraceCapture capture("Varnol", {0, 1, 2, 3, 4, 5, 6, 7, 8, 9});
-    capture.levelsOn("StpTxStatusSyncer", {0, 1, 2, 3, 4, 5, 6, 7, 8, 9});
-    capture.levelsOn("StpRxStatusSyncer", {0, 1, 2, 3, 4, 5, 6, 7, 8, 9});
-    std::vector<Zel::U64> memory(8192);
-    const std::span<std::byte> octets = std::as_writable_bytes(std::span(memory));
-    Fennic::defaultTraceFile().memoryIs(octets);
-    {
+    TraceCapture capture("Varnol", allTraceLevels);
+    capture.levelsOn("StpTxStatusSyncer", allTraceLevels);
+    capture.levelsOn("StpRxStatusSyncer", allTraceLevels);
+    const TimedBlocks blocks = timedBlocks("", [] {
         const IntxInfo::Ptr info = record(9, {0});
         const auto counter = counterOn(info);
         Samples::fill(*info);
         Samples::fill(*info->mstiNIs(3));
         info->mstiNDel(0);
-    }
-    Fennic::defaultTraceFile().memoryIs({});
+    });
     EXPECT_TRUE(capture.records().empty());
-    EXPECT_TRUE(TraceReader(octets).records().empty());
+    EXPECT_EQ(blocks.names, Lines());
 }
 
 TEST_P(IntxInfoChangeSmTest, OutOfMemoryInTheFactoryReachesTheCallerAndLeaksNothing) {
     const IntxInfo::Ptr info = record(9, {0, 3});
-    const auto live = liveObjects();
-    bool failed = true;
-    unsigned failures = 0;
-    for (std::size_t n = 1; failed; ++n) {
-        const std::ptrdiff_t before = FailingAllocation::outstanding();
-        {
-            IntxInfoChangeSm::Ptr counter;
-            const FailingAllocation failing(n);
-            try {
-                counter = counterOn(info);
-            } catch (std::bad_alloc const&) {
-                ++failures;
-                EXPECT_TRUE(info->notifieeList()->empty());
-                EXPECT_TRUE(info->mstiN(0)->notifieeList()->empty());
-                EXPECT_TRUE(info->mstiN(3)->notifieeList()->empty());
-            }
-            failed = failing.happened();
-            EXPECT_EQ(counter == nullptr, failed);
+    const unsigned failures = failEachAllocation([&](Attempt& attempt) {
+        IntxInfoChangeSm::Ptr counter;
+        if (attempt([&] { counter = counterOn(info); })) {
+            EXPECT_NE(counter, nullptr);
+        } else {
+            EXPECT_EQ(counter, nullptr);
+            EXPECT_TRUE(info->notifieeList()->empty());
+            EXPECT_TRUE(info->mstiN(0)->notifieeList()->empty());
+            EXPECT_TRUE(info->mstiN(3)->notifieeList()->empty());
         }
-        EXPECT_EQ(FailingAllocation::outstanding(), before) << "allocation " << n;
-        EXPECT_EQ(liveObjects(), live) << "allocation " << n;
-    }
+    });
     EXPECT_EQ(failures, 4U) << "the counter and three reactors";
 }
 
@@ -719,14 +702,14 @@ TEST_P(IntxInfoChangeSmTest, OutOfMemoryForAReactorReachesTheMutatorAndCountsNot
 
 TEST_P(IntxInfoChangeSmTest, MayBeDroppedByAnotherReactorInsideANotification) {
     for (bool before : {true, false}) {
-        for (const char* moment : {"stpVersion", "+4", "-3", "0.flags"}) {
+        for (const char* moment : {"stpVersion", "mstiN[4]", "mstiN[3] deleted", "0/flags"}) {
             SCOPED_TRACE(moment);
             const IntxInfo::Ptr info = record(9, {0, 3});
             IntxInfoChangeSm::Ptr counter = before ? nullptr : counterOn(info);
-            WriteLog log(info);
+            Journal log(info, Journal::names);
             if (before)
                 counter = counterOn(info);
-            log.at = [&](std::string const& write) {
+            log.look = [&](std::string const& write) {
                 if (write == moment)
                     counter = nullptr;
             };
@@ -735,17 +718,17 @@ TEST_P(IntxInfoChangeSmTest, MayBeDroppedByAnotherReactorInsideANotification) {
             info->mstiNDel(3);
             info->mstiN(0)->flagsIs(1);
             EXPECT_EQ(counter, nullptr);
-            EXPECT_EQ(log.take(), (Writes{"stpVersion", "+4", "-3", "0.flags"}));
+            EXPECT_EQ(log.take(), (Lines{"stpVersion", "mstiN[4]", "mstiN[3] deleted", "0/flags"}));
         }
     }
 }
 
 TEST_P(IntxInfoChangeSmTest, AKeyCreatedAnewByAnEarlierReactorCountsAsAnotherEntry) {
     const IntxInfo::Ptr info = record(9, {0, 3});
-    WriteLog log(info);
+    Journal log(info, Journal::names);
     bool done = false;
-    log.at = [&](std::string const& write) {
-        if (write == "-3" && !std::exchange(done, true))
+    log.look = [&](std::string const& write) {
+        if (write == "mstiN[3] deleted" && !std::exchange(done, true))
             info->mstiNIs(3);
     };
     const auto counter = counterOn(info);
@@ -757,10 +740,10 @@ TEST_P(IntxInfoChangeSmTest, AKeyCreatedAnewByAnEarlierReactorCountsAsAnotherEnt
 TEST_P(IntxInfoChangeSmTest, AKeyCreatedAnewByALaterReactorCountsAsRemovedAndAdded) {
     const IntxInfo::Ptr info = record(9, {0, 3});
     const auto counter = counterOn(info);
-    WriteLog log(info);
+    Journal log(info, Journal::names);
     bool done = false;
-    log.at = [&](std::string const& write) {
-        if (write == "-3" && !std::exchange(done, true))
+    log.look = [&](std::string const& write) {
+        if (write == "mstiN[3] deleted" && !std::exchange(done, true))
             info->mstiNIs(3);
     };
     info->mstiNDel(3);

@@ -2,6 +2,7 @@
 #include "syncers/IntxInfoChangeSm.h"
 #include "syncers/IntxInfoSyncer.h"
 #include "tests/framework/NothingLeft.h"
+#include "tests/framework/Watcher.h"
 
 #include <array>
 #include <cstdint>
@@ -348,15 +349,6 @@ void compare(IntxInfo const& record, ModelRecord const& model) {
     EXPECT_EQ(expected, model.entries.end());
 }
 
-/// Counts a record's notifications.
-class NoticeCounter final : public Zel::Object<NoticeCounter, Zel::NotifieeConstOf<IntxInfo>> {
-  public:
-    static Zel::TypeNode const _zelType;
-    void onAttribute(Zel::AttributeId, void const*) override { ++count; }
-    std::uint64_t count = 0;
-};
-constinit Zel::TypeNode const NoticeCounter::_zelType{"NoticeCounter", {}};
-
 // ---- both worlds, side by side ----
 
 class World {
@@ -365,11 +357,9 @@ class World {
         : random_(seed) {
         for (Source& source : sources_)
             source.record = IntxInfo::Ptr(new IntxInfo(1));
-        notices_->notifierIs(dest_);
         restartSyncer();
         restartCounter();
     }
-    ~World() { notices_->notifierIs(nullptr); }
 
     void step() {
         const unsigned choice = below(1000);
@@ -408,7 +398,7 @@ class World {
                                [](unsigned attribute) { return attribute - firstEntryScalar; });
         }
         EXPECT_EQ(counter_->updatedFieldCount(), counterModel_->count);
-        EXPECT_EQ(notices_->count, syncerModel_->destWrites + otherDestWrites_);
+        EXPECT_EQ(notices_, syncerModel_->destWrites + otherDestWrites_);
     }
 
   private:
@@ -721,7 +711,8 @@ class World {
     IntxInfo::Ptr dest_{new IntxInfo(1)};
     ModelRecord destModel_;
     std::vector<Stray> strays_;
-    Zel::Ptr<NoticeCounter> notices_ = Zel::newActive<NoticeCounter>();
+    std::uint64_t notices_ = 0;
+    const Watcher::Ptr counting_ = watch(dest_, [this](auto...) { ++notices_; });
     std::uint64_t otherDestWrites_ = 0;
     IntxInfoSyncer::Ptr syncer_;
     std::unique_ptr<ModelSyncer> syncerModel_;

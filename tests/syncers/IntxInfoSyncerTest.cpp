@@ -1,22 +1,25 @@
 #include "syncers/IntxInfoSyncer.h"
 
-#include "framework/fennic/TraceFile.h"
 #include "framework/zel/Exception.h"
-#include "tests/framework/FailingAllocation.h"
+#include "tests/framework/EachAllocation.h"
 #include "tests/framework/NothingLeft.h"
-#include "tests/framework/TraceCapture.h"
-#include "tests/framework/TraceReader.h"
+#include "tests/framework/Thrown.h"
+#include "tests/framework/TimedBlocks.h"
+#include "tests/framework/TraceNotes.h"
+#include "tests/model/Journal.h"
+#include "tests/model/Records.h"
 #include "tests/model/Samples.h"
-#include "tests/model/WriteLog.h"
 
 #include <array>
-#include <new>
 #include <type_traits>
+#include <utility>
 
 namespace Varnol {
 namespace {
 
+using Samples::filled;
 using Samples::record;
+using TreeText::Lines;
 using Reactor = IntxInfoSyncer::ZelMstiNSm;
 using Keys = std::vector<unsigned>;
 
@@ -27,14 +30,6 @@ static_assert(
     std::is_same_v<decltype(&IntxInfoSyncer::IntxInfoSyncerIs), decltype(&intxInfoSyncerFactory)>);
 static_assert(std::is_same_v<decltype(&Reactor::mstiN),
                              Zel::Ptr<IntxMstiInfo const> (Reactor::*)() const noexcept>);
-
-IntxInfo::Ptr filled(Bridging::VlanIdOrNone vlan, std::initializer_list<Zel::U16> instances) {
-    const IntxInfo::Ptr info = record(vlan, instances);
-    Samples::fill(*info);
-    for (Zel::U16 instance : instances)
-        Samples::fill(*info->mstiN(instance));
-    return info;
-}
 
 IntxInfoSyncer::Ptr mirror(Zel::Ptr<IntxInfo const> const& source, IntxInfo::Ptr const& dest) {
     return intxInfoSyncerFactory(source, dest, 7, "Ethernet1");
@@ -82,10 +77,10 @@ WITH_BOTH_WAYS_OF_COUNTING(IntxInfoSyncerTest);
 TEST_P(IntxInfoSyncerTest, StartsByWritingTheScalarsThenCreatesAndWritesEachEntry) {
     const IntxInfo::Ptr source = filled(9, {3, 0});
     const IntxInfo::Ptr dest = record(9);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     const auto syncer = mirror(source, dest);
-    EXPECT_EQ(log.take(),
-              scalarWrites + Writes{"+0"} + entryWrites(0) + Writes{"+3"} + entryWrites(3));
+    EXPECT_EQ(log.take(), scalarWrites + Lines{"mstiN[0]"} + entryWrites(0) + Lines{"mstiN[3]"} +
+                              entryWrites(3));
     expectEqualRecords(*dest, *source);
     EXPECT_EQ(reactorsOf(*syncer), (Keys{0, 3}));
 }
@@ -93,7 +88,7 @@ TEST_P(IntxInfoSyncerTest, StartsByWritingTheScalarsThenCreatesAndWritesEachEntr
 TEST_P(IntxInfoSyncerTest, WritesEntriesThatAreThereWithTheReactorAndAgainAtTheEnd) {
     const IntxInfo::Ptr source = filled(9, {0, 3});
     const IntxInfo::Ptr dest = record(9, {0, 3});
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     const auto syncer = mirror(source, dest);
     EXPECT_EQ(log.take(),
               scalarWrites + entryWrites(0) + entryWrites(3) + entryWrites(0) + entryWrites(3));
@@ -103,10 +98,10 @@ TEST_P(IntxInfoSyncerTest, WritesEntriesThatAreThereWithTheReactorAndAgainAtTheE
 TEST_P(IntxInfoSyncerTest, DeletesWhatTheSourceLacksAfterEverythingElse) {
     const IntxInfo::Ptr source = filled(9, {0, 3});
     const IntxInfo::Ptr dest = record(9, {5, 0, 8});
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     const auto syncer = mirror(source, dest);
-    EXPECT_EQ(log.take(), scalarWrites + entryWrites(0) + entryWrites(0) + Writes{"+3"} +
-                              entryWrites(3) + (Writes{"-5", "-8"}));
+    EXPECT_EQ(log.take(), scalarWrites + entryWrites(0) + entryWrites(0) + Lines{"mstiN[3]"} +
+                              entryWrites(3) + (Lines{"mstiN[5] deleted", "mstiN[8] deleted"}));
     expectEqualRecords(*dest, *source);
 }
 
@@ -114,9 +109,9 @@ TEST_P(IntxInfoSyncerTest, DeletesWhatTheSourceLacksAfterEverythingElse) {
 TEST_P(IntxInfoSyncerTest, SkipsTheDeletionWhenTheCountsAreEqualThoughTheKeysAreNot) {
     const IntxInfo::Ptr source = filled(9, {0, 3});
     const IntxInfo::Ptr dest = record(9, {5});
-    WriteLog log(dest);
-    log.at = [&](std::string const& write) {
-        if (write == "3.fwdDelay")
+    Journal log(dest, Journal::names);
+    log.look = [&](std::string const& write) {
+        if (write == "3/fwdDelay")
             dest->mstiNDel(0);
     };
     const auto syncer = mirror(source, dest);
@@ -154,7 +149,7 @@ TEST_P(IntxInfoSyncerTest, IsInitializedAndActiveOnceTheFactoryReturns) {
 
 TEST_P(IntxInfoSyncerTest, OnANullSourceWritesZeroScalarsAndFollowsNothing) {
     const IntxInfo::Ptr dest = filled(9, {});
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     const auto syncer = mirror(nullptr, dest);
     EXPECT_EQ(log.take(), scalarWrites);
     expectZeroScalars(*dest);
@@ -166,9 +161,9 @@ TEST_P(IntxInfoSyncerTest, OnANullSourceWritesZeroScalarsAndFollowsNothing) {
 
 TEST_P(IntxInfoSyncerTest, OnANullSourceDeletesTheEntriesOfTheDestination) {
     const IntxInfo::Ptr dest = filled(9, {0, 4});
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     const auto syncer = mirror(nullptr, dest);
-    EXPECT_EQ(log.take(), scalarWrites + (Writes{"-0", "-4"}));
+    EXPECT_EQ(log.take(), scalarWrites + (Lines{"mstiN[0] deleted", "mstiN[4] deleted"}));
 }
 
 TEST_P(IntxInfoSyncerTest, OnANullDestinationFollowsTheSourceAndWritesNothing) {
@@ -199,7 +194,7 @@ TEST_P(IntxInfoSyncerTest, FollowsEachScalarWithOneWriteEqualValuesIncluded) {
     const IntxInfo::Ptr source = record(9);
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(source, dest);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     Samples::fill(*source);
     EXPECT_EQ(log.take(), scalarWrites);
     expectEqualRecords(*dest, *source);
@@ -211,13 +206,13 @@ TEST_P(IntxInfoSyncerTest, IgnoresTheVlanKeyAndUnknownAttributes) {
     const IntxInfo::Ptr source = filled(9, {0});
     const IntxInfo::Ptr dest = record(20);
     const auto syncer = mirror(source, dest);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     const Stp::BridgeSystemId key = 0;
     for (Zel::AttributeId id : {0U, 1U, 257U, 259U, 266U, 271U, 289U, 290U}) {
         source->notify(id);
         source->notify(id, &key);
     }
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
     EXPECT_EQ(dest->vlanId(), 20);
 }
 
@@ -225,21 +220,21 @@ TEST_P(IntxInfoSyncerTest, IgnoresANotificationOfTheEntriesWithoutAKey) {
     const IntxInfo::Ptr source = filled(9, {0});
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(source, dest);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     source->notify(265);
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
     EXPECT_EQ(reactorsOf(*syncer), Keys{0});
 }
 
 TEST_P(IntxInfoSyncerTest, NeverWritesTheSource) {
     const IntxInfo::Ptr source = filled(9, {0, 3});
     const IntxInfo::Ptr dest = record(9, {7});
-    WriteLog log(source);
+    Journal log(source, Journal::names);
     auto syncer = mirror(source, dest);
     dest->mstiNDel(3);
     dest->stpVersionIs(4);
     syncer = nullptr;
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
 }
 
 // ---- following the source's entries ----
@@ -248,15 +243,15 @@ TEST_P(IntxInfoSyncerTest, AnEntryThatAppearsIsCreatedInTheDestinationAndThenCop
     const IntxInfo::Ptr source = record(9);
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(source, dest);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     bool reactorAtCreation = true;
-    log.at = [&](std::string const& write) {
-        if (write == "+3")
+    log.look = [&](std::string const& write) {
+        if (write == "mstiN[3]")
             reactorAtCreation = syncer->mstiN(3) != nullptr;
     };
     source->mstiNIs(3);
     EXPECT_FALSE(reactorAtCreation) << "the reactor came before the entry";
-    EXPECT_EQ(log.take(), Writes{"+3"} + entryWrites(3));
+    EXPECT_EQ(log.take(), Lines{"mstiN[3]"} + entryWrites(3));
     EXPECT_EQ(reactorsOf(*syncer), Keys{3});
     EXPECT_EQ(syncer->mstiN(3)->dest(), dest->mstiN(3));
     EXPECT_TRUE(syncer->mstiN(3)->hasNotificationActive());
@@ -266,15 +261,15 @@ TEST_P(IntxInfoSyncerTest, AnEntryThatGoesIsDeletedInTheDestinationBeforeItsReac
     const IntxInfo::Ptr source = filled(9, {0, 3});
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(source, dest);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     bool reactorAtDeletion = false;
-    log.at = [&](std::string const& write) {
-        if (write == "-3")
+    log.look = [&](std::string const& write) {
+        if (write == "mstiN[3] deleted")
             reactorAtDeletion = syncer->mstiN(3) != nullptr;
     };
     source->mstiNDel(3);
     EXPECT_TRUE(reactorAtDeletion) << "the reactor went before the entry";
-    EXPECT_EQ(log.take(), Writes{"-3"});
+    EXPECT_EQ(log.take(), Lines{"mstiN[3] deleted"});
     EXPECT_EQ(reactorsOf(*syncer), Keys{0});
 }
 
@@ -282,7 +277,7 @@ TEST_P(IntxInfoSyncerTest, FollowsEachAttributeOfAnEntryWithOneWriteEqualValuesI
     const IntxInfo::Ptr source = record(9, {0, 3});
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(source, dest);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     Samples::fill(*source->mstiN(3));
     EXPECT_EQ(log.take(), entryWrites(3));
     expectEqualRecords(*dest, *source);
@@ -294,22 +289,22 @@ TEST_P(IntxInfoSyncerTest, IgnoresAnEntrysKeyAndUnknownAttributes) {
     const IntxInfo::Ptr source = filled(9, {0});
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(source, dest);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     for (Zel::AttributeId id : {0U, 257U, 258U, 272U, 289U})
         source->mstiN(0)->notify(id);
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
 }
 
 TEST_P(IntxInfoSyncerTest, EachHandlerHasItsNameAndWritesItsAttributeOnly) {
     const IntxInfo::Ptr source = filled(9, {3});
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(source, dest);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     for (std::size_t i = 0; i < handlers.size(); ++i) {
         zero(*dest->mstiN(3), entryAttributes[i]);
         log.take();
         (*syncer->mstiN(3).*handlers[i])();
-        EXPECT_EQ(log.take(), Writes{"3." + entryAttributes[i]});
+        EXPECT_EQ(log.take(), Lines{"3/" + entryAttributes[i]});
         expectEqualRecords(*dest, *source);
     }
 }
@@ -318,10 +313,10 @@ TEST_P(IntxInfoSyncerTest, EachHandlerIsTheOneOfItsIdentifier) {
     const IntxInfo::Ptr source = filled(9, {3});
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(source, dest);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     for (std::size_t i = 0; i < handlers.size(); ++i) {
         source->mstiN(3)->notify(static_cast<Zel::AttributeId>(259 + i));
-        EXPECT_EQ(log.take(), Writes{"3." + entryAttributes[i]});
+        EXPECT_EQ(log.take(), Lines{"3/" + entryAttributes[i]});
     }
 }
 
@@ -330,9 +325,9 @@ TEST_P(IntxInfoSyncerTest, AHandlerWritesTheZeroValueWhenTheSourceEntryIsGone) {
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(source, dest);
     const auto reactor = syncer->mstiN(3);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     reactor->notifierIs(nullptr);
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
     for (Handler handler : handlers)
         (*reactor.*handler)();
     EXPECT_EQ(log.take(), entryWrites(3));
@@ -350,13 +345,13 @@ TEST_P(IntxInfoSyncerTest, AReactorWithoutADestinationEntryWritesNothing) {
     const auto syncer = mirror(source, dest);
     dest->mstiNDel(3);
     const auto reactor = syncer->mstiN(3);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     reactor->copyAllData();
     EXPECT_EQ(reactor->dest(), nullptr);
     for (Handler handler : handlers)
         (*reactor.*handler)();
     Samples::fill(*source->mstiN(3));
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
     EXPECT_EQ(keysOf(*dest), Keys()) << "the lookup must not create";
 }
 
@@ -370,7 +365,7 @@ TEST_P(IntxInfoSyncerTest, OnlyCopyAllDataLooksTheDestinationEntryUp) {
     source->mstiN(3)->remainingHopsIs(99);
     EXPECT_EQ(former->remainingHops(), 99) << "the entry held is written";
     expectZeroScalars(*dest->mstiN(3));
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     syncer->mstiN(3)->copyAllData();
     EXPECT_EQ(log.take(), entryWrites(3));
     EXPECT_EQ(syncer->mstiN(3)->dest(), dest->mstiN(3));
@@ -384,9 +379,10 @@ TEST_P(IntxInfoSyncerTest, InitializingAgainRestoresWhatOthersDidToTheDestinatio
     dest->mstiNDel(3);
     dest->mstiNIs(8);
     dest->mstiNIs(9);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     syncer->handleInitialized();
-    EXPECT_EQ(log.take(), entryWrites(0) + Writes{"+3"} + entryWrites(3) + (Writes{"-8", "-9"}));
+    EXPECT_EQ(log.take(), entryWrites(0) + Lines{"mstiN[3]"} + entryWrites(3) +
+                              (Lines{"mstiN[8] deleted", "mstiN[9] deleted"}));
     expectEqualRecords(*dest, *source);
 }
 
@@ -400,7 +396,7 @@ TEST_P(IntxInfoSyncerTest, AnotherEntryUnderAKeyRunsTheThirteenHandlersInOrder) 
     const IntxMstiInfo::Ptr destEntry = dest->mstiN(3);
     const IntxMstiInfo::Ptr other = Samples::entry(3);
     Samples::fill(*other);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     const IntxMstiInfo::Ptr former = source->mstiNMemberIs(other);
     EXPECT_EQ(log.take(), entryWrites(3));
     EXPECT_EQ(syncer->mstiN(3), reactor) << "the reactor is kept";
@@ -408,9 +404,9 @@ TEST_P(IntxInfoSyncerTest, AnotherEntryUnderAKeyRunsTheThirteenHandlersInOrder) 
     EXPECT_EQ(dest->mstiN(3), destEntry);
     expectEqualRecords(*dest, *source);
     former->remainingHopsIs(1);
-    EXPECT_EQ(log.take(), Writes()) << "the former entry is no longer followed";
+    EXPECT_EQ(log.take(), Lines()) << "the former entry is no longer followed";
     other->remainingHopsIs(2);
-    EXPECT_EQ(log.take(), Writes{"3.remainingHops"});
+    EXPECT_EQ(log.take(), Lines{"3/remainingHops"});
 }
 
 TEST_P(IntxInfoSyncerTest, AnotherEntryUnderAKeyAlsoBringsBackADeletedDestinationEntry) {
@@ -432,24 +428,19 @@ TEST_P(IntxInfoSyncerTest, TheSameEntryAgainChangesNothing) {
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(source, dest);
     const auto reactor = syncer->mstiN(3);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     EXPECT_EQ(syncer->mstiNIs(source->mstiN(3)), reactor);
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
 }
 
 TEST_P(IntxInfoSyncerTest, ANullEntryThrowsTheRangeExceptionAndCreatesNothing) {
     const IntxInfo::Ptr source = filled(9, {3});
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(source, dest);
-    WriteLog log(dest);
-    try {
-        syncer->mstiNIs(nullptr);
-        ADD_FAILURE() << "nothing was thrown";
-    } catch (Zel::RangeException const& exception) {
-        EXPECT_STREQ(exception.what(), "null _mstiN parameter to mutator for "
-                                       "Varnol::IntxInfoSyncer::mstiN not allowed\"");
-    }
-    EXPECT_EQ(log.take(), Writes());
+    Journal log(dest, Journal::names);
+    EXPECT_EQ(textThrown<Zel::RangeException>([&] { syncer->mstiNIs(nullptr); }),
+              "null _mstiN parameter to mutator for Varnol::IntxInfoSyncer::mstiN not allowed\"");
+    EXPECT_EQ(log.take(), Lines());
     EXPECT_EQ(reactorsOf(*syncer), Keys{3});
 }
 
@@ -457,13 +448,13 @@ TEST_P(IntxInfoSyncerTest, AnEntryGivenByHandGetsAReactorButNoDestinationEntry) 
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(record(9), dest);
     const IntxMstiInfo::Ptr entry = Samples::entry(5);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     const auto reactor = syncer->mstiNIs(entry);
     EXPECT_EQ(reactor, syncer->mstiN(5));
     EXPECT_EQ(reactor->dest(), nullptr);
     EXPECT_TRUE(reactor->initialized());
     Samples::fill(*entry);
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
 }
 
 TEST_P(IntxInfoSyncerTest, AReactorRemovedByKeyIsCutOffAndItsDestinationEntryStays) {
@@ -471,7 +462,7 @@ TEST_P(IntxInfoSyncerTest, AReactorRemovedByKeyIsCutOffAndItsDestinationEntrySta
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(source, dest);
     const auto removed = syncer->mstiN(3);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     syncer->mstiNDel(3);
     syncer->mstiNDel(3);
     syncer->mstiNDel(4);
@@ -480,7 +471,7 @@ TEST_P(IntxInfoSyncerTest, AReactorRemovedByKeyIsCutOffAndItsDestinationEntrySta
     EXPECT_FALSE(removed->hasNotificationActive());
     EXPECT_TRUE(removed->zelMarkedForDeletion());
     Samples::fill(*source->mstiN(3));
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
     EXPECT_EQ(keysOf(*dest), (Keys{0, 3}));
 }
 
@@ -506,7 +497,7 @@ TEST_P(IntxInfoSyncerTest, AnotherSourceRunsTheHandlersAndMatchesTheReactors) {
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(source, dest);
     const auto kept = syncer->mstiN(3);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     syncer->sourceIs(other);
     EXPECT_EQ(log.take(), scalarWrites + entryWrites(3));
     EXPECT_EQ(reactorsOf(*syncer), (Keys{3, 5}));
@@ -517,9 +508,9 @@ TEST_P(IntxInfoSyncerTest, AnotherSourceRunsTheHandlersAndMatchesTheReactors) {
     expectEqualScalars(*dest->mstiN(3), *other->mstiN(3));
     Samples::fill(*source);
     Samples::fill(*source->mstiN(0));
-    EXPECT_EQ(log.take(), Writes()) << "the former source is no longer followed";
+    EXPECT_EQ(log.take(), Lines()) << "the former source is no longer followed";
     other->configRevisionLevelIs(4);
-    EXPECT_EQ(log.take(), Writes{"configRevisionLevel"});
+    EXPECT_EQ(log.take(), Lines{"configRevisionLevel"});
     syncer->handleInitialized();
     expectEqualRecords(*dest, *other);
 }
@@ -528,40 +519,40 @@ TEST_P(IntxInfoSyncerTest, TheSameSourceAgainChangesNothing) {
     const IntxInfo::Ptr source = filled(9, {0});
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(source, dest);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     syncer->sourceIs(source);
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
 }
 
 TEST_P(IntxInfoSyncerTest, WithoutItsSourceItFollowsTheEntriesOnly) {
     const IntxInfo::Ptr source = filled(9, {0});
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(source, dest);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     syncer->sourceDel();
     syncer->sourceDel();
     EXPECT_EQ(syncer->source(), nullptr);
     EXPECT_EQ(reactorsOf(*syncer), Keys{0});
     source->stpVersionIs(9);
     source->mstiNIs(4);
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
     source->mstiN(0)->remainingHopsIs(3);
-    EXPECT_EQ(log.take(), Writes{"0.remainingHops"});
+    EXPECT_EQ(log.take(), Lines{"0/remainingHops"});
     syncer->sourceIs(source);
-    EXPECT_EQ(log.take(), Writes()) << "a new reactor on the source runs no handler";
+    EXPECT_EQ(log.take(), Lines()) << "a new reactor on the source runs no handler";
     source->stpVersionIs(8);
-    EXPECT_EQ(log.take(), Writes{"stpVersion"});
+    EXPECT_EQ(log.take(), Lines{"stpVersion"});
 }
 
 TEST_P(IntxInfoSyncerTest, BoundToNoSourceItWritesNothingUntilBoundAgain) {
     const IntxInfo::Ptr source = filled(9, {0});
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(source, dest);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     syncer->sourceIs(nullptr);
     EXPECT_EQ(syncer->source(), nullptr);
     source->stpVersionIs(9);
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
     syncer->sourceIs(source);
     EXPECT_EQ(log.take(), scalarWrites);
     expectEqualRecords(*dest, *source);
@@ -571,12 +562,12 @@ TEST_P(IntxInfoSyncerTest, ASourceGivenLaterIsFollowedButNotCopied) {
     const IntxInfo::Ptr source = filled(9, {0});
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(nullptr, dest);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     syncer->sourceIs(source);
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
     EXPECT_EQ(reactorsOf(*syncer), Keys());
     source->mstiNIs(2);
-    EXPECT_EQ(log.take(), Writes{"+2"} + entryWrites(2));
+    EXPECT_EQ(log.take(), Lines{"mstiN[2]"} + entryWrites(2));
     EXPECT_EQ(reactorsOf(*syncer), Keys{2});
 }
 
@@ -586,20 +577,20 @@ TEST_P(IntxInfoSyncerTest, SwitchedOffItMissesChangesAndSwitchedOnItFollowsAgain
     const IntxInfo::Ptr source = filled(9, {0});
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(source, dest);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     syncer->hasNotificationActiveIs(false);
     EXPECT_FALSE(syncer->hasNotificationActive());
     EXPECT_FALSE(syncer->mstiN(0)->hasNotificationActive());
     source->stpVersionIs(9);
     source->mstiN(0)->remainingHopsIs(3);
     source->mstiNIs(4);
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
     EXPECT_EQ(reactorsOf(*syncer), Keys{0});
     syncer->hasNotificationActiveIs(true);
-    EXPECT_EQ(log.take(), Writes()) << "what was missed stays missed";
+    EXPECT_EQ(log.take(), Lines()) << "what was missed stays missed";
     source->stpVersionIs(10);
     source->mstiN(0)->maxAgeIs(Stp::TimerVal::units(3));
-    EXPECT_EQ(log.take(), (Writes{"stpVersion", "0.maxAge"}));
+    EXPECT_EQ(log.take(), (Lines{"stpVersion", "0/maxAge"}));
 }
 
 TEST_P(IntxInfoSyncerTest, SwitchingToWhatItIsDoesNotReachTheReactors) {
@@ -614,7 +605,7 @@ TEST_P(IntxInfoSyncerTest, AZombieRunsNoHandlerAndComesBack) {
     const IntxInfo::Ptr source = filled(9, {0});
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(source, dest);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     syncer->zelDoZombieReactors(true);
     EXPECT_TRUE(syncer->zelMarkedForDeletion());
     EXPECT_TRUE(syncer->mstiN(0)->zelMarkedForDeletion());
@@ -622,13 +613,13 @@ TEST_P(IntxInfoSyncerTest, AZombieRunsNoHandlerAndComesBack) {
     source->stpVersionIs(9);
     source->mstiN(0)->remainingHopsIs(3);
     source->mstiNIs(4);
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
     syncer->zelDoZombieReactors(false);
     EXPECT_FALSE(syncer->mstiN(0)->zelMarkedForDeletion());
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
     source->stpVersionIs(10);
     source->mstiN(0)->maxAgeIs(Stp::TimerVal::units(3));
-    EXPECT_EQ(log.take(), (Writes{"stpVersion", "0.maxAge"}));
+    EXPECT_EQ(log.take(), (Lines{"stpVersion", "0/maxAge"}));
 }
 
 TEST_P(IntxInfoSyncerTest, TurningIntoWhatItIsDoesNotReachTheReactors) {
@@ -645,14 +636,14 @@ TEST_P(IntxInfoSyncerTest, AReactorCreatedUnderAZombieIsAZombieAtOnceAndRunsNoHa
     const auto syncer = mirror(source, dest);
     syncer->mstiNDel(3);
     syncer->zelDoZombieReactors(true);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     const auto reactor = syncer->mstiNIs(source->mstiN(3));
     EXPECT_TRUE(reactor->zelMarkedForDeletion());
     EXPECT_FALSE(reactor->hasNotificationActive());
     EXPECT_FALSE(reactor->initialized());
     EXPECT_EQ(reactor->dest(), nullptr);
     Samples::fill(*source->mstiN(3));
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
 }
 
 TEST_P(IntxInfoSyncerTest, ASourceGivenToAZombieIsNotFollowedUntilItComesBack) {
@@ -661,13 +652,13 @@ TEST_P(IntxInfoSyncerTest, ASourceGivenToAZombieIsNotFollowedUntilItComesBack) {
     const auto syncer = mirror(source, dest);
     syncer->zelDoZombieReactors(true);
     syncer->sourceDel();
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     syncer->sourceIs(source);
     source->stpVersionIs(77);
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
     syncer->zelDoZombieReactors(false);
     source->stpVersionIs(78);
-    EXPECT_EQ(log.take(), Writes{"stpVersion"});
+    EXPECT_EQ(log.take(), Lines{"stpVersion"});
 }
 
 TEST_P(IntxInfoSyncerTest, AZombieThatIsStillNotifiedFollowsTheEntriesWithoutHandlers) {
@@ -677,14 +668,14 @@ TEST_P(IntxInfoSyncerTest, AZombieThatIsStillNotifiedFollowsTheEntriesWithoutHan
     syncer->hasNotificationActiveIs(false);
     syncer->zelDoZombieReactors(true);
     syncer->hasNotificationActiveIs(true);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     source->stpVersionIs(9);
     source->mstiN(0)->remainingHopsIs(3);
     source->mstiNIs(4);
     EXPECT_EQ(reactorsOf(*syncer), (Keys{0, 4}));
     source->mstiNDel(0);
     EXPECT_EQ(reactorsOf(*syncer), Keys{4});
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
 }
 
 TEST_P(IntxInfoSyncerTest, AZombieReactorGivenAnotherEntryRunsNoHandler) {
@@ -693,10 +684,10 @@ TEST_P(IntxInfoSyncerTest, AZombieReactorGivenAnotherEntryRunsNoHandler) {
     const auto syncer = mirror(source, dest);
     syncer->zelDoZombieReactors(true);
     const IntxMstiInfo::Ptr other = Samples::entry(3);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     syncer->mstiNIs(other);
     EXPECT_EQ(syncer->mstiN(3)->mstiN(), other);
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
 }
 
 TEST_P(IntxInfoSyncerTest, DroppedItLeavesTheDestinationAsItIsAndTheSourceUnwatched) {
@@ -704,85 +695,67 @@ TEST_P(IntxInfoSyncerTest, DroppedItLeavesTheDestinationAsItIsAndTheSourceUnwatc
     const IntxInfo::Ptr dest = record(9);
     auto syncer = mirror(source, dest);
     const auto reactor = syncer->mstiN(3);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     syncer = nullptr;
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
     expectEqualRecords(*dest, *source);
     EXPECT_TRUE(source->notifieeList()->empty());
     EXPECT_TRUE(source->mstiN(0)->notifieeList()->empty());
     EXPECT_EQ(reactor->owner(), nullptr);
     Samples::fill(*source->mstiN(3));
     source->stpVersionIs(77);
-    EXPECT_EQ(log.take(), Writes());
+    EXPECT_EQ(log.take(), Lines());
 }
 
 // ---- traces ----
 
 constexpr std::string_view traceName = "StpTxStatusSyncer";
 
-void expectTraces(TraceCapture& capture,
-                  std::vector<std::pair<std::string, std::string>> const& expected) {
-    std::vector<std::pair<std::string, std::string>> seen;
-    for (TraceCapture::Record const& traced : capture.records()) {
-        seen.emplace_back(traced.function, traced.text);
-        EXPECT_EQ(traced.level, 8U);
-        EXPECT_EQ(traced.file, "StpTxStatusSyncer.cpp");
-        EXPECT_EQ(traced.handle, traceName);
-        EXPECT_GT(traced.line, 0U);
-    }
-    EXPECT_EQ(seen, expected);
-    capture.clear();
-}
-
-constexpr std::initializer_list<unsigned> allLevels{0, 1, 2, 3, 4, 5, 6, 7, 8, 9};
-const char* const start = "handleInitialized";
-const char* const entryHandler = "handleMstiN";
-
 TEST_P(IntxInfoSyncerTest, TracesItsHandlersOctetForOctet) {
     const IntxInfo::Ptr source = filled(4094, {0, 3});
     const IntxInfo::Ptr dest = record(4094, {5});
-    TraceCapture capture(traceName, allLevels);
+    Lines traces;
+    const TraceNotes tracing(traceName, traces);
     auto syncer = intxInfoSyncerFactory(source, dest, 7, "Ethernet1");
-    expectTraces(
-        capture,
-        {{start, "[Ethernet1|4094]IntxInfoSyncer::ZelMstiNSm::handleInitialized() "},
-         {start, "[Ethernet1|4094]IntxInfoSyncer::ZelMstiNSm::handleInitialized() "},
-         {start, "[Ethernet1|4094]IntxInfoSyncer::handleInitialized() "},
-         {entryHandler, "[Ethernet1|4094]IntxInfoSyncer::handleMstiN() setting mstiId=0"},
-         {entryHandler, "[Ethernet1|4094]IntxInfoSyncer::handleMstiN() setting mstiId=3"},
-         {entryHandler, "[Ethernet1|4094]IntxInfoSyncer::handleMstiN() deleting mstiId=5"}});
+    const std::string entryStart =
+        "8 handleInitialized: [Ethernet1|4094]IntxInfoSyncer::ZelMstiNSm::handleInitialized() ";
+    const std::string onEntry = "8 handleMstiN: [Ethernet1|4094]IntxInfoSyncer::handleMstiN() ";
+    EXPECT_EQ(std::exchange(traces, {}),
+              (Lines{entryStart, entryStart,
+                     "8 handleInitialized: [Ethernet1|4094]IntxInfoSyncer::handleInitialized() ",
+                     onEntry + "setting mstiId=0", onEntry + "setting mstiId=3",
+                     onEntry + "deleting mstiId=5"}));
     source->mstiNIs(65535);
-    expectTraces(
-        capture,
-        {{entryHandler, "[Ethernet1|4094]IntxInfoSyncer::handleMstiN() setting mstiId=65535"},
-         {start, "[Ethernet1|4094]IntxInfoSyncer::ZelMstiNSm::handleInitialized() "}});
+    EXPECT_EQ(std::exchange(traces, {}), (Lines{onEntry + "setting mstiId=65535", entryStart}));
     source->mstiNDel(0);
-    expectTraces(capture, {{entryHandler,
-                            "[Ethernet1|4094]IntxInfoSyncer::handleMstiN() deleting mstiId=0"}});
+    EXPECT_EQ(std::exchange(traces, {}), Lines{onEntry + "deleting mstiId=0"});
     source->mstiNMemberIs(Samples::entry(3));
-    expectTraces(capture, {{entryHandler,
-                            "[Ethernet1|4094]IntxInfoSyncer::handleMstiN() setting mstiId=3"}});
+    EXPECT_EQ(std::exchange(traces, {}), Lines{onEntry + "setting mstiId=3"});
     Samples::fill(*source);
     Samples::fill(*source->mstiN(3));
     syncer = nullptr;
-    expectTraces(capture, {});
+    EXPECT_EQ(traces, Lines());
 }
 
 TEST_P(IntxInfoSyncerTest, TracesTheSameWithoutADestination) {
     const IntxInfo::Ptr source = filled(0, {0});
-    TraceCapture capture(traceName, allLevels);
+    Lines traces;
+    const TraceNotes tracing(traceName, traces);
     const auto syncer = intxInfoSyncerFactory(source, nullptr, 0, "");
     source->mstiNDel(0);
-    expectTraces(capture, {{start, "[|0]IntxInfoSyncer::ZelMstiNSm::handleInitialized() "},
-                           {start, "[|0]IntxInfoSyncer::handleInitialized() "},
-                           {entryHandler, "[|0]IntxInfoSyncer::handleMstiN() setting mstiId=0"},
-                           {entryHandler, "[|0]IntxInfoSyncer::handleMstiN() deleting mstiId=0"}});
+    EXPECT_EQ(traces,
+              (Lines{"8 handleInitialized: [|0]IntxInfoSyncer::ZelMstiNSm::handleInitialized() ",
+                     "8 handleInitialized: [|0]IntxInfoSyncer::handleInitialized() ",
+                     "8 handleMstiN: [|0]IntxInfoSyncer::handleMstiN() setting mstiId=0",
+                     "8 handleMstiN: [|0]IntxInfoSyncer::handleMstiN() deleting mstiId=0"}));
 }
 
 TEST_P(IntxInfoSyncerTest, TracesItsOwnVlanWhileItHasNoSource) {
-    TraceCapture capture(traceName, allLevels);
+    Lines traces;
+    const TraceNotes tracing(traceName, traces);
     const auto syncer = intxInfoSyncerFactory(nullptr, record(3), 7, "Ethernet1");
-    expectTraces(capture, {{start, "[Ethernet1|7]IntxInfoSyncer::handleInitialized() "}});
+    EXPECT_EQ(traces,
+              Lines{"8 handleInitialized: [Ethernet1|7]IntxInfoSyncer::handleInitialized() "});
 }
 
 TEST_P(IntxInfoSyncerTest, TracesNothingWhileLevelEightIsOff) {
@@ -798,38 +771,19 @@ TEST_P(IntxInfoSyncerTest, ItsKeyTextNamesItsParentAndTheSourcesVlan) {
     EXPECT_EQ(syncer->keyInfo(), "[Port-Channel5|12]");
 }
 
-/// The messages of the block timers that run during an action, without their lines.
-template <class Action> std::vector<std::string> timed(Action const& action) {
-    std::vector<Zel::U64> memory(8192);
-    const std::span<std::byte> octets = std::as_writable_bytes(std::span(memory));
-    Fennic::defaultTraceFile().memoryIs(octets);
-    action();
-    Fennic::defaultTraceFile().memoryIs({});
-    std::vector<std::string> texts = TraceReader(octets).texts();
-    for (std::string& text : texts) {
-        const std::size_t line = text.rfind(':') + 1;
-        EXPECT_GT(std::stoul(text.substr(line)), 0U) << text;
-        text.resize(line);
-    }
-    return texts;
-}
-
 TEST_P(IntxInfoSyncerTest, TimesItsHandlersUnderTheirQualifiedNames) {
+    const auto timed = [](auto const& action) {
+        return timedBlocks("StpTxStatusSyncer.cpp", action).names;
+    };
+    const std::string entryStart = "Varnol::IntxInfoSyncer::ZelMstiNSm::handleInitialized";
+    const std::string onEntry = "Varnol::IntxInfoSyncer::handleMstiN";
     const IntxInfo::Ptr source = filled(9, {0});
     const IntxInfo::Ptr dest = record(9, {5});
     IntxInfoSyncer::Ptr syncer;
-    // A block's record is written when it ends.
     EXPECT_EQ(timed([&] { syncer = mirror(source, dest); }),
-              (std::vector<std::string>{"Varnol::IntxInfoSyncer::ZelMstiNSm::handleInitialized():",
-                                        "Varnol::IntxInfoSyncer::handleMstiN():",
-                                        "Varnol::IntxInfoSyncer::handleMstiN():",
-                                        "Varnol::IntxInfoSyncer::handleInitialized():"}));
-    EXPECT_EQ(
-        timed([&] { source->mstiNIs(1); }),
-        (std::vector<std::string>{"Varnol::IntxInfoSyncer::handleMstiN():",
-                                  "Varnol::IntxInfoSyncer::ZelMstiNSm::handleInitialized():"}));
-    EXPECT_EQ(timed([&] { source->mstiNDel(1); }),
-              std::vector<std::string>{"Varnol::IntxInfoSyncer::handleMstiN():"});
+              (Lines{entryStart, onEntry, onEntry, "Varnol::IntxInfoSyncer::handleInitialized"}));
+    EXPECT_EQ(timed([&] { source->mstiNIs(1); }), (Lines{onEntry, entryStart}));
+    EXPECT_EQ(timed([&] { source->mstiNDel(1); }), Lines{onEntry});
 }
 
 // ---- exhausted memory ----
@@ -837,58 +791,29 @@ TEST_P(IntxInfoSyncerTest, TimesItsHandlersUnderTheirQualifiedNames) {
 TEST_P(IntxInfoSyncerTest, OutOfMemoryInTheFactoryReachesTheCallerAndLeaksNothing) {
     const IntxInfo::Ptr source = filled(9, {0, 3});
     source->configNameStringIs("a name too long to be kept without memory of its own");
-    { // What is allocated once per process, by the syncer and by the checks.
-        const IntxInfo::Ptr dest = record(9);
-        const auto syncer = mirror(source, dest);
-        expectEqualRecords(*dest, *source);
-    }
-    const auto live = liveObjects();
-    bool failed = true;
-    unsigned failures = 0;
-    for (std::size_t n = 1; failed; ++n) {
-        const std::ptrdiff_t before = FailingAllocation::outstanding();
-        {
-            const IntxInfo::Ptr dest = record(9, {5});
-            IntxInfoSyncer::Ptr syncer;
-            Zel::String parent("an interface name too long to be kept without memory");
-            {
-                const FailingAllocation failing(n);
-                try {
-                    syncer = intxInfoSyncerFactory(source, dest, 9, parent);
-                } catch (std::bad_alloc const&) {
-                    ++failures;
-                    EXPECT_TRUE(source->notifieeList()->empty());
-                    EXPECT_TRUE(source->mstiN(0)->notifieeList()->empty());
-                    EXPECT_TRUE(source->mstiN(3)->notifieeList()->empty());
-                }
-                failed = failing.happened();
-            }
-            EXPECT_EQ(syncer == nullptr, failed);
-            if (!failed)
-                expectEqualRecords(*dest, *source);
+    const unsigned failures = failEachAllocation([&](Attempt& attempt) {
+        const IntxInfo::Ptr dest = record(9, {5});
+        IntxInfoSyncer::Ptr syncer;
+        const Zel::String parent("an interface name too long to be kept without memory");
+        if (attempt([&] { syncer = intxInfoSyncerFactory(source, dest, 9, parent); })) {
+            EXPECT_NE(syncer, nullptr);
+            expectEqualRecords(*dest, *source);
+        } else {
+            EXPECT_EQ(syncer, nullptr);
+            EXPECT_TRUE(source->notifieeList()->empty());
+            EXPECT_TRUE(source->mstiN(0)->notifieeList()->empty());
+            EXPECT_TRUE(source->mstiN(3)->notifieeList()->empty());
         }
-        EXPECT_EQ(FailingAllocation::outstanding(), before) << "allocation " << n;
-        EXPECT_EQ(liveObjects(), live) << "allocation " << n;
-    }
+    });
     EXPECT_GE(failures, 6U) << "the syncer, three reactors and two entries";
 }
 
 TEST_P(IntxInfoSyncerTest, OutOfMemoryInAHandlerReachesTheMutatorAndTheNextChangeIsFollowed) {
-    bool failed = true;
-    unsigned failures = 0;
-    for (std::size_t n = 1; failed; ++n) {
+    const unsigned failures = failEachAllocation([](Attempt& attempt) {
         const IntxInfo::Ptr source = filled(9, {0});
         const IntxInfo::Ptr dest = record(9);
         const auto syncer = mirror(source, dest);
-        {
-            const FailingAllocation failing(n);
-            try {
-                source->mstiNIs(3);
-            } catch (std::bad_alloc const&) {
-                ++failures;
-            }
-            failed = failing.happened();
-        }
+        attempt([&] { source->mstiNIs(3); });
         if (source->mstiN(3)) {
             const Stp::BridgeSystemId key = 3;
             source->notify(265, &key);
@@ -898,7 +823,7 @@ TEST_P(IntxInfoSyncerTest, OutOfMemoryInAHandlerReachesTheMutatorAndTheNextChang
         EXPECT_EQ(reactorsOf(*syncer), (Keys{0, 3}));
         Samples::fill(*source->mstiN(3));
         expectEqualRecords(*dest, *source);
-    }
+    });
     EXPECT_GE(failures, 3U) << "the two entries and the reactor";
 }
 
@@ -932,9 +857,9 @@ TEST_P(IntxInfoSyncerTest, MayBeDroppedInsideAnyWriteOfTheDestination) {
             const IntxInfo::Ptr dest = record(9);
             auto syncer = mirror(source, dest);
             dest->mstiNIs(8);
-            WriteLog log(dest);
+            Journal log(dest, Journal::names);
             std::size_t writes = 0;
-            log.at = [&](std::string const&) {
+            log.look = [&](std::string const&) {
                 if (++writes == n)
                     syncer = nullptr;
             };
@@ -947,7 +872,7 @@ TEST_P(IntxInfoSyncerTest, MayBeDroppedInsideAnyWriteOfTheDestination) {
                 Samples::fill(*source);
                 Samples::fill(*source->mstiNIs(3));
                 Samples::fill(*other);
-                EXPECT_EQ(log.take(), Writes()) << "dropped at write " << n;
+                EXPECT_EQ(log.take(), Lines()) << "dropped at write " << n;
                 EXPECT_TRUE(source->notifieeList()->empty());
             }
         }
@@ -959,18 +884,18 @@ TEST_P(IntxInfoSyncerTest, FollowsWhatTheDestinationsReactorsDoToTheSourcesScala
     const IntxInfo::Ptr source = filled(9, {0});
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(source, dest);
-    WriteLog log(dest);
-    log.at = [&](std::string const& write) {
+    Journal log(dest, Journal::names);
+    log.look = [&](std::string const& write) {
         if (write == "stpVersion")
             source->intxInfoTypeIs(2);
         if (write == "intxInfoType")
             source->mstiN(0)->remainingHopsIs(5);
-        if (write == "0.remainingHops" && source->configRevisionLevel() != 1)
+        if (write == "0/remainingHops" && source->configRevisionLevel() != 1)
             source->configRevisionLevelIs(1);
     };
     source->stpVersionIs(3);
     EXPECT_EQ(log.take(),
-              (Writes{"stpVersion", "intxInfoType", "0.remainingHops", "configRevisionLevel"}));
+              (Lines{"stpVersion", "intxInfoType", "0/remainingHops", "configRevisionLevel"}));
     expectEqualRecords(*dest, *source);
 }
 
@@ -978,8 +903,8 @@ TEST_P(IntxInfoSyncerTest, AWriteNestedInItsOwnNoticeEndsWithTheLastValue) {
     const IntxInfo::Ptr source = filled(9, {0});
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(source, dest);
-    WriteLog log(dest);
-    log.at = [&](std::string const&) {
+    Journal log(dest, Journal::names);
+    log.look = [&](std::string const&) {
         if (source->stpVersion().value() < 10)
             source->stpVersionIs(10);
     };
@@ -989,13 +914,13 @@ TEST_P(IntxInfoSyncerTest, AWriteNestedInItsOwnNoticeEndsWithTheLastValue) {
 
 TEST_P(IntxInfoSyncerTest, FollowsDeletionsAndCreationsInTheMiddleOfItsWalk) {
     for (const char* moment :
-         {"stpVersion", "+0", "0.flags", "+3", "3.fwdDelay", "+5", "5.flags"}) {
+         {"stpVersion", "mstiN[0]", "0/flags", "mstiN[3]", "3/fwdDelay", "mstiN[5]", "5/flags"}) {
         SCOPED_TRACE(moment);
         const IntxInfo::Ptr source = filled(9, {0, 3, 5});
         const IntxInfo::Ptr dest = record(9);
-        WriteLog log(dest);
+        Journal log(dest, Journal::names);
         bool done = false;
-        log.at = [&](std::string const& write) {
+        log.look = [&](std::string const& write) {
             if (write != moment || std::exchange(done, true))
                 return;
             source->mstiNDel(3);
@@ -1014,9 +939,9 @@ TEST_P(IntxInfoSyncerTest, FollowsDeletionsAndCreationsInTheMiddleOfItsWalk) {
 TEST_P(IntxInfoSyncerTest, FollowsDeletionsInTheMiddleOfItsWalkOverTheDestination) {
     const IntxInfo::Ptr source = filled(9, {0, 3});
     const IntxInfo::Ptr dest = record(9, {5, 6, 7});
-    WriteLog log(dest);
-    log.at = [&](std::string const& write) {
-        if (write == "-5") {
+    Journal log(dest, Journal::names);
+    log.look = [&](std::string const& write) {
+        if (write == "mstiN[5] deleted") {
             dest->mstiNDel(6);
             source->mstiNDel(3);
         }
@@ -1031,10 +956,10 @@ TEST_P(IntxInfoSyncerTest, AKeyCreatedAnewInItsOwnDeletionNoticeIsInBothRecordsA
     const IntxInfo::Ptr source = filled(9, {0, 3});
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(source, dest);
-    WriteLog log(dest);
+    Journal log(dest, Journal::names);
     bool done = false;
-    log.at = [&](std::string const& write) {
-        if (write == "-3" && !std::exchange(done, true))
+    log.look = [&](std::string const& write) {
+        if (write == "mstiN[3] deleted" && !std::exchange(done, true))
             source->mstiNIs(3);
     };
     source->mstiNDel(3);
@@ -1060,10 +985,10 @@ TEST_P(IntxInfoSyncerTest, AKeyCreatedAnewInItsOwnDeletionNoticeIsInBothRecordsA
 TEST_P(IntxInfoSyncerTest, AKeyCreatedAnewByAnEarlierReactorOnTheSourceStaysMirrored) {
     const IntxInfo::Ptr source = filled(9, {0, 3});
     const IntxInfo::Ptr dest = record(9);
-    WriteLog log(source);
+    Journal log(source, Journal::names);
     bool done = false;
-    log.at = [&](std::string const& write) {
-        if (write == "-3" && !std::exchange(done, true))
+    log.look = [&](std::string const& write) {
+        if (write == "mstiN[3] deleted" && !std::exchange(done, true))
             source->mstiNIs(3);
     };
     const auto syncer = mirror(source, dest);
@@ -1078,10 +1003,10 @@ TEST_P(IntxInfoSyncerTest, AKeyDeletedInItsOwnCreationNoticeIsNowhere) {
     const IntxInfo::Ptr source = filled(9, {0});
     const IntxInfo::Ptr dest = record(9);
     const auto syncer = mirror(source, dest);
-    for (const char* moment : {"+3", "3.flags", "3.fwdDelay"}) {
+    for (const char* moment : {"mstiN[3]", "3/flags", "3/fwdDelay"}) {
         SCOPED_TRACE(moment);
-        WriteLog log(dest);
-        log.at = [&](std::string const& write) {
+        Journal log(dest, Journal::names);
+        log.look = [&](std::string const& write) {
             if (write == moment)
                 source->mstiNDel(3);
         };
