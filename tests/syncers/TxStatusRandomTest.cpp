@@ -1,8 +1,9 @@
-#include "tests/model/TxTrees.h"
-
 #include "framework/zel/Exception.h"
 #include "syncers/TxStatusToRxSyncer.h"
 #include "syncers/TxStatusToTxSyncer.h"
+#include "tests/framework/NothingLeft.h"
+#include "tests/model/Samples.h"
+#include "tests/model/TreeText.h"
 
 #include <algorithm>
 #include <array>
@@ -399,11 +400,11 @@ std::string describe(Model::Port const& port) {
     return all + "}";
 }
 std::string describe(Model::Tree const& tree) {
-    std::string all = TxTrees::text(tree.heartbeat) + "\n";
+    std::string all = TreeText::text(tree.heartbeat) + "\n";
     for (auto const& [name, mst] : tree.msts) {
         all += name + "\n";
         for (auto const& [intf, port] : mst->ports)
-            all += "  " + TxTrees::text(intf) + " " + describe(*port) + "\n";
+            all += "  " + TreeText::text(intf) + " " + describe(*port) + "\n";
     }
     return all;
 }
@@ -412,7 +413,7 @@ std::string describe(Model::RxTree const& tree) {
     for (auto const& [name, mst] : tree.msts) {
         all += name;
         for (auto const& [intf, port] : mst->ports)
-            all += " " + TxTrees::text(intf);
+            all += " " + TreeText::text(intf);
         all += "\n";
     }
     return all;
@@ -422,7 +423,7 @@ std::string describe(Model::TxSyncer const& syncer) {
     for (auto const& [name, mst] : syncer.msts) {
         all += name + (Model::find(syncer.dest->msts, name) == mst.dest ? " in\n" : " out\n");
         for (auto const& [intf, port] : mst.ports) {
-            all += "  " + TxTrees::text(intf) + " " +
+            all += "  " + TreeText::text(intf) + " " +
                    (port.dest ? describe(*port.dest) : "no destination") + " syncers";
             for (auto const& [vlan, syncing] : port.syncers)
                 all += " " + number(vlan) + ":" + describe(*syncing.dest);
@@ -436,7 +437,7 @@ std::string describe(Model::RxSyncer const& syncer) {
     for (auto const& [name, reactor] : syncer.msts) {
         all += name + (Model::find(syncer.dest->msts, name) == reactor.dest ? " in" : " out");
         for (auto const& [intf, port] : reactor.dest->ports)
-            all += " " + TxTrees::text(intf);
+            all += " " + TreeText::text(intf);
         all += "\n";
     }
     return all;
@@ -472,20 +473,20 @@ std::string describe(TxMstPortStatus const& port) {
     return all + "}";
 }
 std::string describe(TxStatus const& tree) {
-    std::string all = TxTrees::text(tree.heartbeatTimeout()) + "\n";
+    std::string all = TreeText::text(tree.heartbeatTimeout()) + "\n";
     for (auto const& [name, mst] : sorted(tree.txMstStatus())) {
-        all += TxTrees::text(name) + "\n";
+        all += TreeText::text(name) + "\n";
         for (auto const& [intf, port] : sorted(mst->txMstPortStatus()))
-            all += "  " + TxTrees::text(intf) + " " + describe(*port) + "\n";
+            all += "  " + TreeText::text(intf) + " " + describe(*port) + "\n";
     }
     return all;
 }
 std::string describe(RxStatus const& tree) {
     std::string all;
     for (auto const& [name, mst] : sorted(tree.rxMstStatus())) {
-        all += TxTrees::text(name);
+        all += TreeText::text(name);
         for (auto const& [intf, port] : sorted(mst->rxMstPortStatus()))
-            all += " " + TxTrees::text(intf);
+            all += " " + TreeText::text(intf);
         all += "\n";
     }
     return all;
@@ -494,11 +495,11 @@ std::string describe(TxStatusToTxSyncer& syncer) {
     std::string all;
     for (auto const& [name, constMst] : sorted(syncer.children().map())) {
         const auto mst = syncer.txMstStatus(name);
-        all += TxTrees::text(name) +
+        all += TreeText::text(name) +
                (syncer.dest()->txMstStatus(name) == mst->dest() ? " in\n" : " out\n");
         for (auto const& [intf, constPort] : sorted(mst->children().map())) {
             const auto port = mst->txMstPortStatus(intf);
-            all += "  " + TxTrees::text(intf) + " " +
+            all += "  " + TreeText::text(intf) + " " +
                    (port->dest() ? describe(*port->dest()) : "no destination") + " syncers";
             for (auto const& [vlan, syncing] : sorted(port->children().map()))
                 all += " " + number(vlan.value()) + ":" + describe(*syncing->dest());
@@ -510,10 +511,10 @@ std::string describe(TxStatusToTxSyncer& syncer) {
 std::string describe(TxStatusToRxSyncer& syncer) {
     std::string all;
     for (auto const& [name, reactor] : sorted(syncer.children().map())) {
-        all += TxTrees::text(name) +
+        all += TreeText::text(name) +
                (syncer.rxStatus()->rxMstStatus(name) == reactor->rxMstStatus() ? " in" : " out");
         for (auto const& [intf, port] : sorted(reactor->rxMstStatus()->rxMstPortStatus()))
-            all += " " + TxTrees::text(intf);
+            all += " " + TreeText::text(intf);
         all += "\n";
     }
     return all;
@@ -527,7 +528,7 @@ class TxStatusRandom : public testing::Test {
         SCOPED_TRACE("seed " + std::to_string(seed));
         RecordProperty("seed", std::to_string(seed));
         random.seed(seed);
-        const auto live = TxTrees::liveObjects();
+        const auto live = liveObjects();
         for (unsigned n = 0; n < 2; ++n) {
             sources[n] = TxStatus::Ptr(new TxStatus);
             models[n] = std::make_shared<Model::Tree>();
@@ -550,7 +551,7 @@ class TxStatusRandom : public testing::Test {
         sources = {};
         txDest = nullptr;
         rxDest = nullptr;
-        EXPECT_EQ(TxTrees::liveObjects(), live);
+        EXPECT_EQ(liveObjects(), live);
         std::printf("seed %u: %u operations, %u comparisons, of these %u with ports without a "
                     "destination and %u with a destination out of its tree; refused so far: %u for "
                     "a record's source, %u for its destination\n",
@@ -568,7 +569,7 @@ class TxStatusRandom : public testing::Test {
     unsigned below(unsigned limit) { return static_cast<unsigned>(random() % limit); }
     bool once(unsigned in) { return below(in) == 0; }
     std::string anyName() { return std::array{"a", "mst", "zz"}[below(3)]; }
-    Intf anyIntf() { return std::array{TxTrees::et1, TxTrees::et3, TxTrees::po1}[below(3)]; }
+    Intf anyIntf() { return std::array{Samples::et1, Samples::et3, Samples::po1}[below(3)]; }
     Vlan anyVlan() { return std::array<Vlan, 3>{0, 10, 4094}[below(3)]; }
     Instance anyInstance() { return std::array<Instance, 3>{0, 1, 4095}[below(3)]; }
     unsigned anyValue() { return below(4); }

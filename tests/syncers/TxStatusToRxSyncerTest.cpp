@@ -1,49 +1,42 @@
 #include "syncers/TxStatusToRxSyncer.h"
 
-#include "framework/fennic/TraceFile.h"
 #include "framework/zel/Exception.h"
-#include "tests/framework/FailingAllocation.h"
-#include "tests/framework/TraceCapture.h"
-#include "tests/framework/TraceReader.h"
-#include "tests/model/TxTrees.h"
+#include "tests/framework/EachAllocation.h"
+#include "tests/framework/NothingLeft.h"
+#include "tests/framework/Thrown.h"
+#include "tests/framework/TimedBlocks.h"
+#include "tests/framework/TraceNotes.h"
+#include "tests/model/Journal.h"
+#include "tests/model/Samples.h"
 
 #include <csignal>
-#include <new>
+#include <set>
 
 namespace Varnol {
 namespace {
 
-using TxTrees::et1;
-using TxTrees::et2;
-using TxTrees::et3;
-using TxTrees::Journal;
-using TxTrees::Lines;
-using TxTrees::po1;
+using Samples::et1;
+using Samples::et2;
+using Samples::et3;
+using Samples::po1;
+using TreeText::contents;
+using TreeText::Lines;
 using Sm = TxStatusToRxSyncer::ZelTxMstStatusSm;
 
-class TxStatusToRx : public TxTrees::Test {
+class TxStatusToRx : public NothingLeft {
   protected:
-    void TearDown() override {
-        journal.close();
-        syncer = nullptr;
-        source = nullptr;
-        rx = nullptr;
-        expectNothingLeft();
-    }
-
     void start() { syncer = txStatusToRxSyncerFactory(source, rx); }
     /// Keeps what is written to the receive tree from now on.
-    void journalRx() { journal.follow<RxStatus>(rx); }
+    void journalRx() { journal.follow(rx); }
     TxMstStatus::Ptr mst(const char* name = "mst1") { return source->txMstStatusIs(name); }
 
     /// The keys that the receive tree holds, as "mst1" and "mst1/Et1", sorted.
-    Lines structure() const { return structureOf(rx); }
-    static Lines structureOf(RxStatus::Ptr const& tree) {
+    Lines structure() const {
         std::set<std::string> keys;
-        for (auto const& name : std::as_const(*tree).rxMstStatus()) {
-            keys.insert(TxTrees::text(name->name()));
+        for (auto const& name : std::as_const(*rx).rxMstStatus()) {
+            keys.insert(TreeText::text(name->name()));
             for (auto const& port : std::as_const(*name).rxMstPortStatus())
-                keys.insert(TxTrees::text(name->name()) + "/" + TxTrees::text(port->intfId()));
+                keys.insert(TreeText::text(name->name()) + "/" + TreeText::text(port->intfId()));
         }
         return {keys.begin(), keys.end()};
     }
@@ -53,6 +46,7 @@ class TxStatusToRx : public TxTrees::Test {
     TxStatusToRxSyncer::Ptr syncer;
     Journal journal;
 };
+WITH_BOTH_WAYS_OF_COUNTING(TxStatusToRx);
 
 TEST_P(TxStatusToRx, ConstructionMakesAnEntryForEachNameAndInterfaceAndNothingElse) {
     mst("A")->txMstPortStatusIs(et1)->txInfoIs(10)->mstiNIs(0);
@@ -65,7 +59,7 @@ TEST_P(TxStatusToRx, ConstructionMakesAnEntryForEachNameAndInterfaceAndNothingEl
     bare->rxMstStatusIs("A")->rxMstPortStatusIs(et1);
     bare->rxMstStatusIs("A")->rxMstPortStatusIs(po1);
     bare->rxMstStatusIs("B")->rxMstPortStatusIs(et1);
-    EXPECT_EQ(TxTrees::contents(rx), TxTrees::contents(bare)) << "a value was written";
+    EXPECT_EQ(contents(rx), contents(bare)) << "a value was written";
     EXPECT_TRUE(syncer->initialized());
     EXPECT_TRUE(syncer->hasNotificationActive());
     EXPECT_EQ(syncer->source(), source);
@@ -113,24 +107,15 @@ TEST_P(TxStatusToRx, ConstructionDeletesWhatTheSourceLacksWithoutATrace) {
 
 TEST_P(TxStatusToRx, ConstructionTracesInTheStatedOrder) {
     mst()->txMstPortStatusIs(et3);
-    TraceCapture capture("StpTxStatusSyncer", {8});
+    Lines traces;
+    const TraceNotes tracing("StpTxStatusSyncer", traces);
     start();
-    EXPECT_EQ(capture.texts(), (Lines{"TxToRx::ZelTxMstStatusSm[mst1]::handleInitialized() ",
-                                      "TxToRx::ZelTxMstStatusSm[mst1]::handleTxMstPortStatus() "
-                                      "setting rxMstPortStatus for Et3/1",
-                                      "TxToRx::handleInitialized() ",
-                                      "TxToRx::handleTxMstStatus() setting rxMstStatus mst1"}));
-    const Lines functions{"handleInitialized", "handleTxMstPortStatus", "handleInitialized",
-                          "handleTxMstStatus"};
-    ASSERT_EQ(capture.records().size(), functions.size());
-    for (std::size_t n = 0; n < functions.size(); ++n) {
-        auto const& record = capture.records()[n];
-        EXPECT_EQ(record.file, "StpTxStatusSyncer.cpp");
-        EXPECT_EQ(record.function, functions[n]);
-        EXPECT_EQ(record.handle, "StpTxStatusSyncer");
-        EXPECT_EQ(record.level, 8U);
-        EXPECT_GT(record.line, 0U);
-    }
+    EXPECT_EQ(traces,
+              (Lines{"8 handleInitialized: TxToRx::ZelTxMstStatusSm[mst1]::handleInitialized() ",
+                     "8 handleTxMstPortStatus: TxToRx::ZelTxMstStatusSm[mst1]::"
+                     "handleTxMstPortStatus() setting rxMstPortStatus for Et3/1",
+                     "8 handleInitialized: TxToRx::handleInitialized() ",
+                     "8 handleTxMstStatus: TxToRx::handleTxMstStatus() setting rxMstStatus mst1"}));
 }
 
 TEST_P(TxStatusToRx, AnEmptySourceTracesTheRootsInitialisationAlone) {
@@ -219,13 +204,9 @@ TEST_P(TxStatusToRx, ANullChildThrowsTheRangeExceptionAndChangesNothing) {
     mst();
     start();
     journalRx();
-    try {
-        syncer->txMstStatusIs(nullptr);
-        FAIL() << "nothing thrown";
-    } catch (Zel::RangeException const& exception) {
-        EXPECT_STREQ(exception.what(), "null _txMstStatus parameter to mutator for "
-                                       "Varnol::TxStatusToRxSyncer::txMstStatus not allowed\"");
-    }
+    EXPECT_EQ(textThrown<Zel::RangeException>([&] { syncer->txMstStatusIs(nullptr); }),
+              "null _txMstStatus parameter to mutator for Varnol::TxStatusToRxSyncer::txMstStatus "
+              "not allowed\"");
     EXPECT_EQ(syncer->children().map().members(), 1U);
     EXPECT_EQ(journal.take(), Lines());
 }
@@ -404,20 +385,10 @@ TEST_P(TxStatusToRx, OtherAttributesAndNullKeysAreIgnored) {
 
 TEST_P(TxStatusToRx, HandlersRunUnderBlockTimersWithTheirQualifiedNames) {
     mst()->txMstPortStatusIs(et1);
-    alignas(Fennic::TraceFile::memoryAlignment) static std::byte memory[65536];
-    Fennic::defaultTraceFile().memoryIs(memory);
-    start();
-    syncer->initializedIs(true);
-    Fennic::defaultTraceFile().memoryIs({});
-    const TraceReader trace(memory);
-    Lines names;
-    for (auto const& record : trace.records()) {
-        auto const& message = trace.messages().at(record.messageId);
-        EXPECT_EQ(message.sourceFileName, "StpTxStatusSyncer.cpp");
-        const std::string end = "():" + std::to_string(message.line);
-        ASSERT_TRUE(message.text.ends_with(end)) << message.text;
-        names.push_back(message.text.substr(0, message.text.size() - end.size()));
-    }
+    const Lines names = timedBlocks("StpTxStatusSyncer.cpp", [&] {
+                            start();
+                            syncer->initializedIs(true);
+                        }).names;
     EXPECT_EQ(names, (Lines{"Varnol::TxStatusToRxSyncer::ZelTxMstStatusSm::handleTxMstPortStatus",
                             "Varnol::TxStatusToRxSyncer::ZelTxMstStatusSm::handleInitialized",
                             "Varnol::TxStatusToRxSyncer::handleTxMstStatus",
@@ -449,7 +420,7 @@ TEST_P(TxStatusToRx, DeletingSourceChildrenWhileTheyAreWalkedLeavesBothTreesAlik
     journal.look = [&](std::string const& line) {
         for (auto intf : {et1, et2, et3, po1}) {
             if (!portsDone && line.starts_with("mst1/") &&
-                line != "mst1/rxMstPortStatus[" + TxTrees::text(intf) + "]") {
+                line != "mst1/rxMstPortStatus[" + TreeText::text(intf) + "]") {
                 portsDone = true;
                 mst()->txMstPortStatusDel(intf);
             }
@@ -467,9 +438,9 @@ TEST_P(TxStatusToRx, DeletingSourceChildrenWhileTheyAreWalkedLeavesBothTreesAlik
     EXPECT_TRUE(namesDone);
     std::set<std::string> expected;
     for (auto const& name : std::as_const(*source).txMstStatus()) {
-        expected.insert(TxTrees::text(name->name()));
+        expected.insert(TreeText::text(name->name()));
         for (auto const& port : std::as_const(*name).txMstPortStatus())
-            expected.insert(TxTrees::text(name->name()) + "/" + TxTrees::text(port->intfId()));
+            expected.insert(TreeText::text(name->name()) + "/" + TreeText::text(port->intfId()));
     }
     EXPECT_EQ(structure(), Lines(expected.begin(), expected.end()));
     EXPECT_EQ(syncer->children().map().members(), source->txMstStatus().members());
@@ -508,35 +479,17 @@ TEST_P(TxStatusToRx, ExhaustedMemoryAtAnyAllocationLeavesNothingBehindAndReaches
     mst("A")->txMstPortStatusIs(et1);
     mst("A")->txMstPortStatusIs(et2);
     mst("B")->txMstPortStatusIs(et1);
-    start(); // whatever is made once per process
-    syncer = nullptr;
-    rx = RxStatus::Ptr(new RxStatus);
-    std::size_t failures = 0;
-    while (!syncer) {
-        const auto live = TxTrees::liveObjects();
-        const std::ptrdiff_t memory = FailingAllocation::outstanding();
-        bool thrown = false;
-        {
-            const FailingAllocation exhausted(failures + 1);
-            try {
-                start();
-            } catch (std::bad_alloc const&) {
-                thrown = true;
-            }
-            ASSERT_EQ(thrown, exhausted.happened());
-        }
-        if (thrown) {
-            ++failures;
-            rx = RxStatus::Ptr(new RxStatus); // with all that had been written to the former
-            EXPECT_EQ(FailingAllocation::outstanding(), memory) << failures;
-            EXPECT_EQ(TxTrees::liveObjects(), live) << failures;
-        }
-    }
+    const unsigned failures = failEachAllocation([&](Attempt& attempt) {
+        rx = RxStatus::Ptr(new RxStatus);
+        if (attempt([&] { start(); }))
+            EXPECT_EQ(structure(), (Lines{"A", "A/Et1", "A/Et2", "B", "B/Et1"}));
+        else
+            EXPECT_EQ(syncer, nullptr);
+        syncer = nullptr;
+        rx = nullptr;
+    });
     EXPECT_GT(failures, 10U);
-    EXPECT_EQ(structure(), (Lines{"A", "A/Et1", "A/Et2", "B", "B/Et1"}));
 }
-
-INSTANTIATE_TEST_SUITE_P(Syncers, TxStatusToRx, testing::Bool(), TxTrees::countingName);
 
 TEST(TxStatusToRxDeathTest, ANullSourceEndsTheProcess) {
     EXPECT_EXIT(txStatusToRxSyncerFactory(nullptr, RxStatus::Ptr(new RxStatus)),

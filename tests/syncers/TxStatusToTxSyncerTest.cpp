@@ -1,27 +1,28 @@
 #include "syncers/TxStatusToTxSyncer.h"
 
-#include "framework/fennic/TraceFile.h"
 #include "framework/zel/Exception.h"
 #include "framework/zel/Strep.h"
-#include "tests/framework/FailingAllocation.h"
-#include "tests/framework/TraceCapture.h"
-#include "tests/framework/TraceReader.h"
+#include "tests/framework/EachAllocation.h"
+#include "tests/framework/NothingLeft.h"
+#include "tests/framework/Thrown.h"
+#include "tests/framework/TimedBlocks.h"
+#include "tests/framework/TraceNotes.h"
+#include "tests/model/Journal.h"
 #include "tests/model/Samples.h"
-#include "tests/model/TxTrees.h"
 
 #include <algorithm>
-#include <new>
+#include <map>
+#include <stdexcept>
 
 namespace Varnol {
 namespace {
 
-using TxTrees::contents;
-using TxTrees::et1;
-using TxTrees::et2;
-using TxTrees::et3;
-using TxTrees::Journal;
-using TxTrees::Lines;
-using TxTrees::po1;
+using Samples::et1;
+using Samples::et2;
+using Samples::et3;
+using Samples::po1;
+using TreeText::contents;
+using TreeText::Lines;
 using MstSm = TxStatusToTxSyncer::ZelTxMstStatusSm;
 using PortSm = MstSm::ZelTxMstPortStatusSm;
 
@@ -30,19 +31,11 @@ Lines sorted(Lines lines) {
     return lines;
 }
 
-class TxStatusToTx : public TxTrees::Test {
+class TxStatusToTx : public NothingLeft {
   protected:
-    void TearDown() override {
-        journal.close();
-        syncer = nullptr;
-        source = nullptr;
-        dest = nullptr;
-        expectNothingLeft();
-    }
-
     void start() { syncer = txStatusToTxSyncerFactory(source, dest); }
     /// Keeps what is written to the destination from now on.
-    void journalDest() { journal.follow<TxStatus>(dest); }
+    void journalDest() { journal.follow(dest); }
 
     TxMstStatus::Ptr mst(const char* name = "mst1") { return source->txMstStatusIs(name); }
     TxMstPortStatus::Ptr port(Kolvu::IntfId intf = et1) { return mst()->txMstPortStatusIs(intf); }
@@ -68,6 +61,7 @@ class TxStatusToTx : public TxTrees::Test {
     TxStatusToTxSyncer::Ptr syncer;
     Journal journal;
 };
+WITH_BOTH_WAYS_OF_COUNTING(TxStatusToTx);
 
 TEST_P(TxStatusToTx, ConstructionOverAnEmptyDestinationMirrorsEverything) {
     source->heartbeatTimeoutIs(2.5);
@@ -149,34 +143,34 @@ TEST_P(TxStatusToTx, ConstructionRemovesWhatTheSourceLacks) {
 TEST_P(TxStatusToTx, ConstructionTracesInTheStatedOrder) {
     port(et3)->txInfoIs(10)->mstiNIs(0);
     port(et3)->txUpdateIs(20, 5);
-    TraceCapture capture("StpTxStatusSyncer", {8});
+    Lines traces;
+    const TraceNotes tracing("StpTxStatusSyncer", traces);
     start();
-    const std::string onMst = "TxToTx::ZelTxMstStatusSm[mst1]::";
-    const std::string onPort = "TxToTx::ZelTxMstPortStatusSm[mst1|Et3/1]::";
-    const std::string onRecord = "[mst1|Et3/1|10]IntxInfoSyncer::";
+    const auto line = [](std::string const& object, std::string const& handler,
+                         std::string const& message = "") {
+        return "8 " + handler + ": " + object + "::" + handler + "() " + message;
+    };
+    const std::string mstLevel = "TxToTx::ZelTxMstStatusSm[mst1]";
+    const std::string onRoot = line("TxToTx", "handleInitialized");
+    const std::string onMst = line(mstLevel, "handleInitialized");
     const std::string setting =
-        onMst + "handleTxMstPortStatus() setting txMstPortStatus for Ethernet3/1";
-    EXPECT_EQ(capture.texts(),
-              (Lines{onPort + "handleInitialized() ",          // no destination yet
-                     onMst + "handleInitialized() ",           // makes that of the name
-                     onPort + "handleInitialized() ", setting, // that of the interface
-                     setting,                                  // found in the destination
-                     "TxToTx::handleInitialized() ",           // the pass that mirrors the ports
-                     onMst + "handleInitialized() ", onPort + "handleInitialized() ",
-                     onPort + "handleTxInfo() setting vlan=10",
-                     onRecord + "ZelMstiNSm::handleInitialized() ",
-                     onRecord + "handleInitialized() ", onRecord + "handleMstiN() setting mstiId=0",
-                     onPort + "handleTxInfo() setting vlan=10",
-                     onPort + "handleTxUpdate() setting vlan=20",
-                     onPort + "handleTxUpdate() setting vlan=20", setting, setting,
-                     "TxToTx::handleTxMstStatus() creating mst1",
-                     "TxToTx::handleTxMstStatus() creating mst1"}));
-    for (auto const& record : capture.records()) {
-        EXPECT_EQ(record.file, "StpTxStatusSyncer.cpp");
-        EXPECT_EQ(record.handle, "StpTxStatusSyncer");
-        EXPECT_EQ(record.level, 8U);
-        EXPECT_NE(record.text.find("::" + record.function + "() "), std::string::npos);
-    }
+        line(mstLevel, "handleTxMstPortStatus", "setting txMstPortStatus for Ethernet3/1");
+    const std::string portLevel = "TxToTx::ZelTxMstPortStatusSm[mst1|Et3/1]";
+    const std::string onPort = line(portLevel, "handleInitialized");
+    const std::string settingRecord = line(portLevel, "handleTxInfo", "setting vlan=10");
+    const std::string settingUpdate = line(portLevel, "handleTxUpdate", "setting vlan=20");
+    const std::string recordLevel = "[mst1|Et3/1|10]IntxInfoSyncer";
+    const std::string creating = line("TxToTx", "handleTxMstStatus", "creating mst1");
+    EXPECT_EQ(traces, (Lines{onPort,          // no destination yet
+                             onMst,           // makes that of the name
+                             onPort, setting, // that of the interface
+                             setting,         // found in the destination
+                             onRoot,          // the pass that mirrors the ports
+                             onMst, onPort, settingRecord,
+                             line(recordLevel + "::ZelMstiNSm", "handleInitialized"),
+                             line(recordLevel, "handleInitialized"),
+                             line(recordLevel, "handleMstiN", "setting mstiId=0"), settingRecord,
+                             settingUpdate, settingUpdate, setting, setting, creating, creating}));
 }
 
 TEST_P(TxStatusToTx, ConstructionWritesNewInfoLastAndHelloWhenOnBeforeIt) {
@@ -455,21 +449,13 @@ TEST_P(TxStatusToTx, NullChildrenThrowRangeExceptionsAndChangeNothing) {
     port();
     start();
     journalDest();
-    try {
-        syncer->txMstStatusIs(nullptr);
-        FAIL() << "nothing thrown";
-    } catch (Zel::RangeException const& exception) {
-        EXPECT_STREQ(exception.what(), "null _txMstStatus parameter to mutator for "
-                                       "Varnol::TxStatusToTxSyncer::txMstStatus not allowed\"");
-    }
-    try {
-        syncer->txMstStatus("mst1")->txMstPortStatusIs(nullptr);
-        FAIL() << "nothing thrown";
-    } catch (Zel::RangeException const& exception) {
-        EXPECT_STREQ(exception.what(),
-                     "null _txMstPortStatus parameter to mutator for Varnol::TxStatusToTxSyncer::"
-                     "ZelTxMstStatusSm::txMstPortStatus not allowed\"");
-    }
+    EXPECT_EQ(textThrown<Zel::RangeException>([&] { syncer->txMstStatusIs(nullptr); }),
+              "null _txMstStatus parameter to mutator for Varnol::TxStatusToTxSyncer::txMstStatus "
+              "not allowed\"");
+    EXPECT_EQ(textThrown<Zel::RangeException>(
+                  [&] { syncer->txMstStatus("mst1")->txMstPortStatusIs(nullptr); }),
+              "null _txMstPortStatus parameter to mutator for Varnol::TxStatusToTxSyncer::"
+              "ZelTxMstStatusSm::txMstPortStatus not allowed\"");
     EXPECT_EQ(syncer->children().map().members(), 1U);
     EXPECT_EQ(syncer->txMstStatus("mst1")->children().map().members(), 1U);
     EXPECT_EQ(journal.take(), Lines());
@@ -511,12 +497,8 @@ TEST_P(TxStatusToTx, ARecordSyncerAskedForWithOtherArgumentsThrowsForTheFirstTha
     };
     const auto refused = [&](Zel::Ptr<IntxInfo const> const& newSource,
                              IntxInfo::Ptr const& newDest, Zel::String const& parentId) {
-        try {
-            portSm()->txInfoSyncerIs(newSource, newDest, 10, parentId);
-        } catch (Zel::NameInUseException const& exception) {
-            return std::string(exception.what());
-        }
-        return std::string("nothing thrown");
+        return textThrown<Zel::NameInUseException>(
+            [&] { portSm()->txInfoSyncerIs(newSource, newDest, 10, parentId); });
     };
     const std::string prefix = "Reinstantiating the pointer interface where constructor parameter "
                                "attribute ";
@@ -827,24 +809,14 @@ TEST_P(TxStatusToTx, OtherAttributesAndNullKeysAreIgnored) {
 
 TEST_P(TxStatusToTx, HandlersRunUnderBlockTimersWithTheirQualifiedNames) {
     port();
-    alignas(Fennic::TraceFile::memoryAlignment) static std::byte memory[65536];
-    Fennic::defaultTraceFile().memoryIs(memory);
-    start();
-    port()->txNewInfoIs(1); // under no timer
-    port()->txHelloWhenOnIs({});
-    source->heartbeatTimeoutIs(1);
-    port()->txUpdateIs(10, 1);
-    port()->txInfoIs(10);
-    Fennic::defaultTraceFile().memoryIs({});
-    const TraceReader trace(memory);
-    Lines names;
-    for (auto const& record : trace.records()) {
-        auto const& message = trace.messages().at(record.messageId);
-        EXPECT_EQ(message.sourceFileName, "StpTxStatusSyncer.cpp");
-        const std::string end = "():" + std::to_string(message.line);
-        ASSERT_TRUE(message.text.ends_with(end)) << message.text;
-        names.push_back(message.text.substr(0, message.text.size() - end.size()));
-    }
+    const Lines names = timedBlocks("StpTxStatusSyncer.cpp", [&] {
+                            start();
+                            port()->txNewInfoIs(1); // under no timer
+                            port()->txHelloWhenOnIs({});
+                            source->heartbeatTimeoutIs(1);
+                            port()->txUpdateIs(10, 1);
+                            port()->txInfoIs(10);
+                        }).names;
     const std::string root = "Varnol::TxStatusToTxSyncer::";
     const std::string onMst = root + "ZelTxMstStatusSm::";
     const std::string onPort = onMst + "ZelTxMstPortStatusSm::";
@@ -945,19 +917,15 @@ TEST_P(TxStatusToTx, ARecordMadeAgainInItsOwnDeletionNoticeLeavesBothTreesAlikeI
     start();
     journalDest();
     bool again = true;
-    Zel::String refusal;
+    std::string refusal;
     journal.look = [&](std::string const& line) {
         if (line != "mst1/Et1/txInfo[10] deleted" || !std::exchange(again, false))
             return;
         // The syncer of the former record is still there, and refuses the new one.
-        try {
-            port()->txInfoIs(10);
-        } catch (Zel::NameInUseException const& exception) {
-            refusal = exception.what();
-        }
+        refusal = textThrown<Zel::NameInUseException>([&] { port()->txInfoIs(10); });
     };
     port()->txInfoDel(10);
-    EXPECT_NE(refusal.view().find("_source"), std::string_view::npos);
+    EXPECT_NE(refusal.find("_source"), refusal.npos);
     EXPECT_NE(port()->txInfo(10), nullptr);
     EXPECT_NE(destPort()->txInfo(10), nullptr);
     EXPECT_FALSE(portSm()->txInfoSyncerHas(10));
@@ -999,32 +967,16 @@ TEST_P(TxStatusToTx, ExhaustedMemoryAtAnyAllocationLeavesNothingBehindAndReaches
     port(et1)->txUpdateIs(10, 1);
     port(et2);
     mst("mst2");
-    start(); // whatever is made once per process
-    syncer = nullptr;
-    dest = TxStatus::Ptr(new TxStatus);
-    std::size_t failures = 0;
-    while (!syncer) {
-        const auto live = TxTrees::liveObjects();
-        const std::ptrdiff_t memory = FailingAllocation::outstanding();
-        bool thrown = false;
-        {
-            const FailingAllocation exhausted(failures + 1);
-            try {
-                start();
-            } catch (std::bad_alloc const&) {
-                thrown = true;
-            }
-            ASSERT_EQ(thrown, exhausted.happened());
-        }
-        if (thrown) {
-            ++failures;
-            dest = TxStatus::Ptr(new TxStatus); // with all that had been written to the former
-            EXPECT_EQ(FailingAllocation::outstanding(), memory) << failures;
-            EXPECT_EQ(TxTrees::liveObjects(), live) << failures;
-        }
-    }
+    const unsigned failures = failEachAllocation([&](Attempt& attempt) {
+        dest = TxStatus::Ptr(new TxStatus);
+        if (attempt([&] { start(); }))
+            EXPECT_EQ(contents(dest), contents(source));
+        else
+            EXPECT_EQ(syncer, nullptr);
+        syncer = nullptr;
+        dest = nullptr;
+    });
     EXPECT_GT(failures, 20U);
-    EXPECT_EQ(contents(dest), contents(source));
 }
 
 TEST_P(TxStatusToTx, AnExceptionOfTheDestinationsReactorReachesTheCallerOfTheFactory) {
@@ -1034,20 +986,19 @@ TEST_P(TxStatusToTx, AnExceptionOfTheDestinationsReactorReachesTheCallerOfTheFac
         if (line == "mst1/Et1/txNewInfo=7")
             throw std::runtime_error("refused");
     };
-    const auto before = TxTrees::liveObjects();
+    const auto liveSyncers = [] {
+        auto live = liveObjects();
+        std::erase_if(
+            live, [](auto const& type) { return type.first.find("Syncer") == std::string::npos; });
+        return live;
+    };
+    const auto before = liveSyncers();
     EXPECT_THROW(start(), std::runtime_error);
     EXPECT_EQ(syncer, nullptr);
-    auto after = TxTrees::liveObjects();
-    for (auto const& [type, count] : before) {
-        if (type.find("Syncer") != type.npos) {
-            EXPECT_EQ(after[type], count) << type;
-        }
-    }
+    EXPECT_EQ(liveSyncers(), before);
     source->txMstStatusIs("mst2");
     EXPECT_EQ(dest->txMstStatus("mst2"), nullptr);
 }
-
-INSTANTIATE_TEST_SUITE_P(Syncers, TxStatusToTx, testing::Bool(), TxTrees::countingName);
 
 } // namespace
 } // namespace Varnol
