@@ -1,17 +1,24 @@
 #include "syncers/RxMstPortStatusToRxDynamicSyncer.h"
 
-#include "framework/fennic/TraceFile.h"
 #include "syncers/RxMstStatusToRxDynamicSyncer.h"
-#include "tests/framework/TraceReader.h"
-#include "tests/model/ReceiveTrees.h"
+#include "tests/framework/EachAllocation.h"
+#include "tests/framework/NothingLeft.h"
+#include "tests/framework/TimedBlocks.h"
+#include "tests/framework/TraceNotes.h"
+#include "tests/model/Journal.h"
+#include "tests/model/Samples.h"
 
 #include <type_traits>
 
 namespace Varnol {
 namespace {
 
-using namespace ReceiveTrees;
 using Bridging::VlanIdOrNone;
+using Samples::counters;
+using Samples::et;
+using Samples::fill;
+using TreeText::contents;
+using TreeText::Lines;
 using Syncer = RxMstPortStatusToRxDynamicSyncer;
 using Source = Zel::Ptr<RxMstPortStatus const>;
 
@@ -24,7 +31,9 @@ static_assert(std::is_same_v<decltype(&rxMstPortStatusToRxDynamicSyncerFactory),
 static_assert(std::is_same_v<decltype(&Syncer::RxMstPortStatusToRxDynamicSyncerIs),
                              decltype(&rxMstPortStatusToRxDynamicSyncerFactory)>);
 
-const Steps scalarNames{"bpduCount",        "rateLimitInterval", "rateLimitMaxCount",
+constexpr std::string_view traceName = "StpRxStatusSyncer";
+
+const Lines scalarNames{"bpduCount",        "rateLimitInterval", "rateLimitMaxCount",
                         "rateLimitEnabled", "counters",          "localCounters"};
 
 /// A trace line of a handler of the syncer of mst1 and Et1, and what comes with it.
@@ -33,7 +42,7 @@ std::string line(unsigned level, std::string const& handler, std::string const& 
            ": RxMstPortStatusToRxDynamicSyncer[mst1|Et1]::" + handler + "() " + message;
 }
 
-class RxMstPortStatusSyncer : public Fixture {
+class RxMstPortStatusSyncer : public NothingLeft {
   protected:
     void start() {
         syncer = rxMstPortStatusToRxDynamicSyncerFactory("mst1", et(1), source, dynamic);
@@ -41,7 +50,7 @@ class RxMstPortStatusSyncer : public Fixture {
     /// A started syncer, the notifications of the destination noted from then on.
     void startNoting() {
         start();
-        noting = note<RxMstPortStatus>(dest, steps);
+        journal.watch(dest);
     }
     void dropDestination() { dynamic->rxMstStatusDel("mst1"); }
 
@@ -53,8 +62,21 @@ class RxMstPortStatusSyncer : public Fixture {
             Samples::fill(*record->mstiNIs(instance));
         return record;
     }
-    static std::string text(Zel::Ptr<IntxInfo const> const& record) {
-        return valueText(record.ptr());
+    /// Starts with VLAN 10 mirrored, has the source change, and expects that it is deleted, the
+    /// record first.
+    void expectDeletedBy(auto const& change) {
+        sourceRecord(10);
+        startNoting();
+        source->rxUpdateInc(10, 1);
+        journal.take();
+        {
+            const TraceNotes tracing(traceName, journal.lines);
+            change();
+        }
+        EXPECT_EQ(journal.take(), (Lines{line(8, "handleRxUpdate", "deleting vlan=10"),
+                                         "rxInfo[10] deleted", "rxUpdate[10] deleted"}));
+        EXPECT_EQ(dest->rxInfo(10), nullptr);
+        EXPECT_EQ(dest->rxUpdate().members(), 0U);
     }
     /// The handlers of the scalars, in the order in which a new source has them called.
     void callScalarHandlers() {
@@ -70,14 +92,13 @@ class RxMstPortStatusSyncer : public Fixture {
     RxMstPortStatus::Ptr dest{dynamic->rxMstStatusIs("mst1")->rxMstPortStatusIs(et(1))};
     RxMstPortStatus::Ptr source{new RxMstPortStatus(et(1))};
     RxMstPortStatus::Ptr other{new RxMstPortStatus(et(1))};
-    Steps steps;
+    Journal journal{Journal::names};
     Zel::Ptr<Syncer> syncer;
-    Zel::Ptr<Watcher<RxMstPortStatus>> noting;
 };
 using RxMstPortStatusSyncerDeathTest = RxMstPortStatusSyncer;
-INSTANTIATE_TEST_SUITE_P(, RxMstPortStatusSyncer, ::testing::Bool(), parameterName);
+WITH_BOTH_WAYS_OF_COUNTING(RxMstPortStatusSyncer);
 INSTANTIATE_TEST_SUITE_P(DeathTests, RxMstPortStatusSyncerDeathTest, ::testing::Values(false),
-                         parameterName);
+                         nameOfCounting);
 
 // Construction
 
@@ -105,21 +126,20 @@ TEST_P(RxMstPortStatusSyncer, TheTypesAreRegisteredUnderTheirQualifiedNames) {
 
 TEST_P(RxMstPortStatusSyncer, ConstructionTracesOnceAndWritesTheSixScalarsInOrder) {
     fill(*source, 0);
-    noting = note<RxMstPortStatus>(dest, steps);
-    const NoteTraces tracing(steps);
+    journal.watch(dest);
+    const TraceNotes tracing(traceName, journal.lines);
     start();
-    Steps expected{line(8, "handleInitialized")};
+    Lines expected{line(8, "handleInitialized")};
     expected.insert(expected.end(), scalarNames.begin(), scalarNames.end());
-    EXPECT_EQ(take(steps), expected);
-    EXPECT_EQ(textOf(*dest), textOf(*source));
+    EXPECT_EQ(journal.take(), expected);
+    EXPECT_EQ(contents(dest), contents(source));
 }
 
 TEST_P(RxMstPortStatusSyncer, InitializedIsSetAfterTheWrites) {
     start();
     syncer->initializedIs(false);
     bool during = true;
-    const auto looking =
-        watch<RxMstPortStatus>(dest, [&](std::string const&) { during = syncer->initialized(); });
+    const auto looking = onWrite(dest, [&](std::string const&) { during = syncer->initialized(); });
     syncer->handleInitialized();
     EXPECT_FALSE(during);
     EXPECT_TRUE(syncer->initialized());
@@ -128,25 +148,25 @@ TEST_P(RxMstPortStatusSyncer, InitializedIsSetAfterTheWrites) {
 TEST_P(RxMstPortStatusSyncer, WithoutADestinationConstructionTracesSoAndIsInitializedAllTheSame) {
     dropDestination();
     fill(*source, 0);
-    const NoteTraces tracing(steps);
+    const TraceNotes tracing(traceName, journal.lines);
     start();
-    EXPECT_EQ(take(steps), (Steps{line(8, "handleInitialized"),
-                                  line(7, "handleInitialized", "no destination")}));
+    EXPECT_EQ(journal.take(), (Lines{line(8, "handleInitialized"),
+                                     line(7, "handleInitialized", "no destination")}));
     EXPECT_TRUE(syncer->initialized());
     EXPECT_EQ(dynamic->rxMstStatus().members(), 0U);
     // A later call does not try again.
     const auto late = dynamic->rxMstStatusIs("mst1")->rxMstPortStatusIs(et(1));
     syncer->handleInitialized();
-    EXPECT_EQ(take(steps), Steps{line(8, "handleInitialized")});
+    EXPECT_EQ(journal.take(), Lines{line(8, "handleInitialized")});
     EXPECT_EQ(late->bpduCount(), 0U);
 }
 
 TEST_P(RxMstPortStatusSyncer, AnotherHandleInitializedTracesAndDoesNothingElse) {
     fill(*source, 0);
     startNoting();
-    const NoteTraces tracing(steps);
+    const TraceNotes tracing(traceName, journal.lines);
     syncer->handleInitialized();
-    EXPECT_EQ(take(steps), Steps{line(8, "handleInitialized")});
+    EXPECT_EQ(journal.take(), Lines{line(8, "handleInitialized")});
 }
 
 TEST_P(RxMstPortStatusSyncer, RecordsThatAreThereBeforeAreNotCopiedUntilTheirUpdateCountChanges) {
@@ -156,7 +176,7 @@ TEST_P(RxMstPortStatusSyncer, RecordsThatAreThereBeforeAreNotCopiedUntilTheirUpd
     EXPECT_EQ(dest->rxInfo().members(), 0U);
     EXPECT_EQ(dest->rxUpdate().members(), 0U);
     source->rxUpdateInc(10, 1);
-    EXPECT_EQ(text(dest->rxInfo(10)), text(source->rxInfo(10)));
+    EXPECT_EQ(contents(dest->rxInfo(10)), contents(source->rxInfo(10)));
     EXPECT_EQ(dest->rxUpdate(10), 1U);
 }
 
@@ -192,46 +212,46 @@ TEST_P(RxMstPortStatusSyncerDeathTest, ANullSourceWhereThereIsADestinationIsAnAs
 TEST_P(RxMstPortStatusSyncer, TheDestinationIsFoundByNameAndInterfaceAndNeverCreatedNorTraced) {
     start();
     EXPECT_EQ(syncer->dest(), dest);
-    const NoteTraces tracing(steps);
+    const TraceNotes tracing(traceName, journal.lines);
     dynamic->rxMstStatus("mst1")->rxMstPortStatusDel(et(1));
     dynamic->rxMstStatus("mst1")->rxMstPortStatusIs(et(2));
     dynamic->rxMstStatusIs("mst2")->rxMstPortStatusIs(et(1));
     EXPECT_EQ(syncer->dest(), nullptr);
     dynamic->rxMstStatusDel("mst1");
-    const auto before = textOf(*dynamic);
+    const auto before = contents(dynamic);
     EXPECT_EQ(syncer->dest(), nullptr);
-    EXPECT_EQ(textOf(*dynamic), before);
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(contents(dynamic), before);
+    EXPECT_EQ(journal.take(), Lines{});
 }
 
 TEST_P(RxMstPortStatusSyncer, WithoutADestinationEveryHandlerTracesSoAndChangesNothing) {
     start();
     fill(*source, 5);
     sourceRecord(10);
-    const auto held = textOf(*dest);
+    const auto held = contents(dest);
     for (const bool withoutName : {false, true}) {
         if (withoutName)
             dynamic->rxMstStatusDel("mst1");
         else
             dynamic->rxMstStatus("mst1")->rxMstPortStatusDel(et(1));
-        const auto before = textOf(*dynamic);
+        const auto before = contents(dynamic);
         {
-            const NoteTraces tracing(steps);
+            const TraceNotes tracing(traceName, journal.lines);
             fill(*source, 6);
             source->rxUpdateInc(10, 1);
             source->rxUpdateDel(10);
         }
-        EXPECT_EQ(take(steps), (Steps{line(7, "handleBpduCount", "no destination"),
-                                      line(7, "handleRateLimitInterval", "no destination"),
-                                      line(7, "handleRateLimitMaxCount", "no destination"),
-                                      line(7, "handleRateLimitEnabled", "no destination"),
-                                      line(7, "handleCounters", "no destination"),
-                                      line(7, "handleLocalCounters", "no destination"),
-                                      line(7, "handleRxUpdate", "no destination"),
-                                      line(7, "handleRxUpdate", "no destination")}));
-        EXPECT_EQ(textOf(*dynamic), before);
+        EXPECT_EQ(journal.take(), (Lines{line(7, "handleBpduCount", "no destination"),
+                                         line(7, "handleRateLimitInterval", "no destination"),
+                                         line(7, "handleRateLimitMaxCount", "no destination"),
+                                         line(7, "handleRateLimitEnabled", "no destination"),
+                                         line(7, "handleCounters", "no destination"),
+                                         line(7, "handleLocalCounters", "no destination"),
+                                         line(7, "handleRxUpdate", "no destination"),
+                                         line(7, "handleRxUpdate", "no destination")}));
+        EXPECT_EQ(contents(dynamic), before);
     }
-    EXPECT_EQ(textOf(*dest), held) << "the former destination";
+    EXPECT_EQ(contents(dest), held) << "the former destination";
 }
 
 TEST_P(RxMstPortStatusSyncer, ADestinationThatComesLaterIsPickedUpByTheNextChangeAlone) {
@@ -242,12 +262,12 @@ TEST_P(RxMstPortStatusSyncer, ADestinationThatComesLaterIsPickedUpByTheNextChang
     source->rxUpdateInc(10, 1);
     dest = dynamic->rxMstStatusIs("mst1")->rxMstPortStatusIs(et(1));
     const RxMstPortStatus::Ptr expected(new RxMstPortStatus(et(1)));
-    EXPECT_EQ(textOf(*dest), textOf(*expected)) << "what was dropped is not remembered";
+    EXPECT_EQ(contents(dest), contents(expected)) << "what was dropped is not remembered";
     source->bpduCountIs(77);
     expected->bpduCountIs(77);
-    EXPECT_EQ(textOf(*dest), textOf(*expected));
+    EXPECT_EQ(contents(dest), contents(expected));
     source->rxUpdateInc(10, 1);
-    EXPECT_EQ(text(dest->rxInfo(10)), text(source->rxInfo(10)));
+    EXPECT_EQ(contents(dest->rxInfo(10)), contents(source->rxInfo(10)));
     EXPECT_EQ(dest->rxUpdate(10), 1U);
 }
 
@@ -265,23 +285,23 @@ TEST_P(RxMstPortStatusSyncer, ADestinationThatIsReplacedIsFoundAnew) {
 TEST_P(RxMstPortStatusSyncer, EachScalarIsTracedThenWrittenByItself) {
     startNoting();
     {
-        const NoteTraces tracing(steps);
+        const TraceNotes tracing(traceName, journal.lines);
         fill(*source, 5);
     }
     EXPECT_EQ(
-        take(steps),
-        (Steps{line(8, "handleBpduCount"), "bpduCount", line(8, "handleRateLimitInterval"),
+        journal.take(),
+        (Lines{line(8, "handleBpduCount"), "bpduCount", line(8, "handleRateLimitInterval"),
                "rateLimitInterval", line(8, "handleRateLimitMaxCount"), "rateLimitMaxCount",
                line(8, "handleRateLimitEnabled"), "rateLimitEnabled", line(8, "handleCounters"),
                "counters", line(8, "handleLocalCounters"), "localCounters"}));
-    EXPECT_EQ(textOf(*dest), textOf(*source));
+    EXPECT_EQ(contents(dest), contents(source));
 }
 
 TEST_P(RxMstPortStatusSyncer, AnEqualValueIsWrittenAgain) {
     startNoting();
     source->bpduCountIs(0);
     source->bpduCountIs(0);
-    EXPECT_EQ(take(steps), (Steps{"bpduCount", "bpduCount"}));
+    EXPECT_EQ(journal.take(), (Lines{"bpduCount", "bpduCount"}));
 }
 
 TEST_P(RxMstPortStatusSyncer, AHandlerWritesTheCurrentValueOverWhatTheDestinationHas) {
@@ -289,7 +309,7 @@ TEST_P(RxMstPortStatusSyncer, AHandlerWritesTheCurrentValueOverWhatTheDestinatio
     start();
     fill(*dest, 90);
     callScalarHandlers();
-    EXPECT_EQ(textOf(*dest), textOf(*source));
+    EXPECT_EQ(contents(dest), contents(source));
 }
 
 TEST_P(RxMstPortStatusSyncer, TheCountersAndTheLocalCountersNeverFeedEachOther) {
@@ -300,7 +320,7 @@ TEST_P(RxMstPortStatusSyncer, TheCountersAndTheLocalCountersNeverFeedEachOther) 
     source->localCountersIs(counters(200));
     EXPECT_EQ(dest->counters(), counters(100));
     EXPECT_EQ(dest->localCounters(), counters(200));
-    EXPECT_EQ(take(steps), (Steps{"counters", "localCounters"}));
+    EXPECT_EQ(journal.take(), (Lines{"counters", "localCounters"}));
     source->countersIs({});
     EXPECT_EQ(dest->counters(), PortCounters()) << "copied, not added";
     EXPECT_EQ(dest->localCounters(), counters(200));
@@ -321,19 +341,19 @@ TEST_P(RxMstPortStatusSyncer, ValuesAreCopiedAsTheyAre) {
 TEST_P(RxMstPortStatusSyncer, AnUpdateCopiesTheRecordAndThenRaisesTheCountByOne) {
     sourceRecord(10, {0, 3});
     startNoting();
-    Steps recordWrites;
-    std::string atRaise;
-    const auto looking = watch<RxMstPortStatus>(dest, [&](std::string const& what) {
-        if (what == "rxUpdate 10")
-            atRaise = text(dest->rxInfo(10));
+    Lines atRaise;
+    const auto looking = onWrite(dest, [&](std::string const& what) {
+        if (what == "rxUpdate[10]")
+            atRaise = contents(dest->rxInfo(10));
     });
     {
-        const NoteTraces tracing(steps);
+        const TraceNotes tracing(traceName, journal.lines);
         source->rxUpdateInc(10, 1);
     }
-    EXPECT_EQ(take(steps), (Steps{line(8, "handleRxUpdate", "creating/updating vlan=10"),
-                                  "rxInfo 10", "rxUpdate 10"}));
-    EXPECT_EQ(atRaise, text(source->rxInfo(10))) << "the record is whole when the count is raised";
+    EXPECT_EQ(journal.take(), (Lines{line(8, "handleRxUpdate", "creating/updating vlan=10"),
+                                     "rxInfo[10]", "rxUpdate[10]"}));
+    EXPECT_EQ(atRaise, contents(source->rxInfo(10)))
+        << "the record is whole when the count is raised";
     EXPECT_EQ(dest->rxUpdate(10), 1U);
 }
 
@@ -342,14 +362,14 @@ TEST_P(RxMstPortStatusSyncer, ARecordIsCopiedInPlaceBeforeTheCountIsRaised) {
     dest->rxInfoIs(10)->mstiNIs(5);
     startNoting();
     const IntxInfo::Ptr record = dest->rxInfo(10);
-    const auto recording = note<IntxInfo>(record, steps, "record");
+    journal.watch(record, "record ");
     source->rxUpdateInc(10, 1);
-    EXPECT_EQ(take(steps),
-              (Steps{"record neighborAddr", "record stpVersion", "record intxInfoType",
+    EXPECT_EQ(journal.take(),
+              (Lines{"record neighborAddr", "record stpVersion", "record intxInfoType",
                      "record configRevisionLevel", "record configNameString", "record configDigest",
-                     "record mstiN 3", "record mstiN 5", "rxUpdate 10"}));
+                     "record mstiN[3]", "record mstiN[5] deleted", "rxUpdate[10]"}));
     EXPECT_EQ(dest->rxInfo(10), record) << "created or gotten";
-    EXPECT_EQ(text(record), text(source->rxInfo(10)));
+    EXPECT_EQ(contents(record), contents(source->rxInfo(10)));
 }
 
 TEST_P(RxMstPortStatusSyncer, ASecondUpdateAddsOneWhateverTheSourcesCountIs) {
@@ -380,40 +400,27 @@ TEST_P(RxMstPortStatusSyncer, EachVlanIsMirroredByItself) {
     source->rxUpdateInc(10, 1);
     source->rxUpdateInc(VlanIdOrNone(), 1);
     EXPECT_EQ(dest->rxInfo().members(), 2U);
-    EXPECT_EQ(text(dest->rxInfo(VlanIdOrNone())), text(source->rxInfo(VlanIdOrNone())));
+    EXPECT_EQ(contents(dest->rxInfo(VlanIdOrNone())), contents(source->rxInfo(VlanIdOrNone())));
     EXPECT_EQ(dest->rxInfo(4094), nullptr);
     source->rxUpdateDel(10);
     EXPECT_EQ(dest->rxInfo(10), nullptr);
     EXPECT_EQ(dest->rxUpdate(VlanIdOrNone()), 1U);
 }
 
-/// Starts with VLAN 10 mirrored, has the source change, and expects that it is deleted, the record
-/// first.
-#define EXPECT_DELETED_BY(CHANGE)                                                                  \
-    sourceRecord(10);                                                                              \
-    startNoting();                                                                                 \
-    source->rxUpdateInc(10, 1);                                                                    \
-    take(steps);                                                                                   \
-    {                                                                                              \
-        const NoteTraces tracing(steps);                                                           \
-        CHANGE;                                                                                    \
-    }                                                                                              \
-    EXPECT_EQ(take(steps),                                                                         \
-              (Steps{line(8, "handleRxUpdate", "deleting vlan=10"), "rxInfo 10", "rxUpdate 10"})); \
-    EXPECT_EQ(dest->rxInfo(10), nullptr);                                                          \
-    EXPECT_EQ(dest->rxUpdate().members(), 0U)
-
 TEST_P(RxMstPortStatusSyncer, AnUpdateOfAVlanWhoseRecordIsMissingDeletesRecordAndCount) {
-    EXPECT_DELETED_BY(source->rxInfoDel(10); EXPECT_EQ(take(steps), Steps{});
-                      source->rxUpdateInc(10, 1));
+    expectDeletedBy([&] {
+        source->rxInfoDel(10);
+        EXPECT_EQ(journal.take(), Lines{});
+        source->rxUpdateInc(10, 1);
+    });
 }
 
 TEST_P(RxMstPortStatusSyncer, ACountThatIsRemovedDeletesRecordAndCount) {
-    EXPECT_DELETED_BY(source->rxUpdateDel(10));
+    expectDeletedBy([&] { source->rxUpdateDel(10); });
 }
 
 TEST_P(RxMstPortStatusSyncer, ACountOfZeroDeletesRecordAndCount) {
-    EXPECT_DELETED_BY(source->rxUpdateIs(10, 0));
+    expectDeletedBy([&] { source->rxUpdateIs(10, 0); });
     EXPECT_NE(source->rxUpdate().lookupNodeG(10), nullptr);
 }
 
@@ -432,12 +439,12 @@ TEST_P(RxMstPortStatusSyncer, DeletingWhatIsMissingAlreadyIsHarmless) {
     startNoting();
     source->rxUpdateInc(10, 1);
     dest->rxInfoDel(10);
-    take(steps);
+    journal.take();
     source->rxUpdateDel(10);
-    EXPECT_EQ(take(steps), Steps{"rxUpdate 10"});
-    const NoteTraces tracing(steps);
+    EXPECT_EQ(journal.take(), Lines{"rxUpdate[10] deleted"});
+    const TraceNotes tracing(traceName, journal.lines);
     syncer->handleRxUpdate(10);
-    EXPECT_EQ(take(steps), Steps{line(8, "handleRxUpdate", "deleting vlan=10")});
+    EXPECT_EQ(journal.take(), Lines{line(8, "handleRxUpdate", "deleting vlan=10")});
 }
 
 TEST_P(RxMstPortStatusSyncer, AChangeOfARecordAloneIsNotMirrored) {
@@ -452,12 +459,12 @@ TEST_P(RxMstPortStatusSyncer, AChangeOfARecordAloneIsNotMirrored) {
 
 TEST_P(RxMstPortStatusSyncer, EachIdentifierReachesItsHandlerAndEveryOtherIsIgnored) {
     start();
-    const NoteTraces tracing(steps);
+    const TraceNotes tracing(traceName, journal.lines);
     const VlanIdOrNone vlan = 10;
     for (Zel::AttributeId id = 0; id < 400; ++id)
         source->notify(id, id == 259 || id == 260 || id == 263 ? &vlan : nullptr);
-    EXPECT_EQ(take(steps),
-              (Steps{line(8, "handleRxUpdate", "deleting vlan=10"), line(8, "handleCounters"),
+    EXPECT_EQ(journal.take(),
+              (Lines{line(8, "handleRxUpdate", "deleting vlan=10"), line(8, "handleCounters"),
                      line(8, "handleLocalCounters"), line(8, "handleBpduCount"),
                      line(8, "handleRateLimitInterval"), line(8, "handleRateLimitMaxCount"),
                      line(8, "handleRateLimitEnabled")}));
@@ -465,9 +472,9 @@ TEST_P(RxMstPortStatusSyncer, EachIdentifierReachesItsHandlerAndEveryOtherIsIgno
 
 TEST_P(RxMstPortStatusSyncer, AnUpdateWithoutAKeyIsIgnored) {
     startNoting();
-    const NoteTraces tracing(steps);
+    const TraceNotes tracing(traceName, journal.lines);
     source->notify(259, nullptr);
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(journal.take(), Lines{});
 }
 
 TEST_P(RxMstPortStatusSyncer, AZombieDropsEveryNotificationUntilItIsNoneAnyMore) {
@@ -477,15 +484,15 @@ TEST_P(RxMstPortStatusSyncer, AZombieDropsEveryNotificationUntilItIsNoneAnyMore)
     const VlanIdOrNone vlan = 10;
     for (Zel::AttributeId id = 258; id < 270; ++id)
         reactor->onAttribute(id, id < 261 ? &vlan : nullptr);
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(journal.take(), Lines{});
     syncer->zelDoZombieReactors(true);
     EXPECT_TRUE(syncer->zelMarkedForDeletion());
     fill(*source, 3);
     source->rxUpdateInc(10, 1);
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(journal.take(), Lines{});
     syncer->zelDoZombieReactors(false);
     source->bpduCountIs(1);
-    EXPECT_EQ(take(steps), Steps{"bpduCount"});
+    EXPECT_EQ(journal.take(), Lines{"bpduCount"});
 }
 
 TEST_P(RxMstPortStatusSyncer, SwitchedOffItTakesNoNotificationAndDoesNotCatchUp) {
@@ -493,11 +500,11 @@ TEST_P(RxMstPortStatusSyncer, SwitchedOffItTakesNoNotificationAndDoesNotCatchUp)
     syncer->hasNotificationActiveIs(false);
     EXPECT_FALSE(syncer->hasNotificationActive());
     source->bpduCountIs(4);
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(journal.take(), Lines{});
     syncer->hasNotificationActiveIs(true);
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(journal.take(), Lines{});
     source->bpduCountIs(5);
-    EXPECT_EQ(take(steps), Steps{"bpduCount"});
+    EXPECT_EQ(journal.take(), Lines{"bpduCount"});
 }
 
 // Other sources
@@ -510,14 +517,14 @@ TEST_P(RxMstPortStatusSyncer, AReboundReactorReplaysTheScalarsInOrderAndNoRecord
     const Zel::Ptr<Syncer::ZelSource> reactor =
         Zel::newActive<Syncer::ZelSource>(source, syncer.ptr());
     syncer->sourceIs(other); // the handlers read the syncer's source
-    take(steps);
+    journal.take();
     {
-        const NoteTraces tracing(steps);
+        const TraceNotes tracing(traceName, journal.lines);
         reactor->notifierIs(other);
     }
     EXPECT_EQ(
-        take(steps),
-        (Steps{line(8, "handleBpduCount"), "bpduCount", line(8, "handleRateLimitInterval"),
+        journal.take(),
+        (Lines{line(8, "handleBpduCount"), "bpduCount", line(8, "handleRateLimitInterval"),
                "rateLimitInterval", line(8, "handleRateLimitMaxCount"), "rateLimitMaxCount",
                line(8, "handleRateLimitEnabled"), "rateLimitEnabled", line(8, "handleCounters"),
                "counters", line(8, "handleLocalCounters"), "localCounters"}));
@@ -525,9 +532,9 @@ TEST_P(RxMstPortStatusSyncer, AReboundReactorReplaysTheScalarsInOrderAndNoRecord
     EXPECT_EQ(dest->rxInfo().members(), 0U);
     EXPECT_TRUE(reactor->isRegisteredNotifiee());
     reactor->notifierIs(other);
-    EXPECT_EQ(take(steps), Steps{}) << "the same entity again";
+    EXPECT_EQ(journal.take(), Lines{}) << "the same entity again";
     reactor->notifierIs(nullptr);
-    EXPECT_EQ(take(steps), Steps{}) << "null only unregisters";
+    EXPECT_EQ(journal.take(), Lines{}) << "null only unregisters";
     EXPECT_EQ(reactor->notifier(), nullptr);
     EXPECT_FALSE(reactor->isRegisteredNotifiee());
 }
@@ -537,33 +544,33 @@ TEST_P(RxMstPortStatusSyncer, AReboundZombieReplaysNothing) {
     const Zel::Ptr<Syncer::ZelSource> reactor(new Syncer::ZelSource(source, syncer.ptr()));
     reactor->zelMarkedForDeletionIs(true);
     reactor->notifierIs(other);
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(journal.take(), Lines{});
 }
 
 TEST_P(RxMstPortStatusSyncer, AReplayEndsWhenTheReactorBecomesAZombieMidway) {
     startNoting();
     const Zel::Ptr<Syncer::ZelSource> reactor(new Syncer::ZelSource(source, syncer.ptr()));
-    const auto marking = watch<RxMstPortStatus>(dest, [&](std::string const& what) {
+    const auto marking = onWrite(dest, [&](std::string const& what) {
         reactor->zelMarkedForDeletionIs(what == "rateLimitMaxCount");
     });
     reactor->notifierIs(other);
-    EXPECT_EQ(take(steps), (Steps{"bpduCount", "rateLimitInterval", "rateLimitMaxCount"}));
+    EXPECT_EQ(journal.take(), (Lines{"bpduCount", "rateLimitInterval", "rateLimitMaxCount"}));
 }
 
 TEST_P(RxMstPortStatusSyncer, AnotherSourceIsWatchedThroughANewReactorAndNoHandlerRuns) {
     fill(*other, 7);
     startNoting();
-    const NoteTraces tracing(steps);
+    const TraceNotes tracing(traceName, journal.lines);
     syncer->sourceIs(other);
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(journal.take(), Lines{});
     EXPECT_EQ(syncer->source(), other);
     EXPECT_TRUE(source->notifieeList()->empty());
     EXPECT_EQ(other->notifieeList()->members(), 1U);
     EXPECT_EQ(Syncer::ZelSource::_zelType.allocations().liveCount(), 1U);
     source->bpduCountIs(1);
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(journal.take(), Lines{});
     other->bpduCountIs(2);
-    EXPECT_EQ(take(steps), (Steps{line(8, "handleBpduCount"), "bpduCount"}));
+    EXPECT_EQ(journal.take(), (Lines{line(8, "handleBpduCount"), "bpduCount"}));
 }
 
 TEST_P(RxMstPortStatusSyncer, TheSameSourceAgainChangesNothing) {
@@ -582,7 +589,7 @@ TEST_P(RxMstPortStatusSyncer,
     for (const bool remove : {false, true}) {
         fill(*source, 7);
         startNoting();
-        const auto before = textOf(*dest);
+        const auto before = contents(dest);
         if (remove)
             syncer->sourceDel();
         else
@@ -591,13 +598,13 @@ TEST_P(RxMstPortStatusSyncer,
         EXPECT_TRUE(source->notifieeList()->empty());
         EXPECT_EQ(Syncer::ZelSource::_zelType.allocations().liveCount(), 0U);
         fill(*source, 8);
-        EXPECT_EQ(take(steps), Steps{});
-        EXPECT_EQ(textOf(*dest), before);
+        EXPECT_EQ(journal.take(), Lines{});
+        EXPECT_EQ(contents(dest), before);
         syncer->sourceDel();
         syncer->sourceIs(source);
         source->bpduCountIs(1);
-        EXPECT_EQ(take(steps), Steps{"bpduCount"});
-        noting = nullptr;
+        EXPECT_EQ(journal.take(), Lines{"bpduCount"});
+        journal.close();
     }
 }
 
@@ -618,12 +625,12 @@ TEST_P(RxMstPortStatusSyncer, ItsEndLeavesTheDestinationAndAllItsDataInPlace) {
     sourceRecord(10, {0, 1});
     startNoting();
     source->rxUpdateInc(10, 1);
-    const auto before = textOf(*dynamic);
-    take(steps);
-    const NoteTraces tracing(steps);
+    const auto before = contents(dynamic);
+    journal.take();
+    const TraceNotes tracing(traceName, journal.lines);
     syncer = nullptr;
-    EXPECT_EQ(take(steps), Steps{});
-    EXPECT_EQ(textOf(*dynamic), before);
+    EXPECT_EQ(journal.take(), Lines{});
+    EXPECT_EQ(contents(dynamic), before);
     EXPECT_TRUE(source->notifieeList()->empty());
     EXPECT_EQ(Syncer::_zelType.allocations().liveCount(), 0U);
     EXPECT_EQ(source->references(), 1U);
@@ -635,11 +642,11 @@ TEST_P(RxMstPortStatusSyncer, ItsEndLeavesTheDestinationAndAllItsDataInPlace) {
 TEST_P(RxMstPortStatusSyncer, ADestinationReactorMayDropTheSyncerInAnyWrite) {
     sourceRecord(10, {0});
     for (std::string const& when :
-         Steps{"bpduCount", "counters", "rateLimitInterval", "rxInfo 10", "rxUpdate 10"}) {
+         Lines{"bpduCount", "counters", "rateLimitInterval", "rxInfo[10]", "rxUpdate[10]"}) {
         dest->rxInfoDel(10);
         dest->rxUpdateDel(10);
         start();
-        const auto dropping = watch<RxMstPortStatus>(dest, [&](std::string const& what) {
+        const auto dropping = onWrite(dest, [&](std::string const& what) {
             if (what == when)
                 syncer = nullptr;
         });
@@ -653,7 +660,7 @@ TEST_P(RxMstPortStatusSyncer, ADestinationReactorMayDropTheSyncerInAnyWrite) {
         EXPECT_EQ(dest->rxInfo().members(), copied ? 1U : 0U) << when;
         EXPECT_EQ(dest->rxUpdate(10), copied ? 1U : 0U) << when;
         if (copied) {
-            EXPECT_EQ(text(dest->rxInfo(10)), text(source->rxInfo(10))) << when;
+            EXPECT_EQ(contents(dest->rxInfo(10)), contents(source->rxInfo(10))) << when;
         }
     }
 }
@@ -662,18 +669,17 @@ TEST_P(RxMstPortStatusSyncer, ADestinationReactorMayDropTheSyncerWhileARecordIsC
     sourceRecord(10, {0});
     dest->rxInfoIs(10);
     start();
-    const auto dropping =
-        watch<IntxInfo>(dest->rxInfo(10), [&](std::string const&) { syncer = nullptr; });
+    const auto dropping = onWrite(dest->rxInfo(10), [&](std::string const&) { syncer = nullptr; });
     source->rxUpdateInc(10, 1);
     EXPECT_EQ(syncer, nullptr);
-    EXPECT_EQ(text(dest->rxInfo(10)), text(source->rxInfo(10)));
+    EXPECT_EQ(contents(dest->rxInfo(10)), contents(source->rxInfo(10)));
     EXPECT_EQ(dest->rxUpdate(10), 1U);
 }
 
 TEST_P(RxMstPortStatusSyncer, ADestinationReactorMayDropTheSyncerWhileItsReactorReplays) {
     start();
     const Zel::Ptr<Syncer::ZelSource> reactor(new Syncer::ZelSource(source, syncer.ptr()));
-    const auto dropping = watch<RxMstPortStatus>(dest, [&](std::string const&) {
+    const auto dropping = onWrite(dest, [&](std::string const&) {
         if (syncer)
             Zel::retire(*reactor);
         syncer = nullptr;
@@ -687,8 +693,7 @@ TEST_P(RxMstPortStatusSyncer, ADestinationReactorMayDropTheSyncerWhileItsReactor
 TEST_P(RxMstPortStatusSyncer, ADestinationReactorMayRemoveTheSource) {
     sourceRecord(10);
     start();
-    const auto removing =
-        watch<RxMstPortStatus>(dest, [&](std::string const&) { syncer->sourceDel(); });
+    const auto removing = onWrite(dest, [&](std::string const&) { syncer->sourceDel(); });
     source->rxUpdateInc(10, 1);
     EXPECT_EQ(dest->rxUpdate(10), 1U) << "the handler ends its work";
     source->rxUpdateInc(10, 1);
@@ -698,14 +703,14 @@ TEST_P(RxMstPortStatusSyncer, ADestinationReactorMayRemoveTheSource) {
 
 TEST_P(RxMstPortStatusSyncer, ADestinationReactorMayDeleteTheSourcesRecordWhileItIsCopied) {
     sourceRecord(10, {0, 1});
-    const auto expected = text(source->rxInfo(10));
+    const auto expected = contents(source->rxInfo(10));
     start();
-    std::string seen;
-    const auto deleting = watch<RxMstPortStatus>(dest, [&](std::string const& what) {
-        if (what == "rxInfo 10" && dest->rxInfo(10))
+    Lines seen;
+    const auto deleting = onWrite(dest, [&](std::string const& what) {
+        if (what == "rxInfo[10]")
             source->rxInfoDel(10);
-        if (what == "rxUpdate 10" && dest->rxInfo(10))
-            seen = text(dest->rxInfo(10));
+        if (what == "rxUpdate[10]")
+            seen = contents(dest->rxInfo(10));
     });
     source->rxUpdateInc(10, 1);
     EXPECT_EQ(seen, expected);
@@ -718,8 +723,8 @@ TEST_P(RxMstPortStatusSyncer, ADestinationReactorMayDeleteTheSourcesRecordWhileI
 TEST_P(RxMstPortStatusSyncer, ADestinationReactorMayDeleteTheDestinationWhileItIsWritten) {
     sourceRecord(10, {0});
     start();
-    const auto deleting = watch<RxMstPortStatus>(dest, [&](std::string const& what) {
-        if (what == "rxInfo 10")
+    const auto deleting = onWrite(dest, [&](std::string const& what) {
+        if (what == "rxInfo[10]")
             dynamic->rxMstStatusDel("mst1");
     });
     source->rxUpdateInc(10, 1);
@@ -734,8 +739,8 @@ TEST_P(RxMstPortStatusSyncer, ADestinationReactorMayMakeARecordAgainInItsOwnDele
     sourceRecord(10);
     start();
     source->rxUpdateInc(10, 1);
-    const auto making = watch<RxMstPortStatus>(dest, [&](std::string const& what) {
-        if (what == "rxInfo 10" && !dest->rxInfo(10))
+    const auto making = onWrite(dest, [&](std::string const& what) {
+        if (what == "rxInfo[10] deleted")
             dest->rxInfoIs(10)->stpVersionIs(9);
     });
     source->rxUpdateDel(10);
@@ -744,13 +749,13 @@ TEST_P(RxMstPortStatusSyncer, ADestinationReactorMayMakeARecordAgainInItsOwnDele
     EXPECT_EQ(dest->rxUpdate().members(), 0U);
     EXPECT_TRUE(dest->rxInfo().check());
     source->rxUpdateInc(10, 1);
-    EXPECT_EQ(text(dest->rxInfo(10)), text(source->rxInfo(10)));
+    EXPECT_EQ(contents(dest->rxInfo(10)), contents(source->rxInfo(10)));
     EXPECT_EQ(dest->rxUpdate(10), 1U);
 }
 
 TEST_P(RxMstPortStatusSyncer, ADestinationReactorMayChangeTheSourceInAWrite) {
     start();
-    const auto changing = watch<RxMstPortStatus>(dest, [&](std::string const& what) {
+    const auto changing = onWrite(dest, [&](std::string const& what) {
         if (what == "bpduCount" && source->bpduCount() < 5)
             source->bpduCountIs(source->bpduCount() + 1);
     });
@@ -764,8 +769,10 @@ TEST_P(RxMstPortStatusSyncer, ADestinationReactorMayChangeTheSourceInAWrite) {
 TEST_P(RxMstPortStatusSyncer, ExhaustedMemoryInTheFactoryLeaksNothingAndReachesTheCaller) {
     const Zel::Name name("a name that is too long to be kept within the object that has it");
     dynamic->rxMstStatusIs(name)->rxMstPortStatusIs(et(1));
-    expectNothingLeakedByAnyFailure( // the syncer and its reactor
-        2, [&] { rxMstPortStatusToRxDynamicSyncerFactory(name, et(1), source, dynamic); });
+    const unsigned failures = failEachAllocation([&](Attempt& attempt) {
+        attempt([&] { rxMstPortStatusToRxDynamicSyncerFactory(name, et(1), source, dynamic); });
+    });
+    EXPECT_GE(failures, 2U) << "the syncer and its reactor";
     EXPECT_TRUE(source->notifieeList()->empty());
     EXPECT_EQ(source->references(), 1U);
     EXPECT_EQ(dynamic->references(), 1U);
@@ -776,50 +783,35 @@ TEST_P(RxMstPortStatusSyncer,
     sourceRecord(10, {0, 1, 2});
     source->rxUpdateInc(10, 1);
     start();
-    unsigned failures = 0;
-    for (std::size_t n = 1;; ++n) {
-        bool thrown = false;
-        {
-            const FailingAllocation failing(n);
-            try {
-                syncer->handleRxUpdate(10);
-            } catch (std::bad_alloc const&) {
-                thrown = true;
-            }
-        }
-        if (!thrown)
-            break;
-        ++failures;
-        dest->rxInfoDel(10);
-        dest->rxUpdateDel(10);
-    }
+    const RxMstStatus::Ptr mst = dynamic->rxMstStatus("mst1");
+    mst->rxMstPortStatusDel(et(1));
+    const unsigned failures = failEachAllocation([&](Attempt& attempt) {
+        dest = mst->rxMstPortStatusIs(et(1));
+        if (!attempt([&] { syncer->handleRxUpdate(10); }))
+            syncer->handleRxUpdate(10);
+        EXPECT_EQ(contents(dest->rxInfo(10)), contents(source->rxInfo(10)));
+        EXPECT_EQ(dest->rxUpdate(10), 1U);
+        mst->rxMstPortStatusDel(et(1));
+        dest = nullptr;
+    });
     EXPECT_GT(failures, 3U);
-    EXPECT_EQ(text(dest->rxInfo(10)), text(source->rxInfo(10)));
-    EXPECT_EQ(dest->rxUpdate(10), 1U);
 }
 
 // Block timers
 
 TEST_P(RxMstPortStatusSyncer, EveryHandlerIsTimedUnderItsQualifiedName) {
     start();
-    std::vector<Zel::U64> memory(8192);
-    Fennic::defaultTraceFile().memoryIs(std::as_writable_bytes(std::span(memory)));
-    syncer->handleInitialized();
-    callScalarHandlers();
-    syncer->handleRxUpdate(10);
-    Fennic::defaultTraceFile().memoryIs({});
-    const TraceReader reader(std::as_bytes(std::span(memory)));
-    const Steps names{"handleInitialized",       "handleBpduCount",
-                      "handleRateLimitInterval", "handleRateLimitMaxCount",
-                      "handleRateLimitEnabled",  "handleCounters",
-                      "handleLocalCounters",     "handleRxUpdate"};
-    ASSERT_EQ(reader.records().size(), names.size());
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        auto const& message = reader.messages().at(reader.records()[i].messageId);
-        EXPECT_EQ(message.text, "Varnol::RxMstPortStatusToRxDynamicSyncer::" + names[i] +
-                                    "():" + std::to_string(message.line));
-        EXPECT_EQ(message.sourceFileName, "StpRxStatusSyncer.cpp");
-    }
+    const TimedBlocks blocks = timedBlocks("StpRxStatusSyncer.cpp", [&] {
+        syncer->handleInitialized();
+        callScalarHandlers();
+        syncer->handleRxUpdate(10);
+    });
+    const std::string prefix = "Varnol::RxMstPortStatusToRxDynamicSyncer::";
+    EXPECT_EQ(blocks.names,
+              (Lines{prefix + "handleInitialized", prefix + "handleBpduCount",
+                     prefix + "handleRateLimitInterval", prefix + "handleRateLimitMaxCount",
+                     prefix + "handleRateLimitEnabled", prefix + "handleCounters",
+                     prefix + "handleLocalCounters", prefix + "handleRxUpdate"}));
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "syncers/RxStatusToRxDynamicSyncer.h"
-#include "tests/model/ReceiveTrees.h"
+#include "tests/framework/NothingLeft.h"
+#include "tests/model/Samples.h"
+#include "tests/model/TreeText.h"
 
 #include <array>
 #include <iostream>
@@ -12,7 +14,8 @@
 namespace Varnol {
 namespace {
 
-using namespace ReceiveTrees;
+using Samples::counters;
+using Samples::et;
 
 namespace Model {
 
@@ -120,14 +123,14 @@ Model::Root read(RxStatus const& from) {
     Model::Root to{from.localHeartbeat(),     from.peerHeartbeat(),     from.updateCtrTime(),
                    from.localUpdateCtrTime(), from.peerUpdateCtrTime(), {}};
     for (Zel::Ptr<RxMstStatus const> const& mst : from.rxMstStatus()) {
-        Model::Mst& name = to.names[keyText(mst->name())];
+        Model::Mst& name = to.names[TreeText::text(mst->name())];
         for (Zel::Ptr<RxMstPortStatus const> const& port : mst->rxMstPortStatus())
             EXPECT_TRUE(name.ports.emplace(port->intfId().port(), read(*port)).second);
     }
     return to;
 }
 
-class RxStatusRandom : public Fixture {
+class RxStatusRandom : public NothingLeft {
   protected:
     static constexpr unsigned operations = 500000;
     static constexpr unsigned batch = 500;
@@ -433,7 +436,7 @@ class RxStatusRandom : public Fixture {
     Model::Root from_, to_;
     unsigned copied_ = 0, deleted_ = 0, withoutDestination_ = 0;
 };
-INSTANTIATE_TEST_SUITE_P(, RxStatusRandom, ::testing::Bool(), parameterName);
+WITH_BOTH_WAYS_OF_COUNTING(RxStatusRandom);
 
 // A million operations, half of them with the thread-safe counting.
 TEST_P(RxStatusRandom, TheDestinationIsWhatTheModelSaysAfterEachBatchOfChanges) {

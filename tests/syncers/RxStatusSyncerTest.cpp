@@ -1,18 +1,27 @@
 #include "syncers/RxStatusToRxDynamicSyncer.h"
 
-#include "framework/fennic/TraceFile.h"
 #include "framework/zel/Exception.h"
 #include "framework/zel/Strep.h"
-#include "tests/framework/TraceReader.h"
-#include "tests/model/ReceiveTrees.h"
+#include "tests/framework/EachAllocation.h"
+#include "tests/framework/NothingLeft.h"
+#include "tests/framework/Thrown.h"
+#include "tests/framework/TimedBlocks.h"
+#include "tests/framework/TraceNotes.h"
+#include "tests/model/Journal.h"
+#include "tests/model/Samples.h"
 
+#include <algorithm>
 #include <set>
 #include <type_traits>
 
 namespace Varnol {
 namespace {
 
-using namespace ReceiveTrees;
+using Samples::et;
+using Samples::fill;
+using TreeText::contents;
+using TreeText::Lines;
+using TreeText::scalars;
 using Root = RxStatusToRxDynamicSyncer;
 using Mst = RxMstStatusToRxDynamicSyncer;
 using Port = RxMstPortStatusToRxDynamicSyncer;
@@ -28,7 +37,9 @@ static_assert(std::is_same_v<decltype(&rxMstStatusToRxDynamicSyncerFactory),
 static_assert(std::is_same_v<decltype(&Mst::RxMstStatusToRxDynamicSyncerIs),
                              decltype(&rxMstStatusToRxDynamicSyncerFactory)>);
 
-const Steps scalarNames{"localHeartbeat", "peerHeartbeat", "updateCtrTime", "localUpdateCtrTime",
+constexpr std::string_view traceName = "StpRxStatusSyncer";
+
+const Lines scalarNames{"localHeartbeat", "peerHeartbeat", "updateCtrTime", "localUpdateCtrTime",
                         "peerUpdateCtrTime"};
 
 std::string rootLine(std::string const& handler, std::string const& message = "") {
@@ -55,7 +66,7 @@ template <class E> Zel::String strep(Zel::Ptr<E> const& entity) {
     return Zel::valueToStrepOfRawPtr(entity.ptr(), typeid(E));
 }
 
-class RxStatusSyncer : public Fixture {
+class RxStatusSyncer : public NothingLeft {
   protected:
     void start() { root = rxStatusToRxDynamicSyncerFactory(source, dynamic); }
     /// An MST name of the source with these ports, each of which the destination has, too.
@@ -70,13 +81,13 @@ class RxStatusSyncer : public Fixture {
     static std::set<std::string> names(Zel::Ptr<Root> const& of) {
         std::set<std::string> names;
         for (Zel::Ptr<Mst> const& child : of->children())
-            names.insert(keyText(child->mstName()));
+            names.insert(TreeText::text(child->mstName()));
         return names;
     }
     static std::set<std::string> ports(Zel::Ptr<Mst> const& of) {
         std::set<std::string> ports;
         for (Zel::Ptr<Port> const& child : of->children())
-            ports.insert(keyText(child->intfId()));
+            ports.insert(TreeText::text(child->intfId()));
         return ports;
     }
     /// Each child follows the element of its key, and each element has its child.
@@ -86,7 +97,7 @@ class RxStatusSyncer : public Fixture {
         EXPECT_EQ(root->children().map().members(), root->source()->rxMstStatus().members());
         for (Zel::Ptr<Mst> const& mst : root->children()) {
             const auto element = root->source()->rxMstStatus(mst->mstName());
-            EXPECT_EQ(mst->source(), element) << keyText(mst->mstName());
+            EXPECT_EQ(mst->source(), element) << TreeText::text(mst->mstName());
             if (!element)
                 continue;
             EXPECT_TRUE(mst->hasNotificationActive());
@@ -108,13 +119,13 @@ class RxStatusSyncer : public Fixture {
     RxStatus::Ptr dynamic{new RxStatus};
     RxStatus::Ptr source{new RxStatus};
     RxStatus::Ptr other{new RxStatus};
-    Steps steps;
+    Journal journal{Journal::names};
     Zel::Ptr<Root> root;
 };
 using RxStatusSyncerDeathTest = RxStatusSyncer;
-INSTANTIATE_TEST_SUITE_P(, RxStatusSyncer, ::testing::Bool(), parameterName);
+WITH_BOTH_WAYS_OF_COUNTING(RxStatusSyncer);
 INSTANTIATE_TEST_SUITE_P(DeathTests, RxStatusSyncerDeathTest, ::testing::Values(false),
-                         parameterName);
+                         nameOfCounting);
 
 // Construction of the root
 
@@ -148,10 +159,10 @@ TEST_P(RxStatusSyncer, TheTypesAreRegisteredUnderTheirQualifiedNames) {
 TEST_P(RxStatusSyncer, ConstructionCopiesTheScalarsInOrderAndThenBuildsTheTreeWithTheseTraces) {
     add("mst1", {1});
     fill(*source, 0);
-    const auto noting = note<RxStatus>(dynamic, steps);
-    const NoteTraces tracing(steps);
+    journal.watch(dynamic);
+    const TraceNotes tracing(traceName, journal.lines);
     start();
-    Steps expected = scalarNames;
+    Lines expected = scalarNames;
     for (std::string const& text :
          {rootLine("handleInitialized"), rootLine("handleMstStatus", "scanning list"),
           rootLine("handleMstStatus", "creating mst1"), mstLine("mst1", "handleInitialized"),
@@ -159,26 +170,26 @@ TEST_P(RxStatusSyncer, ConstructionCopiesTheScalarsInOrderAndThenBuildsTheTreeWi
           mstLine("mst1", "handleMstPortStatus", "creating intf=Ethernet1"),
           portLine("mst1|Et1", 8)})
         expected.push_back(text);
-    EXPECT_EQ(take(steps), expected);
-    EXPECT_EQ(textOf(*dynamic), textOf(*source));
+    EXPECT_EQ(journal.take(), expected);
+    EXPECT_EQ(contents(dynamic), contents(source));
 }
 
 TEST_P(RxStatusSyncer, ARootOnANullSourceHasNoChildrenAndCopiesZeros) {
     fill(*dynamic, 7);
-    const auto noting = note<RxStatus>(dynamic, steps);
-    const NoteTraces tracing(steps);
+    journal.watch(dynamic);
+    const TraceNotes tracing(traceName, journal.lines);
     root = rxStatusToRxDynamicSyncerFactory(nullptr, dynamic);
-    Steps expected = scalarNames;
+    Lines expected = scalarNames;
     expected.push_back(rootLine("handleInitialized"));
     expected.push_back(rootLine("handleMstStatus", "scanning list"));
-    EXPECT_EQ(take(steps), expected);
-    EXPECT_EQ(textOf(*dynamic), textOf(*source)) << "which is empty";
+    EXPECT_EQ(journal.take(), expected);
+    EXPECT_EQ(contents(dynamic), contents(source)) << "which is empty";
     EXPECT_EQ(root->children().map().members(), 0U);
     EXPECT_EQ(root->source(), nullptr);
     EXPECT_TRUE(root->initialized());
     EXPECT_EQ(live(Root::ZelSource::_zelType), 0U);
     root->handleMstStatus("mst1");
-    EXPECT_EQ(take(steps), Steps{rootLine("handleMstStatus", "deleting mst1")})
+    EXPECT_EQ(journal.take(), Lines{rootLine("handleMstStatus", "deleting mst1")})
         << "a null source counts as absent";
 }
 
@@ -212,11 +223,11 @@ TEST_P(RxStatusSyncerDeathTest, AnInterfaceWithoutADestinationRootIsAnAssertion)
 
 TEST_P(RxStatusSyncer, ADestinationThatLacksNamesAndInterfacesIsNoError) {
     source->rxMstStatusIs("mst1")->rxMstPortStatusIs(et(1));
-    const NoteTraces tracing(steps);
+    const TraceNotes tracing(traceName, journal.lines);
     start();
     EXPECT_EQ(
-        take(steps),
-        (Steps{rootLine("handleInitialized"), rootLine("handleMstStatus", "scanning list"),
+        journal.take(),
+        (Lines{rootLine("handleInitialized"), rootLine("handleMstStatus", "scanning list"),
                rootLine("handleMstStatus", "creating mst1"), mstLine("mst1", "handleInitialized"),
                mstLine("mst1", "handleMstPortStatus", "scanning list"),
                mstLine("mst1", "handleMstPortStatus", "creating intf=Ethernet1"),
@@ -231,12 +242,12 @@ TEST_P(RxStatusSyncer, AnotherHandleInitializedTracesAndDoesNothingElse) {
     root->hasNotificationActiveIs(false);
     add("mst2", {1});
     source->rxMstStatus("mst1")->rxMstPortStatusIs(et(2));
-    const auto noting = note<RxStatus>(dynamic, steps);
-    const NoteTraces tracing(steps);
+    journal.watch(dynamic);
+    const TraceNotes tracing(traceName, journal.lines);
     root->handleInitialized();
-    EXPECT_EQ(take(steps), Steps{rootLine("handleInitialized")});
+    EXPECT_EQ(journal.take(), Lines{rootLine("handleInitialized")});
     root->mstDynSyncerSm("mst1")->handleInitialized();
-    EXPECT_EQ(take(steps), Steps{mstLine("mst1", "handleInitialized")});
+    EXPECT_EQ(journal.take(), Lines{mstLine("mst1", "handleInitialized")});
     EXPECT_EQ(names(root), std::set<std::string>{"mst1"});
     EXPECT_EQ(ports(root->mstDynSyncerSm("mst1")), std::set<std::string>{"Et1"});
     root->initializedIs(false);
@@ -249,8 +260,8 @@ TEST_P(RxStatusSyncer, InitializedIsSetAfterTheScan) {
     const auto mst = add("mst1", {1});
     start();
     bool rootDuring = true, mstDuring = true;
-    const auto looking = watch<RxMstPortStatus>(
-        dynamic->rxMstStatus("mst1")->rxMstPortStatus(et(1)), [&](std::string const&) {
+    const auto looking =
+        onWrite(dynamic->rxMstStatus("mst1")->rxMstPortStatus(et(1)), [&](std::string const&) {
             rootDuring = root->initialized();
             if (root->mstDynSyncerSm("mst1"))
                 mstDuring = root->mstDynSyncerSm("mst1")->initialized();
@@ -271,59 +282,59 @@ TEST_P(RxStatusSyncer, InitializedIsSetAfterTheScan) {
 
 TEST_P(RxStatusSyncer, AScalarThatChangesIsWrittenByItselfWithoutATrace) {
     start();
-    const auto noting = note<RxStatus>(dynamic, steps);
-    const NoteTraces tracing(steps);
+    journal.watch(dynamic);
+    const TraceNotes tracing(traceName, journal.lines);
     fill(*source, 7);
-    EXPECT_EQ(take(steps), scalarNames);
-    EXPECT_EQ(textOf(*dynamic), textOf(*source));
+    EXPECT_EQ(journal.take(), scalarNames);
+    EXPECT_EQ(contents(dynamic), contents(source));
     source->peerHeartbeatIs(source->peerHeartbeat());
-    EXPECT_EQ(take(steps), Steps{"peerHeartbeat"}) << "an equal value is written again";
+    EXPECT_EQ(journal.take(), Lines{"peerHeartbeat"}) << "an equal value is written again";
 }
 
 TEST_P(RxStatusSyncer, TheRootIgnoresEveryOtherIdentifierAndANameWithoutKey) {
     start();
-    const auto noting = note<RxStatus>(dynamic, steps);
-    const NoteTraces tracing(steps);
+    journal.watch(dynamic);
+    const TraceNotes tracing(traceName, journal.lines);
     for (Zel::AttributeId id = 0; id < 400; ++id)
         source->notify(id, nullptr);
-    EXPECT_EQ(take(steps), scalarNames);
+    EXPECT_EQ(journal.take(), scalarNames);
     const Zel::Name name("mst1");
     for (Zel::AttributeId id = 0; id < 400; ++id) {
         if (id < 259 || id == 261 || id > 264)
             source->notify(id, &name);
     }
-    EXPECT_EQ(take(steps), Steps{rootLine("handleMstStatus", "deleting mst1")});
+    EXPECT_EQ(journal.take(), Lines{rootLine("handleMstStatus", "deleting mst1")});
 }
 
 TEST_P(RxStatusSyncer, AnMstNameIgnoresEveryOtherIdentifierAndAnInterfaceWithoutKey) {
     const auto mst = add("mst1");
     start();
-    const NoteTraces tracing(steps);
+    const TraceNotes tracing(traceName, journal.lines);
     for (Zel::AttributeId id = 0; id < 400; ++id)
         mst->notify(id, nullptr);
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(journal.take(), Lines{});
     const Kolvu::IntfId intf = Kolvu::IntfId::ethernet(3, 4);
     for (Zel::AttributeId id = 0; id < 400; ++id)
         mst->notify(id, &intf);
-    EXPECT_EQ(take(steps),
-              Steps{mstLine("mst1", "handleMstPortStatus", "deleting intf=Ethernet3/4")});
+    EXPECT_EQ(journal.take(),
+              Lines{mstLine("mst1", "handleMstPortStatus", "deleting intf=Ethernet3/4")});
 }
 
 // MST names
 
 TEST_P(RxStatusSyncer, AnMstNameThatIsAddedMakesExactlyOneChildAndAnotherNotificationReusesIt) {
     start();
-    const NoteTraces tracing(steps);
+    const TraceNotes tracing(traceName, journal.lines);
     source->rxMstStatusIs("mst1");
-    EXPECT_EQ(take(steps), (Steps{rootLine("handleMstStatus", "creating mst1"),
-                                  mstLine("mst1", "handleInitialized"),
-                                  mstLine("mst1", "handleMstPortStatus", "scanning list")}));
+    EXPECT_EQ(journal.take(), (Lines{rootLine("handleMstStatus", "creating mst1"),
+                                     mstLine("mst1", "handleInitialized"),
+                                     mstLine("mst1", "handleMstPortStatus", "scanning list")}));
     const Zel::Ptr<Mst> child = root->mstDynSyncerSm("mst1");
     ASSERT_NE(child, nullptr);
     EXPECT_TRUE(child->hasNotificationActive());
     const Zel::Name name("mst1");
     source->notify(258, &name);
-    EXPECT_EQ(take(steps), Steps{rootLine("handleMstStatus", "creating mst1")});
+    EXPECT_EQ(journal.take(), Lines{rootLine("handleMstStatus", "creating mst1")});
     EXPECT_EQ(root->mstDynSyncerSm("mst1"), child);
     EXPECT_EQ(live(Mst::_zelType), 1U);
 }
@@ -331,12 +342,12 @@ TEST_P(RxStatusSyncer, AnMstNameThatIsAddedMakesExactlyOneChildAndAnotherNotific
 TEST_P(RxStatusSyncer, AnMstNameThatLeavesLosesItsChildAndTheDestinationKeepsItsContent) {
     add("mst1", {1, 2});
     start();
-    const auto before = textOf(*dynamic);
-    const auto noting = note<RxStatus>(dynamic, steps);
-    const NoteTraces tracing(steps);
+    const auto before = contents(dynamic);
+    journal.watch(dynamic);
+    const TraceNotes tracing(traceName, journal.lines);
     source->rxMstStatusDel("mst1");
-    EXPECT_EQ(take(steps), Steps{rootLine("handleMstStatus", "deleting mst1")});
-    EXPECT_EQ(textOf(*dynamic), before);
+    EXPECT_EQ(journal.take(), Lines{rootLine("handleMstStatus", "deleting mst1")});
+    EXPECT_EQ(contents(dynamic), before);
     EXPECT_EQ(live(Mst::_zelType), 0U);
     EXPECT_EQ(live(Port::_zelType), 0U);
 }
@@ -352,10 +363,10 @@ TEST_P(RxStatusSyncer, ARemovedChildThatIsStillHeldIsASilentZombie) {
         EXPECT_TRUE(removed->zelMarkedForDeletion());
         EXPECT_FALSE(removed->hasNotificationActive());
     }
-    const NoteTraces tracing(steps);
+    const TraceNotes tracing(traceName, journal.lines);
     mst->rxMstPortStatusIs(et(2));
     mst->rxMstPortStatus(et(1))->bpduCountIs(99);
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(journal.take(), Lines{});
     root->mstDynSyncerSmDel("mst1");
     root->mstDynSyncerSmDel("never");
 }
@@ -383,7 +394,7 @@ TEST_P(RxStatusSyncer, DeletingAllRemovesEveryChildAndLeavesBothTrees) {
     add("mst1", {1, 2});
     add("mst2", {3});
     start();
-    const auto sourceBefore = textOf(*source), before = textOf(*dynamic);
+    const auto sourceBefore = contents(source), before = contents(dynamic);
     root->mstDynSyncerSm("mst1")->mstDynPortSmDelAll();
     EXPECT_EQ(ports(root->mstDynSyncerSm("mst1")), std::set<std::string>{});
     EXPECT_EQ(live(Port::_zelType), 1U);
@@ -391,8 +402,8 @@ TEST_P(RxStatusSyncer, DeletingAllRemovesEveryChildAndLeavesBothTrees) {
     EXPECT_EQ(names(root), std::set<std::string>{});
     EXPECT_EQ(live(Mst::_zelType), 0U);
     EXPECT_EQ(live(Port::_zelType), 0U);
-    EXPECT_EQ(textOf(*dynamic), before);
-    EXPECT_EQ(textOf(*source), sourceBefore);
+    EXPECT_EQ(contents(dynamic), before);
+    EXPECT_EQ(contents(source), sourceBefore);
     source->rxMstStatusIs("mst4");
     EXPECT_EQ(names(root), std::set<std::string>{"mst4"}) << "the root itself goes on";
 }
@@ -403,24 +414,25 @@ TEST_P(RxStatusSyncer, AnInterfaceThatIsAddedMakesItsChildAndOneThatLeavesLosesI
     const auto mst = add("mst1");
     dynamic->rxMstStatusIs("mst1")->rxMstPortStatusIs(et(1));
     start();
-    const NoteTraces tracing(steps);
+    const TraceNotes tracing(traceName, journal.lines);
     const auto port = mst->rxMstPortStatusIs(et(1));
-    EXPECT_EQ(take(steps), (Steps{mstLine("mst1", "handleMstPortStatus", "creating intf=Ethernet1"),
-                                  portLine("mst1|Et1", 8)}));
+    EXPECT_EQ(journal.take(),
+              (Lines{mstLine("mst1", "handleMstPortStatus", "creating intf=Ethernet1"),
+                     portLine("mst1|Et1", 8)}));
     const Zel::Ptr<Port> child = root->mstDynSyncerSm("mst1")->mstDynPortSm(et(1));
     ASSERT_NE(child, nullptr);
     const Kolvu::IntfId intf = et(1);
     mst->notify(258, &intf);
-    EXPECT_EQ(take(steps),
-              Steps{mstLine("mst1", "handleMstPortStatus", "creating intf=Ethernet1")});
+    EXPECT_EQ(journal.take(),
+              Lines{mstLine("mst1", "handleMstPortStatus", "creating intf=Ethernet1")});
     EXPECT_EQ(root->mstDynSyncerSm("mst1")->mstDynPortSm(et(1)), child);
     fill(*port, 7);
-    take(steps);
-    const auto before = textOf(*dynamic);
+    journal.take();
+    const auto before = contents(dynamic);
     mst->rxMstPortStatusDel(et(1));
-    EXPECT_EQ(take(steps),
-              Steps{mstLine("mst1", "handleMstPortStatus", "deleting intf=Ethernet1")});
-    EXPECT_EQ(textOf(*dynamic), before);
+    EXPECT_EQ(journal.take(),
+              Lines{mstLine("mst1", "handleMstPortStatus", "deleting intf=Ethernet1")});
+    EXPECT_EQ(contents(dynamic), before);
     EXPECT_EQ(ports(root->mstDynSyncerSm("mst1")), std::set<std::string>{});
     EXPECT_TRUE(child->zelMarkedForDeletion());
 }
@@ -435,27 +447,28 @@ TEST_P(RxStatusSyncer, AWholeTreeReachesTheDestination) {
         port->rxUpdateInc(10, 1);
     }
     fill(*source, 3);
-    EXPECT_EQ(textOf(*dynamic), textOf(*source));
+    EXPECT_EQ(contents(dynamic), contents(source));
 }
 
 TEST_P(RxStatusSyncer, AnMstNameMayBeFollowedByItself) {
     const auto mst = add("mst1", {1});
-    const NoteTraces tracing(steps);
+    const TraceNotes tracing(traceName, journal.lines);
     const auto syncer = rxMstStatusToRxDynamicSyncerFactory("mst1", mst, dynamic);
-    EXPECT_EQ(take(steps), (Steps{mstLine("mst1", "handleInitialized"),
-                                  mstLine("mst1", "handleMstPortStatus", "scanning list"),
-                                  mstLine("mst1", "handleMstPortStatus", "creating intf=Ethernet1"),
-                                  portLine("mst1|Et1", 8)}));
+    EXPECT_EQ(journal.take(),
+              (Lines{mstLine("mst1", "handleInitialized"),
+                     mstLine("mst1", "handleMstPortStatus", "scanning list"),
+                     mstLine("mst1", "handleMstPortStatus", "creating intf=Ethernet1"),
+                     portLine("mst1|Et1", 8)}));
     EXPECT_EQ(syncer->references(), 1U);
     EXPECT_TRUE(syncer->hasNotificationActive());
     EXPECT_EQ(syncer->source(), mst);
     const auto without = rxMstStatusToRxDynamicSyncerFactory("mst2", nullptr, nullptr);
     EXPECT_TRUE(without->initialized());
-    EXPECT_EQ(take(steps), (Steps{mstLine("mst2", "handleInitialized"),
-                                  mstLine("mst2", "handleMstPortStatus", "scanning list")}));
+    EXPECT_EQ(journal.take(), (Lines{mstLine("mst2", "handleInitialized"),
+                                     mstLine("mst2", "handleMstPortStatus", "scanning list")}));
     without->handleMstPortStatus(et(1));
-    EXPECT_EQ(take(steps),
-              Steps{mstLine("mst2", "handleMstPortStatus", "deleting intf=Ethernet1")});
+    EXPECT_EQ(journal.take(),
+              Lines{mstLine("mst2", "handleMstPortStatus", "deleting intf=Ethernet1")});
 }
 
 // Other parameters for what is there
@@ -479,10 +492,10 @@ TEST_P(RxStatusSyncer, ANameInUseWithAnotherSourceOrDestinationThrowsAndChangesN
     const auto mst = add("mst1", {1});
     start();
     const RxMstStatus::Ptr wrong(new RxMstStatus("mst1"));
-    const auto before = textOf(*dynamic);
+    const auto before = contents(dynamic);
     const Zel::Ptr<Mst> child = root->mstDynSyncerSm("mst1");
     child->hasNotificationActiveIs(false);
-    const NoteTraces tracing(steps);
+    const TraceNotes tracing(traceName, journal.lines);
     const auto textOfIs = [&](RxMstStatus::Ptr const& from, RxStatus::Ptr const& to) {
         return textThrown<Zel::NameInUseException>(
             [&] { root->mstDynSyncerSmIs("mst1", from, to); });
@@ -493,13 +506,13 @@ TEST_P(RxStatusSyncer, ANameInUseWithAnotherSourceOrDestinationThrowsAndChangesN
     EXPECT_EQ(textOfIs(nullptr, dynamic), inUse("source", "Varnol::RxMstStatus(null)", strep(mst)));
     EXPECT_EQ(textOfIs(mst, other), inUse("rxStatus", strep(other), strep(dynamic)));
     EXPECT_EQ(textOfIs(mst, nullptr), inUse("rxStatus", "Varnol::RxStatus(null)", strep(dynamic)));
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(journal.take(), Lines{});
     EXPECT_EQ(root->mstDynSyncerSm("mst1"), child);
     EXPECT_EQ(child->source(), mst);
     EXPECT_EQ(child->rxStatus(), dynamic);
     EXPECT_FALSE(child->hasNotificationActive()) << "not switched on";
     EXPECT_EQ(live(Mst::_zelType), 1U);
-    EXPECT_EQ(textOf(*dynamic), before);
+    EXPECT_EQ(contents(dynamic), before);
 }
 
 TEST_P(RxStatusSyncer, AnInterfaceInUseWithAnotherParameterThrowsAndChangesNothing) {
@@ -510,7 +523,7 @@ TEST_P(RxStatusSyncer, AnInterfaceInUseWithAnotherParameterThrowsAndChangesNothi
     const Zel::Ptr<Mst> parent = root->mstDynSyncerSm("mst1");
     const Zel::Ptr<Port> child = parent->mstDynPortSm(et(1));
     child->hasNotificationActiveIs(false);
-    const auto before = textOf(*dynamic);
+    const auto before = contents(dynamic);
     const auto textOfIs = [&](const char* name, RxMstPortStatus::Ptr const& port,
                               RxStatus::Ptr const& to) {
         return textThrown<Zel::NameInUseException>(
@@ -526,7 +539,7 @@ TEST_P(RxStatusSyncer, AnInterfaceInUseWithAnotherParameterThrowsAndChangesNothi
     EXPECT_EQ(child->source(), from);
     EXPECT_FALSE(child->hasNotificationActive());
     EXPECT_EQ(live(Port::_zelType), 1U);
-    EXPECT_EQ(textOf(*dynamic), before);
+    EXPECT_EQ(contents(dynamic), before);
 }
 
 TEST_P(RxStatusSyncer, APointerIsPrintedWithItsClassAndAddress) {
@@ -554,25 +567,25 @@ TEST_P(RxStatusSyncer, AnotherSourceIsScannedAndItsScalarsAreNotCopied) {
     add("mst1", {1});
     fill(*source, 7);
     start();
-    const auto scalars = scalarText(*dynamic);
+    const auto before = scalars(dynamic);
     fill(*other, 9);
     other->rxMstStatusIs("mst2");
-    const auto noting = note<RxStatus>(dynamic, steps);
-    const NoteTraces tracing(steps);
+    journal.watch(dynamic);
+    const TraceNotes tracing(traceName, journal.lines);
     root->sourceIs(other);
-    EXPECT_EQ(take(steps), (Steps{rootLine("handleMstStatus", "scanning list"),
-                                  rootLine("handleMstStatus", "creating mst2"),
-                                  mstLine("mst2", "handleInitialized"),
-                                  mstLine("mst2", "handleMstPortStatus", "scanning list")}));
-    EXPECT_EQ(scalarText(*dynamic), scalars);
+    EXPECT_EQ(journal.take(), (Lines{rootLine("handleMstStatus", "scanning list"),
+                                     rootLine("handleMstStatus", "creating mst2"),
+                                     mstLine("mst2", "handleInitialized"),
+                                     mstLine("mst2", "handleMstPortStatus", "scanning list")}));
+    EXPECT_EQ(scalars(dynamic), before);
     EXPECT_EQ(root->source(), other);
     EXPECT_EQ(names(root), (std::set<std::string>{"mst1", "mst2"})) << "a scan never deletes";
     EXPECT_TRUE(source->notifieeList()->empty());
     EXPECT_EQ(live(Root::ZelSource::_zelType), 1U);
     source->localHeartbeatIs(1);
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(journal.take(), Lines{});
     other->localHeartbeatIs(2);
-    EXPECT_EQ(take(steps), Steps{"localHeartbeat"});
+    EXPECT_EQ(journal.take(), Lines{"localHeartbeat"});
     other->rxMstStatusIs("mst3");
     EXPECT_EQ(names(root), (std::set<std::string>{"mst1", "mst2", "mst3"}));
 }
@@ -581,9 +594,9 @@ TEST_P(RxStatusSyncer, TheSameSourceAgainChangesNothingAndTracesNothing) {
     add("mst1", {1});
     start();
     root->mstDynSyncerSmDelAll();
-    const NoteTraces tracing(steps);
+    const TraceNotes tracing(traceName, journal.lines);
     root->sourceIs(source);
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(journal.take(), Lines{});
     EXPECT_EQ(names(root), std::set<std::string>{});
 }
 
@@ -592,19 +605,19 @@ TEST_P(RxStatusSyncer, ASourceThatBecomesNullOrIsRemovedLeavesChildrenAndDestina
     for (const bool remove : {false, true}) {
         start();
         fill(*source, 7);
-        const auto before = textOf(*dynamic);
-        const NoteTraces tracing(steps);
+        const auto before = contents(dynamic);
+        const TraceNotes tracing(traceName, journal.lines);
         if (remove)
             root->sourceDel();
         else
             root->sourceIs(nullptr);
-        EXPECT_EQ(take(steps),
-                  remove ? Steps{} : Steps{rootLine("handleMstStatus", "scanning list")});
+        EXPECT_EQ(journal.take(),
+                  remove ? Lines{} : Lines{rootLine("handleMstStatus", "scanning list")});
         EXPECT_EQ(root->source(), nullptr);
         EXPECT_TRUE(source->notifieeList()->empty());
         EXPECT_EQ(names(root), std::set<std::string>{"mst1"});
         fill(*source, 8);
-        EXPECT_EQ(textOf(*dynamic), before);
+        EXPECT_EQ(contents(dynamic), before);
         source->rxMstStatus("mst1")->rxMstPortStatus(et(1))->bpduCountIs(99);
         EXPECT_EQ(dynamic->rxMstStatus("mst1")->rxMstPortStatus(et(1))->bpduCount(), 99U)
             << "the children go on";
@@ -612,7 +625,7 @@ TEST_P(RxStatusSyncer, ASourceThatBecomesNullOrIsRemovedLeavesChildrenAndDestina
         root->sourceIs(source);
         EXPECT_EQ(names(root), std::set<std::string>{"mst1"}) << "and are reused";
         root = nullptr;
-        take(steps);
+        journal.take();
     }
 }
 
@@ -622,9 +635,9 @@ TEST_P(RxStatusSyncer, ASourceThatHoldsANameThatIsFollowedThrowsAndIsWatchedAllT
     // Two more names, one on either side of it in the walk of the other tree if there are such.
     for (const char* name : {"mst0", "mst1", "mst2", "mst3", "mst4"})
         other->rxMstStatusIs(name);
-    Steps walk;
+    Lines walk;
     for (Zel::Ptr<RxMstStatus const> const& each : std::as_const(*other).rxMstStatus())
-        walk.push_back(keyText(each->name()));
+        walk.push_back(TreeText::text(each->name()));
     const auto at = std::ranges::find(walk, "mst1");
     ASSERT_NE(at, walk.end());
     std::set<std::string> expected(walk.begin(), at);
@@ -655,16 +668,16 @@ TEST_P(RxStatusSyncer, AReboundReactorCopiesTheScalarsInOrderAndDoesNotRescan) {
     fill(*other, 9);
     other->rxMstStatusIs("mst2");
     const Zel::Ptr<Root::ZelSource> reactor = Zel::newActive<Root::ZelSource>(source, root.ptr());
-    const auto noting = note<RxStatus>(dynamic, steps);
-    const NoteTraces tracing(steps);
+    journal.watch(dynamic);
+    const TraceNotes tracing(traceName, journal.lines);
     reactor->notifierIs(other);
-    EXPECT_EQ(take(steps), scalarNames);
-    EXPECT_EQ(scalarText(*dynamic), scalarText(*other));
+    EXPECT_EQ(journal.take(), scalarNames);
+    EXPECT_EQ(scalars(dynamic), scalars(other));
     EXPECT_TRUE(reactor->isRegisteredNotifiee());
     EXPECT_EQ(names(root), std::set<std::string>{});
     reactor->notifierIs(other);
     reactor->notifierIs(nullptr);
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(journal.take(), Lines{});
 }
 
 TEST_P(RxStatusSyncer, AnotherSourceOfAnMstNameRunsNoHandler) {
@@ -673,9 +686,9 @@ TEST_P(RxStatusSyncer, AnotherSourceOfAnMstNameRunsNoHandler) {
     another->rxMstPortStatusIs(et(2));
     start();
     const Zel::Ptr<Mst> child = root->mstDynSyncerSm("mst1");
-    const NoteTraces tracing(steps);
+    const TraceNotes tracing(traceName, journal.lines);
     child->sourceIs(another);
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(journal.take(), Lines{});
     EXPECT_EQ(child->source(), another);
     EXPECT_EQ(ports(child), std::set<std::string>{"Et1"});
     EXPECT_TRUE(mst->notifieeList()->empty());
@@ -696,7 +709,7 @@ TEST_P(RxStatusSyncer, AnotherSourceOfAnMstNameRunsNoHandler) {
 TEST_P(RxStatusSyncer, SwitchingTheRootOffSilencesTheWholeTree) {
     const auto mst = add("mst1", {1});
     start();
-    const auto before = textOf(*dynamic);
+    const auto before = contents(dynamic);
     const auto change = [&] {
         source->localHeartbeatIs(source->localHeartbeat() + 1);
         mst->rxMstPortStatus(et(1))->bpduCountIs(mst->rxMstPortStatus(et(1))->bpduCount() + 1);
@@ -705,20 +718,21 @@ TEST_P(RxStatusSyncer, SwitchingTheRootOffSilencesTheWholeTree) {
         mst->rxMstPortStatusIs(et(2));
         mst->rxMstPortStatusDel(et(2));
     };
-    const NoteTraces tracing(steps);
+    const TraceNotes tracing(traceName, journal.lines);
     root->hasNotificationActiveIs(false);
     change();
-    EXPECT_EQ(take(steps), Steps{});
-    EXPECT_EQ(textOf(*dynamic), before);
+    EXPECT_EQ(journal.take(), Lines{});
+    EXPECT_EQ(contents(dynamic), before);
     for (const bool on : {false, true}) {
         root->hasNotificationActiveIs(on);
         EXPECT_EQ(root->hasNotificationActive(), on);
         EXPECT_EQ(root->mstDynSyncerSm("mst1")->hasNotificationActive(), on);
         EXPECT_EQ(root->mstDynSyncerSm("mst1")->mstDynPortSm(et(1))->hasNotificationActive(), on);
     }
-    EXPECT_EQ(textOf(*dynamic), before) << "switching on catches nothing up";
+    EXPECT_EQ(contents(dynamic), before) << "switching on catches nothing up";
     change();
-    EXPECT_EQ(take(steps).size(), 9U) << "count, then two names and two interfaces made and gone";
+    EXPECT_EQ(journal.take().size(), 9U)
+        << "count, then two names and two interfaces made and gone";
     EXPECT_EQ(dynamic->localHeartbeat(), source->localHeartbeat());
 }
 
@@ -739,14 +753,14 @@ TEST_P(RxStatusSyncer, ZombiesRunNoHandlerAndMayComeBack) {
     root->zelDoZombieReactors(true);
     EXPECT_TRUE(root->mstDynSyncerSm("mst1")->zelMarkedForDeletion());
     EXPECT_TRUE(root->mstDynSyncerSm("mst1")->mstDynPortSm(et(1))->zelMarkedForDeletion());
-    const auto before = textOf(*dynamic);
-    const NoteTraces tracing(steps);
+    const auto before = contents(dynamic);
+    const TraceNotes tracing(traceName, journal.lines);
     source->localHeartbeatIs(99);
     source->rxMstStatusIs("mst2");
     mst->rxMstPortStatusIs(et(2));
     mst->rxMstPortStatus(et(1))->bpduCountIs(99);
-    EXPECT_EQ(take(steps), Steps{});
-    EXPECT_EQ(textOf(*dynamic), before);
+    EXPECT_EQ(journal.take(), Lines{});
+    EXPECT_EQ(contents(dynamic), before);
     root->zelDoZombieReactors(false);
     source->localHeartbeatIs(100);
     mst->rxMstPortStatus(et(1))->bpduCountIs(100);
@@ -760,12 +774,12 @@ TEST_P(RxStatusSyncer, AReactorThatIsAZombieDropsWhatReachesIt) {
     reactor->zelMarkedForDeletionIs(true);
     source->rxMstStatusIs("mst1");
     root->mstDynSyncerSmDelAll();
-    const auto noting = note<RxStatus>(dynamic, steps);
+    journal.watch(dynamic);
     const Zel::Name name("mst1");
     for (Zel::AttributeId id = 258; id < 265; ++id)
         reactor->onAttribute(id, id == 258 ? &name : nullptr);
     reactor->notifierIs(other);
-    EXPECT_EQ(take(steps), Steps{});
+    EXPECT_EQ(journal.take(), Lines{});
     EXPECT_EQ(names(root), std::set<std::string>{});
 }
 
@@ -774,18 +788,18 @@ TEST_P(RxStatusSyncer, TheEndOfTheRootEndsTheWholeTreeAndLeavesBothTrees) {
     add("mst2", {1});
     start();
     fill(*source, 4);
-    const auto before = textOf(*dynamic);
-    const auto noting = note<RxStatus>(dynamic, steps);
-    const NoteTraces tracing(steps);
+    const auto before = contents(dynamic);
+    journal.watch(dynamic);
+    const TraceNotes tracing(traceName, journal.lines);
     const Zel::Ptr<Mst> held = root->mstDynSyncerSm("mst1");
     root = nullptr;
-    EXPECT_EQ(take(steps), Steps{});
-    EXPECT_EQ(textOf(*dynamic), before);
+    EXPECT_EQ(journal.take(), Lines{});
+    EXPECT_EQ(contents(dynamic), before);
     EXPECT_EQ(live(Root::_zelType), 0U);
     EXPECT_EQ(live(Mst::_zelType), 1U) << "the one that is held";
     EXPECT_TRUE(held->zelMarkedForDeletion());
     source->rxMstStatus("mst1")->rxMstPortStatus(et(1))->bpduCountIs(77);
-    EXPECT_EQ(textOf(*dynamic), before);
+    EXPECT_EQ(contents(dynamic), before);
     EXPECT_TRUE(source->notifieeList()->empty());
 }
 
@@ -795,7 +809,7 @@ TEST_P(RxStatusSyncer, ADestinationReactorMayDropTheRootInAScalarWrite) {
     for (std::string const& when : scalarNames) {
         add("mst1", {1});
         start();
-        const auto dropping = watch<RxStatus>(dynamic, [&](std::string const& what) {
+        const auto dropping = onWrite(dynamic, [&](std::string const& what) {
             if (what == when)
                 root = nullptr;
         });
@@ -811,9 +825,8 @@ TEST_P(RxStatusSyncer, ADestinationReactorMayDropTheRootWhileAChildIsBuiltOrALis
         add("mst1", {1, 2});
         add("mst2", {1});
         start();
-        const auto dropping =
-            watch<RxMstPortStatus>(dynamic->rxMstStatus("mst1")->rxMstPortStatus(et(1)),
-                                   [&](std::string const&) { root = nullptr; });
+        const auto dropping = onWrite(dynamic->rxMstStatus("mst1")->rxMstPortStatus(et(1)),
+                                      [&](std::string const&) { root = nullptr; });
         if (scan) {
             Root* const raw = root.ptr();
             raw->mstDynSyncerSmDelAll();
@@ -835,9 +848,8 @@ TEST_P(RxStatusSyncer, WhatTheConstructionOfAPortTakesOutOfTheSourceHasNoChild) 
     const auto mst = add("mst1");
     dynamic->rxMstStatusIs("mst1")->rxMstPortStatusIs(et(1));
     start();
-    const auto deleting =
-        watch<RxMstPortStatus>(dynamic->rxMstStatus("mst1")->rxMstPortStatus(et(1)),
-                               [&](std::string const&) { mst->rxMstPortStatusDel(et(1)); });
+    const auto deleting = onWrite(dynamic->rxMstStatus("mst1")->rxMstPortStatus(et(1)),
+                                  [&](std::string const&) { mst->rxMstPortStatusDel(et(1)); });
     mst->rxMstPortStatusIs(et(1));
     EXPECT_EQ(mst->rxMstPortStatus(et(1)), nullptr);
     EXPECT_EQ(live(Port::_zelType), 0U);
@@ -848,9 +860,8 @@ TEST_P(RxStatusSyncer, WhatTheConstructionOfAnMstNameTakesOutOfTheSourceHasNoChi
     start();
     add("mst2");
     dynamic->rxMstStatusIs("mst1")->rxMstPortStatusIs(et(1));
-    const auto deleting =
-        watch<RxMstPortStatus>(dynamic->rxMstStatus("mst1")->rxMstPortStatus(et(1)),
-                               [&](std::string const&) { source->rxMstStatusDel("mst1"); });
+    const auto deleting = onWrite(dynamic->rxMstStatus("mst1")->rxMstPortStatus(et(1)),
+                                  [&](std::string const&) { source->rxMstStatusDel("mst1"); });
     const RxMstStatus::Ptr mst(new RxMstStatus("mst1"));
     mst->rxMstPortStatusIs(et(1));
     source->rxMstStatusMemberIs(mst);
@@ -864,8 +875,8 @@ TEST_P(RxStatusSyncer, WhatTheConstructionOfAChildReplacesInTheSourceIsFollowed)
     dynamic->rxMstStatusIs("mst1")->rxMstPortStatusIs(et(1));
     start();
     bool done = false;
-    const auto replacing = watch<RxMstPortStatus>(
-        dynamic->rxMstStatus("mst1")->rxMstPortStatus(et(1)), [&](std::string const&) {
+    const auto replacing =
+        onWrite(dynamic->rxMstStatus("mst1")->rxMstPortStatus(et(1)), [&](std::string const&) {
             if (std::exchange(done, true))
                 return;
             mst->rxMstPortStatusDel(et(1));
@@ -885,9 +896,9 @@ TEST_P(RxStatusSyncer, ADestinationReactorMayDeleteFromTheCollectionThatIsScanne
         add("mst3", {1});
         root = nullptr;
         bool done = false;
-        std::vector<Zel::Ptr<Watcher<RxMstPortStatus>>> watchers;
+        std::vector<Watcher::Ptr> watchers;
         for (Zel::U16 port = 1; port <= 6; ++port)
-            watchers.push_back(watch<RxMstPortStatus>(
+            watchers.push_back(onWrite(
                 dynamic->rxMstStatus("mst1")->rxMstPortStatus(et(port)), [&](std::string const&) {
                     if (std::exchange(done, true))
                         return;
@@ -910,16 +921,15 @@ TEST_P(RxStatusSyncer, ASourceReactorBehindTheSyncersMayMakeANameAgainInItsOwnDe
     const auto mst = add("mst1", {1, 2});
     start();
     bool done = false;
-    const auto making = watch<RxStatus>(source, [&](std::string const& what) {
-        if (what == "rxMstStatus mst1" && !source->rxMstStatus("mst1") &&
-            !std::exchange(done, true))
+    const auto making = onWrite(source, [&](std::string const& what) {
+        if (what == "rxMstStatus[mst1] deleted" && !std::exchange(done, true))
             source->rxMstStatusIs("mst1")->rxMstPortStatusIs(et(2));
     });
     source->rxMstStatusDel("mst1");
     EXPECT_NE(source->rxMstStatus("mst1"), mst);
     expectStandsAsItsSource();
     const auto again = source->rxMstStatus("mst1");
-    const auto makingPort = watch<RxMstStatus>(again, [&](std::string const&) {
+    const auto makingPort = onWrite(again, [&](std::string const&) {
         if (!again->rxMstPortStatus(et(2)))
             again->rxMstPortStatusIs(et(2));
     });
@@ -931,7 +941,7 @@ TEST_P(RxStatusSyncer, ASourceReactorBehindTheSyncersMayMakeANameAgainInItsOwnDe
 TEST_P(RxStatusSyncer, ASourceReactorBeforeTheSyncersThatMakesANameAgainIsToldThatItIsInUse) {
     const auto mst = add("mst1", {1});
     bool done = false;
-    const auto making = watch<RxStatus>(source, [&](std::string const&) {
+    const auto making = onWrite(source, [&](std::string const&) {
         if (!source->rxMstStatus("mst1") && !std::exchange(done, true))
             source->rxMstStatusIs("mst1");
     });
@@ -950,7 +960,7 @@ TEST_P(RxStatusSyncer, ADestinationReactorMayRemoveOrReplaceTheRootsSource) {
     for (const bool remove : {true, false}) {
         add("mst1", {1});
         start();
-        const auto disturbing = watch<RxStatus>(dynamic, [&](std::string const&) {
+        const auto disturbing = onWrite(dynamic, [&](std::string const&) {
             if (remove)
                 root->sourceDel();
             else
@@ -971,8 +981,11 @@ TEST_P(RxStatusSyncer, ADestinationReactorMayRemoveOrReplaceTheRootsSource) {
 TEST_P(RxStatusSyncer, ExhaustedMemoryInTheRootsFactoryLeaksNothingAndReachesTheCaller) {
     add("a name that is too long to be kept within the object that has it", {1, 2});
     add("mst2", {1});
-    // A syncer and a reactor for the root, two names and three interfaces, and three collections.
-    expectNothingLeakedByAnyFailure(15, [&] { rxStatusToRxDynamicSyncerFactory(source, dynamic); });
+    const unsigned failures = failEachAllocation([&](Attempt& attempt) {
+        attempt([&] { rxStatusToRxDynamicSyncerFactory(source, dynamic); });
+    });
+    EXPECT_GE(failures, 15U) << "a syncer and a reactor for the root, two names and three "
+                                "interfaces, and three collections";
     EXPECT_TRUE(source->notifieeList()->empty());
     EXPECT_EQ(source->references(), 1U);
     EXPECT_EQ(dynamic->references(), 1U);
@@ -981,42 +994,35 @@ TEST_P(RxStatusSyncer, ExhaustedMemoryInTheRootsFactoryLeaksNothingAndReachesThe
 TEST_P(RxStatusSyncer, ExhaustedMemoryInTheFactoryOfAnMstNameLeaksNothingAndReachesTheCaller) {
     const Zel::Name name("a name that is too long to be kept within the object that has it");
     const auto mst = add(name.view(), {1, 2});
-    // A syncer and a reactor for the name and two interfaces, and the collection.
-    expectNothingLeakedByAnyFailure(
-        7, [&] { rxMstStatusToRxDynamicSyncerFactory(name, mst, dynamic); });
+    const unsigned failures = failEachAllocation([&](Attempt& attempt) {
+        attempt([&] { rxMstStatusToRxDynamicSyncerFactory(name, mst, dynamic); });
+    });
+    EXPECT_GE(failures, 7U)
+        << "a syncer and a reactor for the name and two interfaces, and the collection";
     EXPECT_TRUE(mst->notifieeList()->empty());
 }
 
 TEST_P(RxStatusSyncer, ExhaustedMemoryWhileAChildIsMadeReachesTheWriterAndAScanMakesItGood) {
-    start();
-    unsigned failures = 0;
-    for (std::size_t n = 1;; ++n) {
-        bool thrown = false;
+    const unsigned failures = failEachAllocation([&](Attempt& attempt) {
+        source = RxStatus::Ptr(new RxStatus);
+        start();
+        source->rxMstStatusIs("always");
         const RxMstStatus::Ptr mst(new RxMstStatus("mst1"));
         mst->rxMstPortStatusIs(et(1));
-        source->rxMstStatusIs("always");
-        {
-            const FailingAllocation failing(n);
-            try {
-                source->rxMstStatusMemberIs(mst);
-            } catch (std::bad_alloc const&) {
-                thrown = true;
+        if (!attempt([&] { source->rxMstStatusMemberIs(mst); })) {
+            if (source->rxMstStatus("mst1")) {
+                EXPECT_EQ(names(root), std::set<std::string>{"always"});
+                root->handleMstStatus();
+                expectStandsAsItsSource();
+                source->rxMstStatusDel("mst1");
             }
-        }
-        if (!thrown)
-            break;
-        ++failures;
-        if (source->rxMstStatus("mst1")) {
-            EXPECT_EQ(names(root), std::set<std::string>{"always"});
-            root->handleMstStatus();
-            expectStandsAsItsSource();
-            source->rxMstStatusDel("mst1");
+            EXPECT_EQ(live(Port::_zelType), 0U);
         }
         expectStandsAsItsSource();
-        EXPECT_EQ(live(Port::_zelType), 0U);
-    }
+        root = nullptr;
+        source = nullptr;
+    });
     EXPECT_GT(failures, 4U);
-    expectStandsAsItsSource();
 }
 
 // Block timers
@@ -1024,32 +1030,24 @@ TEST_P(RxStatusSyncer, ExhaustedMemoryWhileAChildIsMadeReachesTheWriterAndAScanM
 TEST_P(RxStatusSyncer, EveryHandlerIsTimedUnderItsQualifiedName) {
     const auto mst = add("mst1");
     start();
-    std::vector<Zel::U64> memory(8192);
-    Fennic::defaultTraceFile().memoryIs(std::as_writable_bytes(std::span(memory)));
-    root->handleInitialized();
-    root->handleMstStatus("none");
-    root->mstDynSyncerSm("mst1")->handleInitialized();
-    root->mstDynSyncerSm("mst1")->handleMstPortStatus(et(1));
-    root->mstDynSyncerSm("mst1")->handleMstPortStatus();
-    root->handleMstStatus();
-    Fennic::defaultTraceFile().memoryIs({});
-    const TraceReader reader(std::as_bytes(std::span(memory)));
+    const TimedBlocks blocks = timedBlocks("StpRxStatusSyncer.cpp", [&] {
+        root->handleInitialized();
+        root->handleMstStatus("none");
+        root->mstDynSyncerSm("mst1")->handleInitialized();
+        root->mstDynSyncerSm("mst1")->handleMstPortStatus(et(1));
+        root->mstDynSyncerSm("mst1")->handleMstPortStatus();
+        root->handleMstStatus();
+    });
     // A block's record is written when it ends: the name within the scan comes first.
-    const Steps names{"RxStatusToRxDynamicSyncer::handleInitialized",
-                      "RxStatusToRxDynamicSyncer::handleMstStatus",
-                      "RxMstStatusToRxDynamicSyncer::handleInitialized",
-                      "RxMstStatusToRxDynamicSyncer::handleMstPortStatus",
-                      "RxMstStatusToRxDynamicSyncer::handleMstPortStatus",
-                      "RxStatusToRxDynamicSyncer::handleMstStatus",
-                      "RxStatusToRxDynamicSyncer::handleMstStatus"};
-    ASSERT_EQ(reader.records().size(), names.size());
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        auto const& message = reader.messages().at(reader.records()[i].messageId);
-        EXPECT_EQ(message.text, "Varnol::" + names[i] + "():" + std::to_string(message.line));
-        EXPECT_EQ(message.sourceFileName, "StpRxStatusSyncer.cpp");
-    }
-    EXPECT_NE(reader.records()[3].messageId, reader.records()[4].messageId);
-    EXPECT_NE(reader.records()[5].messageId, reader.records()[6].messageId);
+    EXPECT_EQ(blocks.names, (Lines{"Varnol::RxStatusToRxDynamicSyncer::handleInitialized",
+                                   "Varnol::RxStatusToRxDynamicSyncer::handleMstStatus",
+                                   "Varnol::RxMstStatusToRxDynamicSyncer::handleInitialized",
+                                   "Varnol::RxMstStatusToRxDynamicSyncer::handleMstPortStatus",
+                                   "Varnol::RxMstStatusToRxDynamicSyncer::handleMstPortStatus",
+                                   "Varnol::RxStatusToRxDynamicSyncer::handleMstStatus",
+                                   "Varnol::RxStatusToRxDynamicSyncer::handleMstStatus"}));
+    EXPECT_NE(blocks.messageIds.at(3), blocks.messageIds.at(4));
+    EXPECT_NE(blocks.messageIds.at(5), blocks.messageIds.at(6));
 }
 
 } // namespace
