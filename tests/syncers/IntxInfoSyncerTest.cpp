@@ -31,10 +31,6 @@ static_assert(
 static_assert(std::is_same_v<decltype(&Reactor::mstiN),
                              Zel::Ptr<IntxMstiInfo const> (Reactor::*)() const noexcept>);
 
-IntxInfoSyncer::Ptr mirror(Zel::Ptr<IntxInfo const> const& source, IntxInfo::Ptr const& dest) {
-    return intxInfoSyncerFactory(source, dest, 7, "Ethernet1");
-}
-
 Keys reactorsOf(IntxInfoSyncer& syncer) {
     Keys keys;
     for (Zel::Ptr<Reactor> const& reactor : syncer.children())
@@ -69,16 +65,34 @@ template <class E> void zero(E& entity, std::string_view name) {
     });
 }
 
-class IntxInfoSyncerTest : public NothingLeft {};
+/// A source record, its mirror, and what is written to a record that is followed.
+class IntxInfoSyncerTest : public NothingLeft {
+  protected:
+    /// @param from  the source
+    void start(IntxInfo::Ptr const& from) {
+        source = from;
+        syncer = intxInfoSyncerFactory(source, dest, 7, "Ethernet1");
+    }
+    /// Lets go of all, so that a test can begin anew with another destination.
+    void drop() {
+        log.close();
+        syncer = nullptr;
+        source = nullptr;
+        dest = nullptr;
+    }
+
+    IntxInfo::Ptr source;
+    IntxInfo::Ptr dest = record(9);
+    IntxInfoSyncer::Ptr syncer;
+    Journal log{Journal::names};
+};
 WITH_BOTH_WAYS_OF_COUNTING(IntxInfoSyncerTest);
 
 // ---- construction ----
 
 TEST_P(IntxInfoSyncerTest, StartsByWritingTheScalarsThenCreatesAndWritesEachEntry) {
-    const IntxInfo::Ptr source = filled(9, {3, 0});
-    const IntxInfo::Ptr dest = record(9);
-    Journal log(dest, Journal::names);
-    const auto syncer = mirror(source, dest);
+    log.follow(dest);
+    start(filled(9, {3, 0}));
     EXPECT_EQ(log.take(), scalarWrites + Lines{"mstiN[0]"} + entryWrites(0) + Lines{"mstiN[3]"} +
                               entryWrites(3));
     expectEqualRecords(*dest, *source);
@@ -86,20 +100,18 @@ TEST_P(IntxInfoSyncerTest, StartsByWritingTheScalarsThenCreatesAndWritesEachEntr
 }
 
 TEST_P(IntxInfoSyncerTest, WritesEntriesThatAreThereWithTheReactorAndAgainAtTheEnd) {
-    const IntxInfo::Ptr source = filled(9, {0, 3});
-    const IntxInfo::Ptr dest = record(9, {0, 3});
-    Journal log(dest, Journal::names);
-    const auto syncer = mirror(source, dest);
+    dest = record(9, {0, 3});
+    log.follow(dest);
+    start(filled(9, {0, 3}));
     EXPECT_EQ(log.take(),
               scalarWrites + entryWrites(0) + entryWrites(3) + entryWrites(0) + entryWrites(3));
     expectEqualRecords(*dest, *source);
 }
 
 TEST_P(IntxInfoSyncerTest, DeletesWhatTheSourceLacksAfterEverythingElse) {
-    const IntxInfo::Ptr source = filled(9, {0, 3});
-    const IntxInfo::Ptr dest = record(9, {5, 0, 8});
-    Journal log(dest, Journal::names);
-    const auto syncer = mirror(source, dest);
+    dest = record(9, {5, 0, 8});
+    log.follow(dest);
+    start(filled(9, {0, 3}));
     EXPECT_EQ(log.take(), scalarWrites + entryWrites(0) + entryWrites(0) + Lines{"mstiN[3]"} +
                               entryWrites(3) + (Lines{"mstiN[5] deleted", "mstiN[8] deleted"}));
     expectEqualRecords(*dest, *source);
@@ -107,29 +119,25 @@ TEST_P(IntxInfoSyncerTest, DeletesWhatTheSourceLacksAfterEverythingElse) {
 
 // What a reactor does in the middle makes the counts equal though the keys are not.
 TEST_P(IntxInfoSyncerTest, SkipsTheDeletionWhenTheCountsAreEqualThoughTheKeysAreNot) {
-    const IntxInfo::Ptr source = filled(9, {0, 3});
-    const IntxInfo::Ptr dest = record(9, {5});
-    Journal log(dest, Journal::names);
+    dest = record(9, {5});
+    log.follow(dest);
     log.look = [&](std::string const& write) {
         if (write == "3/fwdDelay")
             dest->mstiNDel(0);
     };
-    const auto syncer = mirror(source, dest);
+    start(filled(9, {0, 3}));
     EXPECT_EQ(keysOf(*dest), (Keys{3, 5}));
 }
 
 TEST_P(IntxInfoSyncerTest, MirrorsARecordWithoutEntries) {
-    const IntxInfo::Ptr source = filled(9, {});
-    const IntxInfo::Ptr dest = record(9, {1});
-    const auto syncer = mirror(source, dest);
+    dest = record(9, {1});
+    start(filled(9, {}));
     expectEqualRecords(*dest, *source);
     EXPECT_EQ(reactorsOf(*syncer), Keys());
 }
 
 TEST_P(IntxInfoSyncerTest, IsInitializedAndActiveOnceTheFactoryReturns) {
-    const IntxInfo::Ptr source = filled(9, {0});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
+    start(filled(9, {0}));
     EXPECT_TRUE(syncer->initialized());
     EXPECT_TRUE(syncer->hasNotificationActive());
     EXPECT_FALSE(syncer->zelMarkedForDeletion());
@@ -148,9 +156,9 @@ TEST_P(IntxInfoSyncerTest, IsInitializedAndActiveOnceTheFactoryReturns) {
 }
 
 TEST_P(IntxInfoSyncerTest, OnANullSourceWritesZeroScalarsAndFollowsNothing) {
-    const IntxInfo::Ptr dest = filled(9, {});
-    Journal log(dest, Journal::names);
-    const auto syncer = mirror(nullptr, dest);
+    dest = filled(9, {});
+    log.follow(dest);
+    start(nullptr);
     EXPECT_EQ(log.take(), scalarWrites);
     expectZeroScalars(*dest);
     EXPECT_EQ(dest->vlanId(), 9);
@@ -160,15 +168,15 @@ TEST_P(IntxInfoSyncerTest, OnANullSourceWritesZeroScalarsAndFollowsNothing) {
 }
 
 TEST_P(IntxInfoSyncerTest, OnANullSourceDeletesTheEntriesOfTheDestination) {
-    const IntxInfo::Ptr dest = filled(9, {0, 4});
-    Journal log(dest, Journal::names);
-    const auto syncer = mirror(nullptr, dest);
+    dest = filled(9, {0, 4});
+    log.follow(dest);
+    start(nullptr);
     EXPECT_EQ(log.take(), scalarWrites + (Lines{"mstiN[0] deleted", "mstiN[4] deleted"}));
 }
 
 TEST_P(IntxInfoSyncerTest, OnANullDestinationFollowsTheSourceAndWritesNothing) {
-    const IntxInfo::Ptr source = filled(9, {0});
-    const auto syncer = mirror(source, nullptr);
+    dest = nullptr;
+    start(filled(9, {0}));
     EXPECT_TRUE(syncer->initialized());
     EXPECT_EQ(reactorsOf(*syncer), Keys{0});
     EXPECT_EQ(syncer->mstiN(0)->dest(), nullptr);
@@ -184,17 +192,16 @@ TEST_P(IntxInfoSyncerTest, OnANullDestinationFollowsTheSourceAndWritesNothing) {
 }
 
 TEST_P(IntxInfoSyncerTest, OnTwoNullsStillInitializes) {
-    const auto syncer = mirror(nullptr, nullptr);
+    dest = nullptr;
+    start(nullptr);
     EXPECT_TRUE(syncer->initialized());
 }
 
 // ---- following the source's scalars ----
 
 TEST_P(IntxInfoSyncerTest, FollowsEachScalarWithOneWriteEqualValuesIncluded) {
-    const IntxInfo::Ptr source = record(9);
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
-    Journal log(dest, Journal::names);
+    start(record(9));
+    log.follow(dest);
     Samples::fill(*source);
     EXPECT_EQ(log.take(), scalarWrites);
     expectEqualRecords(*dest, *source);
@@ -203,10 +210,9 @@ TEST_P(IntxInfoSyncerTest, FollowsEachScalarWithOneWriteEqualValuesIncluded) {
 }
 
 TEST_P(IntxInfoSyncerTest, IgnoresTheVlanKeyAndUnknownAttributes) {
-    const IntxInfo::Ptr source = filled(9, {0});
-    const IntxInfo::Ptr dest = record(20);
-    const auto syncer = mirror(source, dest);
-    Journal log(dest, Journal::names);
+    dest = record(20);
+    start(filled(9, {0}));
+    log.follow(dest);
     const Stp::BridgeSystemId key = 0;
     for (Zel::AttributeId id : {0U, 1U, 257U, 259U, 266U, 271U, 289U, 290U}) {
         source->notify(id);
@@ -217,20 +223,18 @@ TEST_P(IntxInfoSyncerTest, IgnoresTheVlanKeyAndUnknownAttributes) {
 }
 
 TEST_P(IntxInfoSyncerTest, IgnoresANotificationOfTheEntriesWithoutAKey) {
-    const IntxInfo::Ptr source = filled(9, {0});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
-    Journal log(dest, Journal::names);
+    start(filled(9, {0}));
+    log.follow(dest);
     source->notify(265);
     EXPECT_EQ(log.take(), Lines());
     EXPECT_EQ(reactorsOf(*syncer), Keys{0});
 }
 
 TEST_P(IntxInfoSyncerTest, NeverWritesTheSource) {
-    const IntxInfo::Ptr source = filled(9, {0, 3});
-    const IntxInfo::Ptr dest = record(9, {7});
-    Journal log(source, Journal::names);
-    auto syncer = mirror(source, dest);
+    source = filled(9, {0, 3});
+    dest = record(9, {7});
+    log.follow(source);
+    start(source);
     dest->mstiNDel(3);
     dest->stpVersionIs(4);
     syncer = nullptr;
@@ -240,10 +244,8 @@ TEST_P(IntxInfoSyncerTest, NeverWritesTheSource) {
 // ---- following the source's entries ----
 
 TEST_P(IntxInfoSyncerTest, AnEntryThatAppearsIsCreatedInTheDestinationAndThenCopied) {
-    const IntxInfo::Ptr source = record(9);
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
-    Journal log(dest, Journal::names);
+    start(record(9));
+    log.follow(dest);
     bool reactorAtCreation = true;
     log.look = [&](std::string const& write) {
         if (write == "mstiN[3]")
@@ -258,10 +260,8 @@ TEST_P(IntxInfoSyncerTest, AnEntryThatAppearsIsCreatedInTheDestinationAndThenCop
 }
 
 TEST_P(IntxInfoSyncerTest, AnEntryThatGoesIsDeletedInTheDestinationBeforeItsReactor) {
-    const IntxInfo::Ptr source = filled(9, {0, 3});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
-    Journal log(dest, Journal::names);
+    start(filled(9, {0, 3}));
+    log.follow(dest);
     bool reactorAtDeletion = false;
     log.look = [&](std::string const& write) {
         if (write == "mstiN[3] deleted")
@@ -274,10 +274,8 @@ TEST_P(IntxInfoSyncerTest, AnEntryThatGoesIsDeletedInTheDestinationBeforeItsReac
 }
 
 TEST_P(IntxInfoSyncerTest, FollowsEachAttributeOfAnEntryWithOneWriteEqualValuesIncluded) {
-    const IntxInfo::Ptr source = record(9, {0, 3});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
-    Journal log(dest, Journal::names);
+    start(record(9, {0, 3}));
+    log.follow(dest);
     Samples::fill(*source->mstiN(3));
     EXPECT_EQ(log.take(), entryWrites(3));
     expectEqualRecords(*dest, *source);
@@ -286,20 +284,16 @@ TEST_P(IntxInfoSyncerTest, FollowsEachAttributeOfAnEntryWithOneWriteEqualValuesI
 }
 
 TEST_P(IntxInfoSyncerTest, IgnoresAnEntrysKeyAndUnknownAttributes) {
-    const IntxInfo::Ptr source = filled(9, {0});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
-    Journal log(dest, Journal::names);
+    start(filled(9, {0}));
+    log.follow(dest);
     for (Zel::AttributeId id : {0U, 257U, 258U, 272U, 289U})
         source->mstiN(0)->notify(id);
     EXPECT_EQ(log.take(), Lines());
 }
 
 TEST_P(IntxInfoSyncerTest, EachHandlerHasItsNameAndWritesItsAttributeOnly) {
-    const IntxInfo::Ptr source = filled(9, {3});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
-    Journal log(dest, Journal::names);
+    start(filled(9, {3}));
+    log.follow(dest);
     for (std::size_t i = 0; i < handlers.size(); ++i) {
         zero(*dest->mstiN(3), entryAttributes[i]);
         log.take();
@@ -310,10 +304,8 @@ TEST_P(IntxInfoSyncerTest, EachHandlerHasItsNameAndWritesItsAttributeOnly) {
 }
 
 TEST_P(IntxInfoSyncerTest, EachHandlerIsTheOneOfItsIdentifier) {
-    const IntxInfo::Ptr source = filled(9, {3});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
-    Journal log(dest, Journal::names);
+    start(filled(9, {3}));
+    log.follow(dest);
     for (std::size_t i = 0; i < handlers.size(); ++i) {
         source->mstiN(3)->notify(static_cast<Zel::AttributeId>(259 + i));
         EXPECT_EQ(log.take(), Lines{"3/" + entryAttributes[i]});
@@ -321,11 +313,9 @@ TEST_P(IntxInfoSyncerTest, EachHandlerIsTheOneOfItsIdentifier) {
 }
 
 TEST_P(IntxInfoSyncerTest, AHandlerWritesTheZeroValueWhenTheSourceEntryIsGone) {
-    const IntxInfo::Ptr source = filled(9, {3});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
+    start(filled(9, {3}));
     const auto reactor = syncer->mstiN(3);
-    Journal log(dest, Journal::names);
+    log.follow(dest);
     reactor->notifierIs(nullptr);
     EXPECT_EQ(log.take(), Lines());
     for (Handler handler : handlers)
@@ -340,12 +330,10 @@ TEST_P(IntxInfoSyncerTest, AHandlerWritesTheZeroValueWhenTheSourceEntryIsGone) {
 }
 
 TEST_P(IntxInfoSyncerTest, AReactorWithoutADestinationEntryWritesNothing) {
-    const IntxInfo::Ptr source = filled(9, {3});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
+    start(filled(9, {3}));
     dest->mstiNDel(3);
     const auto reactor = syncer->mstiN(3);
-    Journal log(dest, Journal::names);
+    log.follow(dest);
     reactor->copyAllData();
     EXPECT_EQ(reactor->dest(), nullptr);
     for (Handler handler : handlers)
@@ -356,16 +344,14 @@ TEST_P(IntxInfoSyncerTest, AReactorWithoutADestinationEntryWritesNothing) {
 }
 
 TEST_P(IntxInfoSyncerTest, OnlyCopyAllDataLooksTheDestinationEntryUp) {
-    const IntxInfo::Ptr source = filled(9, {3});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
+    start(filled(9, {3}));
     const IntxMstiInfo::Ptr former = dest->mstiN(3);
     dest->mstiNDel(3);
     dest->mstiNIs(3);
     source->mstiN(3)->remainingHopsIs(99);
     EXPECT_EQ(former->remainingHops(), 99) << "the entry held is written";
     expectZeroScalars(*dest->mstiN(3));
-    Journal log(dest, Journal::names);
+    log.follow(dest);
     syncer->mstiN(3)->copyAllData();
     EXPECT_EQ(log.take(), entryWrites(3));
     EXPECT_EQ(syncer->mstiN(3)->dest(), dest->mstiN(3));
@@ -373,13 +359,11 @@ TEST_P(IntxInfoSyncerTest, OnlyCopyAllDataLooksTheDestinationEntryUp) {
 }
 
 TEST_P(IntxInfoSyncerTest, InitializingAgainRestoresWhatOthersDidToTheDestination) {
-    const IntxInfo::Ptr source = filled(9, {0, 3});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
+    start(filled(9, {0, 3}));
     dest->mstiNDel(3);
     dest->mstiNIs(8);
     dest->mstiNIs(9);
-    Journal log(dest, Journal::names);
+    log.follow(dest);
     syncer->handleInitialized();
     EXPECT_EQ(log.take(), entryWrites(0) + Lines{"mstiN[3]"} + entryWrites(3) +
                               (Lines{"mstiN[8] deleted", "mstiN[9] deleted"}));
@@ -389,14 +373,12 @@ TEST_P(IntxInfoSyncerTest, InitializingAgainRestoresWhatOthersDidToTheDestinatio
 // ---- another entry under the same key ----
 
 TEST_P(IntxInfoSyncerTest, AnotherEntryUnderAKeyRunsTheThirteenHandlersInOrder) {
-    const IntxInfo::Ptr source = record(9, {3});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
+    start(record(9, {3}));
     const auto reactor = syncer->mstiN(3);
     const IntxMstiInfo::Ptr destEntry = dest->mstiN(3);
     const IntxMstiInfo::Ptr other = Samples::entry(3);
     Samples::fill(*other);
-    Journal log(dest, Journal::names);
+    log.follow(dest);
     const IntxMstiInfo::Ptr former = source->mstiNMemberIs(other);
     EXPECT_EQ(log.take(), entryWrites(3));
     EXPECT_EQ(syncer->mstiN(3), reactor) << "the reactor is kept";
@@ -410,9 +392,7 @@ TEST_P(IntxInfoSyncerTest, AnotherEntryUnderAKeyRunsTheThirteenHandlersInOrder) 
 }
 
 TEST_P(IntxInfoSyncerTest, AnotherEntryUnderAKeyAlsoBringsBackADeletedDestinationEntry) {
-    const IntxInfo::Ptr source = filled(9, {3});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
+    start(filled(9, {3}));
     const IntxMstiInfo::Ptr held = dest->mstiN(3);
     dest->mstiNDel(3);
     const IntxMstiInfo::Ptr other = Samples::entry(3);
@@ -424,20 +404,16 @@ TEST_P(IntxInfoSyncerTest, AnotherEntryUnderAKeyAlsoBringsBackADeletedDestinatio
 }
 
 TEST_P(IntxInfoSyncerTest, TheSameEntryAgainChangesNothing) {
-    const IntxInfo::Ptr source = filled(9, {3});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
+    start(filled(9, {3}));
     const auto reactor = syncer->mstiN(3);
-    Journal log(dest, Journal::names);
+    log.follow(dest);
     EXPECT_EQ(syncer->mstiNIs(source->mstiN(3)), reactor);
     EXPECT_EQ(log.take(), Lines());
 }
 
 TEST_P(IntxInfoSyncerTest, ANullEntryThrowsTheRangeExceptionAndCreatesNothing) {
-    const IntxInfo::Ptr source = filled(9, {3});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
-    Journal log(dest, Journal::names);
+    start(filled(9, {3}));
+    log.follow(dest);
     EXPECT_EQ(textThrown<Zel::RangeException>([&] { syncer->mstiNIs(nullptr); }),
               "null _mstiN parameter to mutator for Varnol::IntxInfoSyncer::mstiN not allowed\"");
     EXPECT_EQ(log.take(), Lines());
@@ -445,10 +421,9 @@ TEST_P(IntxInfoSyncerTest, ANullEntryThrowsTheRangeExceptionAndCreatesNothing) {
 }
 
 TEST_P(IntxInfoSyncerTest, AnEntryGivenByHandGetsAReactorButNoDestinationEntry) {
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(record(9), dest);
+    start(record(9));
     const IntxMstiInfo::Ptr entry = Samples::entry(5);
-    Journal log(dest, Journal::names);
+    log.follow(dest);
     const auto reactor = syncer->mstiNIs(entry);
     EXPECT_EQ(reactor, syncer->mstiN(5));
     EXPECT_EQ(reactor->dest(), nullptr);
@@ -458,11 +433,9 @@ TEST_P(IntxInfoSyncerTest, AnEntryGivenByHandGetsAReactorButNoDestinationEntry) 
 }
 
 TEST_P(IntxInfoSyncerTest, AReactorRemovedByKeyIsCutOffAndItsDestinationEntryStays) {
-    const IntxInfo::Ptr source = filled(9, {0, 3});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
+    start(filled(9, {0, 3}));
     const auto removed = syncer->mstiN(3);
-    Journal log(dest, Journal::names);
+    log.follow(dest);
     syncer->mstiNDel(3);
     syncer->mstiNDel(3);
     syncer->mstiNDel(4);
@@ -476,8 +449,7 @@ TEST_P(IntxInfoSyncerTest, AReactorRemovedByKeyIsCutOffAndItsDestinationEntrySta
 }
 
 TEST_P(IntxInfoSyncerTest, ReactorsAreRemovedWhereAWalkStandsAndAllAtOnce) {
-    const IntxInfo::Ptr source = filled(9, {0, 3, 5});
-    const auto syncer = mirror(source, record(9));
+    start(filled(9, {0, 3, 5}));
     for (auto at = syncer->children().begin(); at != syncer->children().end(); ++at) {
         if ((*at)->mstiId() == 3)
             syncer->mstiNDel(at);
@@ -490,14 +462,12 @@ TEST_P(IntxInfoSyncerTest, ReactorsAreRemovedWhereAWalkStandsAndAllAtOnce) {
 // ---- another source ----
 
 TEST_P(IntxInfoSyncerTest, AnotherSourceRunsTheHandlersAndMatchesTheReactors) {
-    const IntxInfo::Ptr source = filled(9, {0, 3});
     const IntxInfo::Ptr other = filled(10, {3, 5});
     other->stpVersionIs(3);
     other->mstiN(3)->remainingHopsIs(77);
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
+    start(filled(9, {0, 3}));
     const auto kept = syncer->mstiN(3);
-    Journal log(dest, Journal::names);
+    log.follow(dest);
     syncer->sourceIs(other);
     EXPECT_EQ(log.take(), scalarWrites + entryWrites(3));
     EXPECT_EQ(reactorsOf(*syncer), (Keys{3, 5}));
@@ -516,19 +486,15 @@ TEST_P(IntxInfoSyncerTest, AnotherSourceRunsTheHandlersAndMatchesTheReactors) {
 }
 
 TEST_P(IntxInfoSyncerTest, TheSameSourceAgainChangesNothing) {
-    const IntxInfo::Ptr source = filled(9, {0});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
-    Journal log(dest, Journal::names);
+    start(filled(9, {0}));
+    log.follow(dest);
     syncer->sourceIs(source);
     EXPECT_EQ(log.take(), Lines());
 }
 
 TEST_P(IntxInfoSyncerTest, WithoutItsSourceItFollowsTheEntriesOnly) {
-    const IntxInfo::Ptr source = filled(9, {0});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
-    Journal log(dest, Journal::names);
+    start(filled(9, {0}));
+    log.follow(dest);
     syncer->sourceDel();
     syncer->sourceDel();
     EXPECT_EQ(syncer->source(), nullptr);
@@ -545,10 +511,8 @@ TEST_P(IntxInfoSyncerTest, WithoutItsSourceItFollowsTheEntriesOnly) {
 }
 
 TEST_P(IntxInfoSyncerTest, BoundToNoSourceItWritesNothingUntilBoundAgain) {
-    const IntxInfo::Ptr source = filled(9, {0});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
-    Journal log(dest, Journal::names);
+    start(filled(9, {0}));
+    log.follow(dest);
     syncer->sourceIs(nullptr);
     EXPECT_EQ(syncer->source(), nullptr);
     source->stpVersionIs(9);
@@ -559,10 +523,9 @@ TEST_P(IntxInfoSyncerTest, BoundToNoSourceItWritesNothingUntilBoundAgain) {
 }
 
 TEST_P(IntxInfoSyncerTest, ASourceGivenLaterIsFollowedButNotCopied) {
-    const IntxInfo::Ptr source = filled(9, {0});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(nullptr, dest);
-    Journal log(dest, Journal::names);
+    start(nullptr);
+    source = filled(9, {0});
+    log.follow(dest);
     syncer->sourceIs(source);
     EXPECT_EQ(log.take(), Lines());
     EXPECT_EQ(reactorsOf(*syncer), Keys());
@@ -574,10 +537,8 @@ TEST_P(IntxInfoSyncerTest, ASourceGivenLaterIsFollowedButNotCopied) {
 // ---- switching off, zombies, the end ----
 
 TEST_P(IntxInfoSyncerTest, SwitchedOffItMissesChangesAndSwitchedOnItFollowsAgain) {
-    const IntxInfo::Ptr source = filled(9, {0});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
-    Journal log(dest, Journal::names);
+    start(filled(9, {0}));
+    log.follow(dest);
     syncer->hasNotificationActiveIs(false);
     EXPECT_FALSE(syncer->hasNotificationActive());
     EXPECT_FALSE(syncer->mstiN(0)->hasNotificationActive());
@@ -594,18 +555,15 @@ TEST_P(IntxInfoSyncerTest, SwitchedOffItMissesChangesAndSwitchedOnItFollowsAgain
 }
 
 TEST_P(IntxInfoSyncerTest, SwitchingToWhatItIsDoesNotReachTheReactors) {
-    const IntxInfo::Ptr source = filled(9, {0});
-    const auto syncer = mirror(source, record(9));
+    start(filled(9, {0}));
     syncer->mstiN(0)->hasNotificationActiveIs(false);
     syncer->hasNotificationActiveIs(true);
     EXPECT_FALSE(syncer->mstiN(0)->hasNotificationActive());
 }
 
 TEST_P(IntxInfoSyncerTest, AZombieRunsNoHandlerAndComesBack) {
-    const IntxInfo::Ptr source = filled(9, {0});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
-    Journal log(dest, Journal::names);
+    start(filled(9, {0}));
+    log.follow(dest);
     syncer->zelDoZombieReactors(true);
     EXPECT_TRUE(syncer->zelMarkedForDeletion());
     EXPECT_TRUE(syncer->mstiN(0)->zelMarkedForDeletion());
@@ -623,20 +581,17 @@ TEST_P(IntxInfoSyncerTest, AZombieRunsNoHandlerAndComesBack) {
 }
 
 TEST_P(IntxInfoSyncerTest, TurningIntoWhatItIsDoesNotReachTheReactors) {
-    const IntxInfo::Ptr source = filled(9, {0});
-    const auto syncer = mirror(source, record(9));
+    start(filled(9, {0}));
     syncer->mstiN(0)->zelDoZombieReactors(true);
     syncer->zelDoZombieReactors(false);
     EXPECT_TRUE(syncer->mstiN(0)->zelMarkedForDeletion());
 }
 
 TEST_P(IntxInfoSyncerTest, AReactorCreatedUnderAZombieIsAZombieAtOnceAndRunsNoHandler) {
-    const IntxInfo::Ptr source = filled(9, {0, 3});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
+    start(filled(9, {0, 3}));
     syncer->mstiNDel(3);
     syncer->zelDoZombieReactors(true);
-    Journal log(dest, Journal::names);
+    log.follow(dest);
     const auto reactor = syncer->mstiNIs(source->mstiN(3));
     EXPECT_TRUE(reactor->zelMarkedForDeletion());
     EXPECT_FALSE(reactor->hasNotificationActive());
@@ -647,12 +602,10 @@ TEST_P(IntxInfoSyncerTest, AReactorCreatedUnderAZombieIsAZombieAtOnceAndRunsNoHa
 }
 
 TEST_P(IntxInfoSyncerTest, ASourceGivenToAZombieIsNotFollowedUntilItComesBack) {
-    const IntxInfo::Ptr source = filled(9, {0});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
+    start(filled(9, {0}));
     syncer->zelDoZombieReactors(true);
     syncer->sourceDel();
-    Journal log(dest, Journal::names);
+    log.follow(dest);
     syncer->sourceIs(source);
     source->stpVersionIs(77);
     EXPECT_EQ(log.take(), Lines());
@@ -662,13 +615,11 @@ TEST_P(IntxInfoSyncerTest, ASourceGivenToAZombieIsNotFollowedUntilItComesBack) {
 }
 
 TEST_P(IntxInfoSyncerTest, AZombieThatIsStillNotifiedFollowsTheEntriesWithoutHandlers) {
-    const IntxInfo::Ptr source = filled(9, {0});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
+    start(filled(9, {0}));
     syncer->hasNotificationActiveIs(false);
     syncer->zelDoZombieReactors(true);
     syncer->hasNotificationActiveIs(true);
-    Journal log(dest, Journal::names);
+    log.follow(dest);
     source->stpVersionIs(9);
     source->mstiN(0)->remainingHopsIs(3);
     source->mstiNIs(4);
@@ -679,23 +630,19 @@ TEST_P(IntxInfoSyncerTest, AZombieThatIsStillNotifiedFollowsTheEntriesWithoutHan
 }
 
 TEST_P(IntxInfoSyncerTest, AZombieReactorGivenAnotherEntryRunsNoHandler) {
-    const IntxInfo::Ptr source = filled(9, {3});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
+    start(filled(9, {3}));
     syncer->zelDoZombieReactors(true);
     const IntxMstiInfo::Ptr other = Samples::entry(3);
-    Journal log(dest, Journal::names);
+    log.follow(dest);
     syncer->mstiNIs(other);
     EXPECT_EQ(syncer->mstiN(3)->mstiN(), other);
     EXPECT_EQ(log.take(), Lines());
 }
 
 TEST_P(IntxInfoSyncerTest, DroppedItLeavesTheDestinationAsItIsAndTheSourceUnwatched) {
-    const IntxInfo::Ptr source = filled(9, {0, 3});
-    const IntxInfo::Ptr dest = record(9);
-    auto syncer = mirror(source, dest);
+    start(filled(9, {0, 3}));
     const auto reactor = syncer->mstiN(3);
-    Journal log(dest, Journal::names);
+    log.follow(dest);
     syncer = nullptr;
     EXPECT_EQ(log.take(), Lines());
     expectEqualRecords(*dest, *source);
@@ -712,11 +659,10 @@ TEST_P(IntxInfoSyncerTest, DroppedItLeavesTheDestinationAsItIsAndTheSourceUnwatc
 constexpr std::string_view traceName = "StpTxStatusSyncer";
 
 TEST_P(IntxInfoSyncerTest, TracesItsHandlersOctetForOctet) {
-    const IntxInfo::Ptr source = filled(4094, {0, 3});
-    const IntxInfo::Ptr dest = record(4094, {5});
+    dest = record(4094, {5});
     Lines traces;
     const TraceNotes tracing(traceName, traces);
-    auto syncer = intxInfoSyncerFactory(source, dest, 7, "Ethernet1");
+    start(filled(4094, {0, 3}));
     const std::string entryStart =
         "8 handleInitialized: [Ethernet1|4094]IntxInfoSyncer::ZelMstiNSm::handleInitialized() ";
     const std::string onEntry = "8 handleMstiN: [Ethernet1|4094]IntxInfoSyncer::handleMstiN() ";
@@ -738,10 +684,10 @@ TEST_P(IntxInfoSyncerTest, TracesItsHandlersOctetForOctet) {
 }
 
 TEST_P(IntxInfoSyncerTest, TracesTheSameWithoutADestination) {
-    const IntxInfo::Ptr source = filled(0, {0});
+    source = filled(0, {0});
     Lines traces;
     const TraceNotes tracing(traceName, traces);
-    const auto syncer = intxInfoSyncerFactory(source, nullptr, 0, "");
+    syncer = intxInfoSyncerFactory(source, nullptr, 0, "");
     source->mstiNDel(0);
     EXPECT_EQ(traces,
               (Lines{"8 handleInitialized: [|0]IntxInfoSyncer::ZelMstiNSm::handleInitialized() ",
@@ -753,21 +699,20 @@ TEST_P(IntxInfoSyncerTest, TracesTheSameWithoutADestination) {
 TEST_P(IntxInfoSyncerTest, TracesItsOwnVlanWhileItHasNoSource) {
     Lines traces;
     const TraceNotes tracing(traceName, traces);
-    const auto syncer = intxInfoSyncerFactory(nullptr, record(3), 7, "Ethernet1");
+    syncer = intxInfoSyncerFactory(nullptr, record(3), 7, "Ethernet1");
     EXPECT_EQ(traces,
               Lines{"8 handleInitialized: [Ethernet1|7]IntxInfoSyncer::handleInitialized() "});
 }
 
 TEST_P(IntxInfoSyncerTest, TracesNothingWhileLevelEightIsOff) {
     TraceCapture capture(traceName, {0, 1, 2, 3, 4, 5, 6, 7, 9});
-    const IntxInfo::Ptr source = filled(9, {0});
-    const auto syncer = mirror(source, record(9));
+    start(filled(9, {0}));
     source->mstiNDel(0);
     EXPECT_TRUE(capture.records().empty());
 }
 
 TEST_P(IntxInfoSyncerTest, ItsKeyTextNamesItsParentAndTheSourcesVlan) {
-    const auto syncer = intxInfoSyncerFactory(record(12), nullptr, 7, "Port-Channel5");
+    syncer = intxInfoSyncerFactory(record(12), nullptr, 7, "Port-Channel5");
     EXPECT_EQ(syncer->keyInfo(), "[Port-Channel5|12]");
 }
 
@@ -777,10 +722,9 @@ TEST_P(IntxInfoSyncerTest, TimesItsHandlersUnderTheirQualifiedNames) {
     };
     const std::string entryStart = "Varnol::IntxInfoSyncer::ZelMstiNSm::handleInitialized";
     const std::string onEntry = "Varnol::IntxInfoSyncer::handleMstiN";
-    const IntxInfo::Ptr source = filled(9, {0});
-    const IntxInfo::Ptr dest = record(9, {5});
-    IntxInfoSyncer::Ptr syncer;
-    EXPECT_EQ(timed([&] { syncer = mirror(source, dest); }),
+    source = filled(9, {0});
+    dest = record(9, {5});
+    EXPECT_EQ(timed([&] { start(source); }),
               (Lines{entryStart, onEntry, onEntry, "Varnol::IntxInfoSyncer::handleInitialized"}));
     EXPECT_EQ(timed([&] { source->mstiNIs(1); }), (Lines{onEntry, entryStart}));
     EXPECT_EQ(timed([&] { source->mstiNDel(1); }), Lines{onEntry});
@@ -789,11 +733,10 @@ TEST_P(IntxInfoSyncerTest, TimesItsHandlersUnderTheirQualifiedNames) {
 // ---- exhausted memory ----
 
 TEST_P(IntxInfoSyncerTest, OutOfMemoryInTheFactoryReachesTheCallerAndLeaksNothing) {
-    const IntxInfo::Ptr source = filled(9, {0, 3});
+    source = filled(9, {0, 3});
     source->configNameStringIs("a name too long to be kept without memory of its own");
     const unsigned failures = failEachAllocation([&](Attempt& attempt) {
-        const IntxInfo::Ptr dest = record(9, {5});
-        IntxInfoSyncer::Ptr syncer;
+        dest = record(9, {5});
         const Zel::String parent("an interface name too long to be kept without memory");
         if (attempt([&] { syncer = intxInfoSyncerFactory(source, dest, 9, parent); })) {
             EXPECT_NE(syncer, nullptr);
@@ -804,15 +747,16 @@ TEST_P(IntxInfoSyncerTest, OutOfMemoryInTheFactoryReachesTheCallerAndLeaksNothin
             EXPECT_TRUE(source->mstiN(0)->notifieeList()->empty());
             EXPECT_TRUE(source->mstiN(3)->notifieeList()->empty());
         }
+        syncer = nullptr;
+        dest = nullptr;
     });
     EXPECT_GE(failures, 6U) << "the syncer, three reactors and two entries";
 }
 
 TEST_P(IntxInfoSyncerTest, OutOfMemoryInAHandlerReachesTheMutatorAndTheNextChangeIsFollowed) {
-    const unsigned failures = failEachAllocation([](Attempt& attempt) {
-        const IntxInfo::Ptr source = filled(9, {0});
-        const IntxInfo::Ptr dest = record(9);
-        const auto syncer = mirror(source, dest);
+    const unsigned failures = failEachAllocation([&](Attempt& attempt) {
+        dest = record(9);
+        start(filled(9, {0}));
         attempt([&] { source->mstiNIs(3); });
         if (source->mstiN(3)) {
             const Stp::BridgeSystemId key = 3;
@@ -823,6 +767,7 @@ TEST_P(IntxInfoSyncerTest, OutOfMemoryInAHandlerReachesTheMutatorAndTheNextChang
         EXPECT_EQ(reactorsOf(*syncer), (Keys{0, 3}));
         Samples::fill(*source->mstiN(3));
         expectEqualRecords(*dest, *source);
+        drop();
     });
     EXPECT_GE(failures, 3U) << "the two entries and the reactor";
 }
@@ -852,12 +797,11 @@ TEST_P(IntxInfoSyncerTest, MayBeDroppedInsideAnyWriteOfTheDestination) {
         bool dropped = true;
         std::size_t points = 0;
         for (std::size_t n = 1; dropped; ++n) {
-            const IntxInfo::Ptr source = filled(9, {0, 3});
             const IntxInfo::Ptr other = filled(9, {3, 5});
-            const IntxInfo::Ptr dest = record(9);
-            auto syncer = mirror(source, dest);
+            dest = record(9);
+            start(filled(9, {0, 3}));
             dest->mstiNIs(8);
-            Journal log(dest, Journal::names);
+            log.follow(dest);
             std::size_t writes = 0;
             log.look = [&](std::string const&) {
                 if (++writes == n)
@@ -867,7 +811,6 @@ TEST_P(IntxInfoSyncerTest, MayBeDroppedInsideAnyWriteOfTheDestination) {
             dropped = syncer == nullptr;
             if (dropped) {
                 ++points;
-                syncer = nullptr;
                 log.take();
                 Samples::fill(*source);
                 Samples::fill(*source->mstiNIs(3));
@@ -875,16 +818,15 @@ TEST_P(IntxInfoSyncerTest, MayBeDroppedInsideAnyWriteOfTheDestination) {
                 EXPECT_EQ(log.take(), Lines()) << "dropped at write " << n;
                 EXPECT_TRUE(source->notifieeList()->empty());
             }
+            drop();
         }
         EXPECT_GE(points, 1U) << "the action writes nothing";
     }
 }
 
 TEST_P(IntxInfoSyncerTest, FollowsWhatTheDestinationsReactorsDoToTheSourcesScalars) {
-    const IntxInfo::Ptr source = filled(9, {0});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
-    Journal log(dest, Journal::names);
+    start(filled(9, {0}));
+    log.follow(dest);
     log.look = [&](std::string const& write) {
         if (write == "stpVersion")
             source->intxInfoTypeIs(2);
@@ -900,10 +842,8 @@ TEST_P(IntxInfoSyncerTest, FollowsWhatTheDestinationsReactorsDoToTheSourcesScala
 }
 
 TEST_P(IntxInfoSyncerTest, AWriteNestedInItsOwnNoticeEndsWithTheLastValue) {
-    const IntxInfo::Ptr source = filled(9, {0});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
-    Journal log(dest, Journal::names);
+    start(filled(9, {0}));
+    log.follow(dest);
     log.look = [&](std::string const&) {
         if (source->stpVersion().value() < 10)
             source->stpVersionIs(10);
@@ -916,9 +856,8 @@ TEST_P(IntxInfoSyncerTest, FollowsDeletionsAndCreationsInTheMiddleOfItsWalk) {
     for (const char* moment :
          {"stpVersion", "mstiN[0]", "0/flags", "mstiN[3]", "3/fwdDelay", "mstiN[5]", "5/flags"}) {
         SCOPED_TRACE(moment);
-        const IntxInfo::Ptr source = filled(9, {0, 3, 5});
-        const IntxInfo::Ptr dest = record(9);
-        Journal log(dest, Journal::names);
+        dest = record(9);
+        log.follow(dest);
         bool done = false;
         log.look = [&](std::string const& write) {
             if (write != moment || std::exchange(done, true))
@@ -928,35 +867,33 @@ TEST_P(IntxInfoSyncerTest, FollowsDeletionsAndCreationsInTheMiddleOfItsWalk) {
             Samples::fill(*source->mstiNIs(1));
             Samples::fill(*source->mstiNIs(9));
         };
-        const auto syncer = mirror(source, dest);
+        start(filled(9, {0, 3, 5}));
         EXPECT_TRUE(done);
         EXPECT_EQ(keysOf(*source), (Keys{0, 1, 9}));
         EXPECT_EQ(keysOf(*dest), keysOf(*source));
         EXPECT_EQ(reactorsOf(*syncer), keysOf(*source));
+        drop();
     }
 }
 
 TEST_P(IntxInfoSyncerTest, FollowsDeletionsInTheMiddleOfItsWalkOverTheDestination) {
-    const IntxInfo::Ptr source = filled(9, {0, 3});
-    const IntxInfo::Ptr dest = record(9, {5, 6, 7});
-    Journal log(dest, Journal::names);
+    dest = record(9, {5, 6, 7});
+    log.follow(dest);
     log.look = [&](std::string const& write) {
         if (write == "mstiN[5] deleted") {
             dest->mstiNDel(6);
             source->mstiNDel(3);
         }
     };
-    const auto syncer = mirror(source, dest);
+    start(filled(9, {0, 3}));
     EXPECT_EQ(keysOf(*dest), Keys{0});
     EXPECT_EQ(reactorsOf(*syncer), Keys{0});
     expectEqualRecords(*dest, *source);
 }
 
 TEST_P(IntxInfoSyncerTest, AKeyCreatedAnewInItsOwnDeletionNoticeIsInBothRecordsAndHasOneReactor) {
-    const IntxInfo::Ptr source = filled(9, {0, 3});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
-    Journal log(dest, Journal::names);
+    start(filled(9, {0, 3}));
+    log.follow(dest);
     bool done = false;
     log.look = [&](std::string const& write) {
         if (write == "mstiN[3] deleted" && !std::exchange(done, true))
@@ -983,15 +920,14 @@ TEST_P(IntxInfoSyncerTest, AKeyCreatedAnewInItsOwnDeletionNoticeIsInBothRecordsA
 }
 
 TEST_P(IntxInfoSyncerTest, AKeyCreatedAnewByAnEarlierReactorOnTheSourceStaysMirrored) {
-    const IntxInfo::Ptr source = filled(9, {0, 3});
-    const IntxInfo::Ptr dest = record(9);
-    Journal log(source, Journal::names);
+    source = filled(9, {0, 3});
+    log.follow(source);
     bool done = false;
     log.look = [&](std::string const& write) {
         if (write == "mstiN[3] deleted" && !std::exchange(done, true))
             source->mstiNIs(3);
     };
-    const auto syncer = mirror(source, dest);
+    start(source);
     source->mstiNDel(3);
     EXPECT_EQ(reactorsOf(*syncer), (Keys{0, 3}));
     expectEqualRecords(*dest, *source);
@@ -1000,12 +936,10 @@ TEST_P(IntxInfoSyncerTest, AKeyCreatedAnewByAnEarlierReactorOnTheSourceStaysMirr
 }
 
 TEST_P(IntxInfoSyncerTest, AKeyDeletedInItsOwnCreationNoticeIsNowhere) {
-    const IntxInfo::Ptr source = filled(9, {0});
-    const IntxInfo::Ptr dest = record(9);
-    const auto syncer = mirror(source, dest);
+    start(filled(9, {0}));
+    log.follow(dest);
     for (const char* moment : {"mstiN[3]", "3/flags", "3/fwdDelay"}) {
         SCOPED_TRACE(moment);
-        Journal log(dest, Journal::names);
         log.look = [&](std::string const& write) {
             if (write == moment)
                 source->mstiNDel(3);
