@@ -10,6 +10,7 @@
 #include "tests/model/AttributeTest.h"
 #include "tests/model/Journal.h"
 #include "tests/model/Samples.h"
+#include "tests/syncers/EntryReactors.h"
 
 #include <array>
 #include <limits>
@@ -32,13 +33,6 @@ static_assert(std::is_same_v<decltype(&IntxInfoChangeSm::IntxInfoChangeSmIs),
 
 IntxInfoChangeSm::Ptr counterOn(Zel::Ptr<IntxInfo const> const& info) {
     return intxInfoChangeSmFactory(info, 7);
-}
-
-Keys reactorsOf(IntxInfoChangeSm& counter) {
-    Keys keys;
-    for (Zel::Ptr<Reactor> const& reactor : counter.children())
-        keys.push_back(reactor->mstiId().value());
-    return keys;
 }
 
 class IntxInfoChangeSmTest : public NothingLeft {};
@@ -487,25 +481,12 @@ TEST_P(IntxInfoChangeSmTest, SeveralCountersOnOneRecordCountForThemselves) {
 
 // ---- the handlers by name ----
 
-using Handler = void (Reactor::*)();
-constexpr std::array<Handler, 13> handlers{&Reactor::zel_handleMstiN_flags,
-                                           &Reactor::zel_handleMstiN_bridgeId,
-                                           &Reactor::zel_handleMstiN_portId,
-                                           &Reactor::zel_handleMstiN_cistRootBridgeId,
-                                           &Reactor::zel_handleMstiN_cistExtRootPathCost,
-                                           &Reactor::zel_handleMstiN_cistRegionalRootBridgeId,
-                                           &Reactor::zel_handleMstiN_intRootPathCost,
-                                           &Reactor::zel_handleMstiN_regionalRootBridgeId,
-                                           &Reactor::zel_handleMstiN_remainingHops,
-                                           &Reactor::zel_handleMstiN_messageAge,
-                                           &Reactor::zel_handleMstiN_maxAge,
-                                           &Reactor::zel_handleMstiN_helloTime,
-                                           &Reactor::zel_handleMstiN_fwdDelay};
+constexpr auto handlers = entryHandlers<Reactor>;
 
 TEST_P(IntxInfoChangeSmTest, EachHandlerHasItsNameAndCountsOne) {
     const auto counter = counterOn(record(9, {0}));
     unsigned expected = 1;
-    for (Handler handler : handlers) {
+    for (auto handler : handlers) {
         (*counter->mstiN(0).*handler)();
         EXPECT_EQ(counter->updatedFieldCount(), ++expected);
     }

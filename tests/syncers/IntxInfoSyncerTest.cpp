@@ -9,8 +9,8 @@
 #include "tests/model/Journal.h"
 #include "tests/model/Records.h"
 #include "tests/model/Samples.h"
+#include "tests/syncers/EntryReactors.h"
 
-#include <array>
 #include <type_traits>
 #include <utility>
 
@@ -31,28 +31,7 @@ static_assert(
 static_assert(std::is_same_v<decltype(&Reactor::mstiN),
                              Zel::Ptr<IntxMstiInfo const> (Reactor::*)() const noexcept>);
 
-Keys reactorsOf(IntxInfoSyncer& syncer) {
-    Keys keys;
-    for (Zel::Ptr<Reactor> const& reactor : syncer.children())
-        keys.push_back(reactor->mstiId().value());
-    return keys;
-}
-
-/// The handlers of an entry's attributes, in the order of entryAttributes.
-using Handler = void (Reactor::*)();
-constexpr std::array<Handler, 13> handlers{&Reactor::zel_handleMstiN_flags,
-                                           &Reactor::zel_handleMstiN_bridgeId,
-                                           &Reactor::zel_handleMstiN_portId,
-                                           &Reactor::zel_handleMstiN_cistRootBridgeId,
-                                           &Reactor::zel_handleMstiN_cistExtRootPathCost,
-                                           &Reactor::zel_handleMstiN_cistRegionalRootBridgeId,
-                                           &Reactor::zel_handleMstiN_intRootPathCost,
-                                           &Reactor::zel_handleMstiN_regionalRootBridgeId,
-                                           &Reactor::zel_handleMstiN_remainingHops,
-                                           &Reactor::zel_handleMstiN_messageAge,
-                                           &Reactor::zel_handleMstiN_maxAge,
-                                           &Reactor::zel_handleMstiN_helloTime,
-                                           &Reactor::zel_handleMstiN_fwdDelay};
+constexpr auto handlers = entryHandlers<Reactor>;
 
 /// Writes the zero value to one attribute.
 template <class E> void zero(E& entity, std::string_view name) {
@@ -187,7 +166,7 @@ TEST_P(IntxInfoSyncerTest, OnANullDestinationFollowsTheSourceAndWritesNothing) {
     EXPECT_EQ(reactorsOf(*syncer), (Keys{0, 2}));
     source->mstiNDel(0);
     EXPECT_EQ(reactorsOf(*syncer), Keys{2});
-    for (Handler handler : handlers)
+    for (auto handler : handlers)
         (*syncer->mstiN(2).*handler)();
 }
 
@@ -318,7 +297,7 @@ TEST_P(IntxInfoSyncerTest, AHandlerWritesTheZeroValueWhenTheSourceEntryIsGone) {
     log.follow(dest);
     reactor->notifierIs(nullptr);
     EXPECT_EQ(log.take(), Lines());
-    for (Handler handler : handlers)
+    for (auto handler : handlers)
         (*reactor.*handler)();
     EXPECT_EQ(log.take(), entryWrites(3));
     expectZeroScalars(*dest->mstiN(3));
@@ -336,7 +315,7 @@ TEST_P(IntxInfoSyncerTest, AReactorWithoutADestinationEntryWritesNothing) {
     log.follow(dest);
     reactor->copyAllData();
     EXPECT_EQ(reactor->dest(), nullptr);
-    for (Handler handler : handlers)
+    for (auto handler : handlers)
         (*reactor.*handler)();
     Samples::fill(*source->mstiN(3));
     EXPECT_EQ(log.take(), Lines());

@@ -78,6 +78,9 @@ class RxStatusSyncer : public NothingLeft {
         }
         return mst;
     }
+    RxMstPortStatus::Ptr destPort(Zel::U16 port = 1) {
+        return dynamic->rxMstStatus("mst1")->rxMstPortStatus(et(port));
+    }
     static std::set<std::string> names(Zel::Ptr<Root> const& of) {
         std::set<std::string> names;
         for (Zel::Ptr<Mst> const& child : of->children())
@@ -260,12 +263,11 @@ TEST_P(RxStatusSyncer, InitializedIsSetAfterTheScan) {
     const auto mst = add("mst1", {1});
     start();
     bool rootDuring = true, mstDuring = true;
-    const auto looking =
-        onWrite(dynamic->rxMstStatus("mst1")->rxMstPortStatus(et(1)), [&](std::string const&) {
-            rootDuring = root->initialized();
-            if (root->mstDynSyncerSm("mst1"))
-                mstDuring = root->mstDynSyncerSm("mst1")->initialized();
-        });
+    const auto looking = onWrite(destPort(), [&](std::string const&) {
+        rootDuring = root->initialized();
+        if (root->mstDynSyncerSm("mst1"))
+            mstDuring = root->mstDynSyncerSm("mst1")->initialized();
+    });
     root->mstDynSyncerSmDel("mst1");
     root->initializedIs(false);
     root->handleInitialized();
@@ -619,8 +621,7 @@ TEST_P(RxStatusSyncer, ASourceThatBecomesNullOrIsRemovedLeavesChildrenAndDestina
         fill(*source, 8);
         EXPECT_EQ(contents(dynamic), before);
         source->rxMstStatus("mst1")->rxMstPortStatus(et(1))->bpduCountIs(99);
-        EXPECT_EQ(dynamic->rxMstStatus("mst1")->rxMstPortStatus(et(1))->bpduCount(), 99U)
-            << "the children go on";
+        EXPECT_EQ(destPort()->bpduCount(), 99U) << "the children go on";
         root->sourceDel();
         root->sourceIs(source);
         EXPECT_EQ(names(root), std::set<std::string>{"mst1"}) << "and are reused";
@@ -765,7 +766,7 @@ TEST_P(RxStatusSyncer, ZombiesRunNoHandlerAndMayComeBack) {
     source->localHeartbeatIs(100);
     mst->rxMstPortStatus(et(1))->bpduCountIs(100);
     EXPECT_EQ(dynamic->localHeartbeat(), 100U);
-    EXPECT_EQ(dynamic->rxMstStatus("mst1")->rxMstPortStatus(et(1))->bpduCount(), 100U);
+    EXPECT_EQ(destPort()->bpduCount(), 100U);
 }
 
 TEST_P(RxStatusSyncer, AReactorThatIsAZombieDropsWhatReachesIt) {
@@ -825,8 +826,7 @@ TEST_P(RxStatusSyncer, ADestinationReactorMayDropTheRootWhileAChildIsBuiltOrALis
         add("mst1", {1, 2});
         add("mst2", {1});
         start();
-        const auto dropping = onWrite(dynamic->rxMstStatus("mst1")->rxMstPortStatus(et(1)),
-                                      [&](std::string const&) { root = nullptr; });
+        const auto dropping = onWrite(destPort(), [&](std::string const&) { root = nullptr; });
         if (scan) {
             Root* const raw = root.ptr();
             raw->mstDynSyncerSmDelAll();
@@ -848,8 +848,8 @@ TEST_P(RxStatusSyncer, WhatTheConstructionOfAPortTakesOutOfTheSourceHasNoChild) 
     const auto mst = add("mst1");
     dynamic->rxMstStatusIs("mst1")->rxMstPortStatusIs(et(1));
     start();
-    const auto deleting = onWrite(dynamic->rxMstStatus("mst1")->rxMstPortStatus(et(1)),
-                                  [&](std::string const&) { mst->rxMstPortStatusDel(et(1)); });
+    const auto deleting =
+        onWrite(destPort(), [&](std::string const&) { mst->rxMstPortStatusDel(et(1)); });
     mst->rxMstPortStatusIs(et(1));
     EXPECT_EQ(mst->rxMstPortStatus(et(1)), nullptr);
     EXPECT_EQ(live(Port::_zelType), 0U);
@@ -860,8 +860,8 @@ TEST_P(RxStatusSyncer, WhatTheConstructionOfAnMstNameTakesOutOfTheSourceHasNoChi
     start();
     add("mst2");
     dynamic->rxMstStatusIs("mst1")->rxMstPortStatusIs(et(1));
-    const auto deleting = onWrite(dynamic->rxMstStatus("mst1")->rxMstPortStatus(et(1)),
-                                  [&](std::string const&) { source->rxMstStatusDel("mst1"); });
+    const auto deleting =
+        onWrite(destPort(), [&](std::string const&) { source->rxMstStatusDel("mst1"); });
     const RxMstStatus::Ptr mst(new RxMstStatus("mst1"));
     mst->rxMstPortStatusIs(et(1));
     source->rxMstStatusMemberIs(mst);
@@ -875,18 +875,17 @@ TEST_P(RxStatusSyncer, WhatTheConstructionOfAChildReplacesInTheSourceIsFollowed)
     dynamic->rxMstStatusIs("mst1")->rxMstPortStatusIs(et(1));
     start();
     bool done = false;
-    const auto replacing =
-        onWrite(dynamic->rxMstStatus("mst1")->rxMstPortStatus(et(1)), [&](std::string const&) {
-            if (std::exchange(done, true))
-                return;
-            mst->rxMstPortStatusDel(et(1));
-            mst->rxMstPortStatusIs(et(1))->bpduCountIs(5);
-        });
+    const auto replacing = onWrite(destPort(), [&](std::string const&) {
+        if (std::exchange(done, true))
+            return;
+        mst->rxMstPortStatusDel(et(1));
+        mst->rxMstPortStatusIs(et(1))->bpduCountIs(5);
+    });
     mst->rxMstPortStatusIs(et(1));
     EXPECT_EQ(live(Port::_zelType), 1U);
     expectStandsAsItsSource();
     mst->rxMstPortStatus(et(1))->bpduCountIs(6);
-    EXPECT_EQ(dynamic->rxMstStatus("mst1")->rxMstPortStatus(et(1))->bpduCount(), 6U);
+    EXPECT_EQ(destPort()->bpduCount(), 6U);
 }
 
 TEST_P(RxStatusSyncer, ADestinationReactorMayDeleteFromTheCollectionThatIsScanned) {
@@ -898,17 +897,16 @@ TEST_P(RxStatusSyncer, ADestinationReactorMayDeleteFromTheCollectionThatIsScanne
         bool done = false;
         std::vector<Watcher::Ptr> watchers;
         for (Zel::U16 port = 1; port <= 6; ++port)
-            watchers.push_back(onWrite(
-                dynamic->rxMstStatus("mst1")->rxMstPortStatus(et(port)), [&](std::string const&) {
-                    if (std::exchange(done, true))
-                        return;
-                    source->rxMstStatusDel("mst2");
-                    source->rxMstStatusIs("mst4");
-                    for (Zel::U16 gone = 1; gone <= 6; ++gone) {
-                        if (gone != leave)
-                            source->rxMstStatus("mst1")->rxMstPortStatusDel(et(gone));
-                    }
-                }));
+            watchers.push_back(onWrite(destPort(port), [&](std::string const&) {
+                if (std::exchange(done, true))
+                    return;
+                source->rxMstStatusDel("mst2");
+                source->rxMstStatusIs("mst4");
+                for (Zel::U16 gone = 1; gone <= 6; ++gone) {
+                    if (gone != leave)
+                        source->rxMstStatus("mst1")->rxMstPortStatusDel(et(gone));
+                }
+            }));
         start();
         EXPECT_TRUE(done);
         expectStandsAsItsSource();
