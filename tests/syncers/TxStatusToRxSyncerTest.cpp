@@ -105,7 +105,7 @@ TEST_P(TxStatusToRx, ConstructionDeletesWhatTheSourceLacksWithoutATrace) {
     EXPECT_EQ(kept->bpduCount(), 7U);
 }
 
-TEST_P(TxStatusToRx, ConstructionTracesInTheStatedOrder) {
+TEST_P(TxStatusToRx, ConstructionTracesTheNameThenItsInterfacesAndTheRootLast) {
     mst()->txMstPortStatusIs(et3);
     Lines traces;
     const TraceNotes tracing("StpTxStatusSyncer", traces);

@@ -140,7 +140,7 @@ TEST_P(TxStatusToTx, ConstructionRemovesWhatTheSourceLacks) {
         EXPECT_EQ(std::ranges::count(texts, expected), 1) << expected;
 }
 
-TEST_P(TxStatusToTx, ConstructionTracesInTheStatedOrder) {
+TEST_P(TxStatusToTx, ConstructionTracesTheNameAndItsPortsFirstAndThenOnceMoreUnderTheRoot) {
     port(et3)->txInfoIs(10)->mstiNIs(0);
     port(et3)->txUpdateIs(20, 5);
     Lines traces;
@@ -216,7 +216,7 @@ TEST_P(TxStatusToTx, ANullSourceWritesAHeartbeatOfZeroAndStillInitialises) {
     EXPECT_EQ(syncer->children().map().members(), 0U);
 }
 
-TEST_P(TxStatusToTx, ANullDestinationTracesAsStatedAndWritesNothing) {
+TEST_P(TxStatusToTx, WithoutADestinationTheHandlersTraceWhatTheyWouldWriteAndWriteNothing) {
     fill(*port(), 5);
     TraceCapture capture("StpTxStatusSyncer", {8});
     syncer = txStatusToTxSyncerFactory(source, nullptr);
