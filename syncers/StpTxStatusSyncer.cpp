@@ -380,13 +380,13 @@ void TxToTxPort::handleInitialized() {
 
 void TxToTxPort::handleTxInfo(Bridging::VlanIdOrNone vlan) {
     FENNIC_BLOCK_TIMER();
+    const Ptr alive(this);
     const auto record = [&] { return watched() ? watched()->txInfo(vlan) : nullptr; };
     if (const Zel::Ptr<IntxInfo const> from = record()) {
         traceHandler(traceHandle, 8, *this,
                      [&](TraceStream& out) { out << "setting vlan=" << vlan; });
         if (!dest_)
             return;
-        const Ptr alive(this);
         const Zel::Ptr<IntxInfo> to = dest_->txInfoIs(vlan);
         if (from == record())
             txInfoSyncerIs(from, to, vlan, parentId());

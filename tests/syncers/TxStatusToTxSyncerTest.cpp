@@ -861,6 +861,57 @@ TEST_P(TxStatusToTx, DroppingTheSyncerInsideANotificationOfTheDestinationIsSafe)
     }
 }
 
+TEST_P(TxStatusToTx, APortCalledDirectlyMayLoseItsSyncerInAnyWriteForARecord) {
+    struct Action {
+        const char* name;
+        void (*prepare)(TxMstPortStatus& from, TxMstPortStatus& to);
+        void (*run)(PortSm& at);
+        unsigned writes;
+    };
+    const Action actions[] = {
+        {"a syncer", [](TxMstPortStatus&, TxMstPortStatus& to) { to.txInfoIs(10); },
+         [](PortSm& at) {
+             at.txInfoSyncerIs(Samples::filled(10, {0}), at.dest()->txInfo(10), 10, "mst1|Et1");
+         },
+         6 + 1 + 13},
+        {"a record and its syncer",
+         [](TxMstPortStatus& from, TxMstPortStatus&) { from.txInfoIs(10)->mstiNIs(0); },
+         [](PortSm& at) { at.handleTxInfo(10); }, 1 + 6 + 1 + 13},
+        {"a record less", [](TxMstPortStatus& from, TxMstPortStatus&) { from.txInfoDel(20); },
+         [](PortSm& at) { at.handleTxInfo(20); }, 1},
+    };
+    for (Action const& action : actions) {
+        SCOPED_TRACE(action.name);
+        for (unsigned n = 1; n <= action.writes + 1; ++n) {
+            source = TxStatus::Ptr(new TxStatus);
+            dest = TxStatus::Ptr(new TxStatus);
+            port()->txInfoIs(20);
+            start();
+            syncer->hasNotificationActiveIs(false);
+            action.prepare(*port(), *destPort());
+            journalDest();
+            unsigned writes = 0;
+            journal.look = [&](std::string const&) {
+                if (++writes == n)
+                    syncer = nullptr;
+            };
+            PortSm& at = *portSm(); // which the syncer alone holds
+            action.run(at);
+            EXPECT_EQ(syncer == nullptr, n <= action.writes) << "write " << n;
+            journal.take();
+            journal.look = {};
+            if (!syncer) {
+                EXPECT_EQ(PortSm::_zelType.allocations().liveCount(), 0U);
+                EXPECT_EQ(IntxInfoSyncer::_zelType.allocations().liveCount(), 0U);
+                fill(*port(), 50);
+                EXPECT_EQ(journal.take(), Lines());
+            }
+            syncer = nullptr;
+            journal.close();
+        }
+    }
+}
+
 TEST_P(TxStatusToTx, AChangeOfTheSourceInsideANotificationOfTheDestinationIsMirroredToo) {
     fill(*port(), 5);
     start();
