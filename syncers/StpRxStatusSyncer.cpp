@@ -64,6 +64,7 @@ RxMstStatusToRxDynamicSyncer::Ptr RxStatusToRxDynamicSyncer::mstDynSyncerSm(Zel:
 
 RxMstStatusToRxDynamicSyncer::Ptr RxStatusToRxDynamicSyncer::mstDynSyncerSmIs(
     Zel::Name name, Zel::Ptr<RxMstStatus const> const& source, Zel::Ptr<RxStatus> const& rxStatus) {
+    const Ptr alive(this); // the end of this object switches the child off, and so comes last
     RxMstStatusToRxDynamicSyncer::Ptr child = mstDynSyncerSm(name);
     if (child) {
         Zel::assertSameParameter("source", source, child->source());
@@ -171,6 +172,7 @@ RxMstPortStatusToRxDynamicSyncer::Ptr
 RxMstStatusToRxDynamicSyncer::mstDynPortSmIs(Zel::Name mstName, Kolvu::IntfId intf,
                                              Zel::Ptr<RxMstPortStatus const> const& source,
                                              Zel::Ptr<RxStatus> const& rxStatus) {
+    const Ptr alive(this);
     RxMstPortStatusToRxDynamicSyncer::Ptr child = mstDynPortSm(intf);
     if (child) {
         Zel::assertSameParameter("mstName", mstName, child->mstName());

@@ -844,6 +844,37 @@ TEST_P(RxStatusSyncer, ADestinationReactorMayDropTheRootWhileAChildIsBuiltOrALis
     }
 }
 
+TEST_P(RxStatusSyncer, AChildMadeDirectlyMayLoseItsOwnerWhileItIsBuiltAndIsASilentZombieThen) {
+    const auto expectSilentZombie = [&](Zel::PtrInterface const& child) {
+        EXPECT_EQ(root, nullptr) << "nothing was written";
+        EXPECT_EQ(live(Root::_zelType), 0U);
+        EXPECT_TRUE(child.zelMarkedForDeletion());
+        EXPECT_FALSE(child.hasNotificationActive());
+    };
+    const auto mst = add("mst1", {1});
+    const auto from = mst->rxMstPortStatus(et(1));
+    {
+        start();
+        root->mstDynSyncerSmDel("mst1");
+        const auto dropping = onWrite(destPort(), [&](std::string const&) { root = nullptr; });
+        Root* const raw = root.ptr();
+        const Zel::Ptr<Mst> child = raw->mstDynSyncerSmIs("mst1", mst, dynamic);
+        expectSilentZombie(*child);
+        EXPECT_EQ(child->source(), mst);
+    }
+    {
+        start();
+        root->mstDynSyncerSm("mst1")->mstDynPortSmDel(et(1));
+        const auto dropping = onWrite(destPort(), [&](std::string const&) { root = nullptr; });
+        Mst* const raw = root->mstDynSyncerSm("mst1").ptr(); // which the root alone holds
+        const Zel::Ptr<Port> child = raw->mstDynPortSmIs("mst1", et(1), from, dynamic);
+        expectSilentZombie(*child);
+        EXPECT_EQ(child->source(), from);
+        EXPECT_EQ(live(Mst::_zelType), 0U);
+    }
+    EXPECT_TRUE(source->notifieeList()->empty());
+}
+
 TEST_P(RxStatusSyncer, WhatTheConstructionOfAPortTakesOutOfTheSourceHasNoChild) {
     const auto mst = add("mst1");
     dynamic->rxMstStatusIs("mst1")->rxMstPortStatusIs(et(1));
