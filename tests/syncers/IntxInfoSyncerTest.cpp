@@ -10,6 +10,7 @@
 #include "tests/model/Records.h"
 #include "tests/model/Samples.h"
 #include "tests/syncers/EntryReactors.h"
+#include "tests/syncers/InitializedLast.h"
 
 #include <type_traits>
 #include <utility>
@@ -132,6 +133,15 @@ TEST_P(IntxInfoSyncerTest, IsInitializedAndActiveOnceTheFactoryReturns) {
     EXPECT_EQ(reactor->mstiN(), source->mstiN(0));
     EXPECT_EQ(reactor->dest(), dest->mstiN(0));
     EXPECT_EQ(reactor->fwkKey(), 0);
+}
+
+TEST_P(IntxInfoSyncerTest, ItAndItsReactorsAreInitializedAfterTheirLastWrite) {
+    start(filled(9, {0}));
+    log.follow(dest);
+    dest->mstiNIs(8); // is deleted last
+    expectInitializedLast(*syncer, log);
+    EXPECT_EQ(keysOf(*dest), Keys{0});
+    expectInitializedLast(*syncer->mstiN(0), log);
 }
 
 TEST_P(IntxInfoSyncerTest, OnANullSourceWritesZeroScalarsAndFollowsNothing) {

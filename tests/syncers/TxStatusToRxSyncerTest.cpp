@@ -2,15 +2,19 @@
 
 #include "framework/zel/Exception.h"
 #include "tests/framework/EachAllocation.h"
+#include "tests/framework/FailingAllocation.h"
 #include "tests/framework/NothingLeft.h"
 #include "tests/framework/Thrown.h"
 #include "tests/framework/TimedBlocks.h"
 #include "tests/framework/TraceNotes.h"
 #include "tests/model/Journal.h"
 #include "tests/model/Samples.h"
+#include "tests/syncers/InitializedLast.h"
 
 #include <csignal>
+#include <new>
 #include <set>
+#include <stdexcept>
 
 namespace Varnol {
 namespace {
@@ -116,6 +120,16 @@ TEST_P(TxStatusToRx, ConstructionTracesTheNameThenItsInterfacesAndTheRootLast) {
                      "handleTxMstPortStatus() setting rxMstPortStatus for Et3/1",
                      "8 handleInitialized: TxToRx::handleInitialized() ",
                      "8 handleTxMstStatus: TxToRx::handleTxMstStatus() setting rxMstStatus mst1"}));
+}
+
+TEST_P(TxStatusToRx, BothLevelsAreInitializedAfterTheirLastWrite) {
+    mst()->txMstPortStatusIs(et1);
+    start();
+    journalRx();
+    rx->rxMstStatusIs("gone");
+    expectInitializedLast(*syncer, journal);
+    rx->rxMstStatus("mst1")->rxMstPortStatusIs(et2);
+    expectInitializedLast(*syncer->txMstStatus("mst1"), journal);
 }
 
 TEST_P(TxStatusToRx, AnEmptySourceTracesTheRootsInitialisationAlone) {

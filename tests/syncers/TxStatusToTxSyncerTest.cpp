@@ -9,6 +9,7 @@
 #include "tests/framework/TraceNotes.h"
 #include "tests/model/Journal.h"
 #include "tests/model/Samples.h"
+#include "tests/syncers/InitializedLast.h"
 
 #include <algorithm>
 #include <map>
@@ -253,6 +254,18 @@ TEST_P(TxStatusToTx, WithoutADestinationTheHandlersTraceWhatTheyWouldWriteAndWri
 TEST_P(TxStatusToTx, NothingAtAllInitialisesToo) {
     syncer = txStatusToTxSyncerFactory(nullptr, nullptr);
     EXPECT_TRUE(syncer->initialized());
+}
+
+TEST_P(TxStatusToTx, EachLevelIsInitializedAfterItsLastWrite) {
+    fill(*port(), 5);
+    start();
+    journalDest();
+    // What the source lacks is deleted in a level's last pass.
+    dest->txMstStatusIs("gone");
+    expectInitializedLast(*syncer, journal);
+    dest->txMstStatus("mst1")->txMstPortStatusIs(et2);
+    expectInitializedLast(*syncer->txMstStatus("mst1"), journal);
+    expectInitializedLast(*portSm(), journal);
 }
 
 TEST_P(TxStatusToTx, FollowsTheHeartbeatWithoutComparing) {
