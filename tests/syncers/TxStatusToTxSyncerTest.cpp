@@ -998,6 +998,56 @@ TEST_P(TxStatusToTx, ARecordMadeAgainInItsOwnDeletionNoticeLeavesBothTreesAlikeI
     EXPECT_EQ(contents(dest), contents(source));
 }
 
+TEST_P(TxStatusToTx, ARecordDeletedInItsOwnCreationNoticeIsNowhereAndIsMirroredWhenMadeAgain) {
+    port();
+    start();
+    journalDest();
+    bool deleted = false;
+    journal.look = [&](std::string const& line) {
+        if (line == "mst1/Et1/txInfo[10]" && !std::exchange(deleted, true))
+            port()->txInfoDel(10);
+    };
+    port()->txInfoIs(10);
+    EXPECT_TRUE(deleted);
+    EXPECT_EQ(port()->txInfo(10), nullptr);
+    EXPECT_EQ(destPort()->txInfo(10), nullptr);
+    EXPECT_FALSE(portSm()->txInfoSyncerHas(10));
+    Samples::fill(*port()->txInfoIs(10));
+    Samples::fill(*port()->txInfo(10)->mstiNIs(3));
+    EXPECT_TRUE(portSm()->txInfoSyncerHas(10));
+    EXPECT_EQ(contents(dest), contents(source));
+}
+
+TEST_P(TxStatusToTx, ARecordReplacedInItsOwnCreationNoticeIsMirroredAndFollowed) {
+    port();
+    start();
+    journalDest();
+    for (const bool inPlace : {false, true}) {
+        SCOPED_TRACE(inPlace);
+        bool replaced = false;
+        journal.look = [&](std::string const& line) {
+            if (line != "mst1/Et1/txInfo[10]" || std::exchange(replaced, true))
+                return;
+            if (inPlace) {
+                port()->txInfoMemberIs(Samples::filled(10, {0, 4}));
+            } else {
+                port()->txInfoDel(10);
+                Samples::fill(*port()->txInfoIs(10)->mstiNIs(4));
+            }
+        };
+        const IntxInfo::Ptr former = port()->txInfoIs(10);
+        EXPECT_TRUE(replaced);
+        EXPECT_NE(port()->txInfo(10), former);
+        EXPECT_EQ(contents(dest), contents(source));
+        EXPECT_EQ(portSm()->txInfoSyncer(10)->source(), port()->txInfo(10));
+        Samples::fill(*port()->txInfo(10));
+        port()->txInfo(10)->mstiN(4)->remainingHopsIs(3);
+        port()->txInfo(10)->mstiNIs(5);
+        EXPECT_EQ(contents(dest), contents(source));
+        port()->txInfoDel(10);
+    }
+}
+
 TEST_P(TxStatusToTx, KeysMadeAgainInTheirOwnDeletionNoticeAreThereAndFollowed) {
     fill(*port(), 5);
     start();
