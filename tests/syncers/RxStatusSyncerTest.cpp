@@ -784,6 +784,92 @@ TEST_P(RxStatusSyncer, AReactorThatIsAZombieDropsWhatReachesIt) {
     EXPECT_EQ(names(root), std::set<std::string>{});
 }
 
+TEST_P(RxStatusSyncer, TheReactorOfAnMstNameThatIsAZombieDropsWhatReachesIt) {
+    const auto mst = add("mst1", {1});
+    start();
+    const Zel::Ptr<Mst> child = root->mstDynSyncerSm("mst1");
+    child->mstDynPortSmDelAll();
+    const Zel::Ptr<Mst::ZelSource> reactor(new Mst::ZelSource(mst, child.ptr()));
+    const Kolvu::IntfId intf = et(1);
+    journal.follow(dynamic);
+    const TraceNotes tracing(traceName, journal.lines);
+    reactor->zelMarkedForDeletionIs(true);
+    reactor->onAttribute(258, &intf);
+    EXPECT_EQ(journal.take(), Lines{});
+    EXPECT_EQ(ports(child), std::set<std::string>{});
+    reactor->zelMarkedForDeletionIs(false);
+    reactor->onAttribute(258, &intf);
+    EXPECT_EQ(ports(child), std::set<std::string>{"Et1"});
+}
+
+TEST_P(RxStatusSyncer, AZombieRootGivenAnotherSourceMakesNoChildrenAndWritesNothing) {
+    start();
+    root->zelDoZombieReactors(true);
+    fill(*other, 9);
+    other->rxMstStatusIs("mst1")->rxMstPortStatusIs(et(1));
+    dynamic->rxMstStatusIs("mst1")->rxMstPortStatusIs(et(1));
+    journal.follow(dynamic);
+    const TraceNotes tracing(traceName, journal.lines);
+    root->sourceIs(other);
+    EXPECT_EQ(root->source(), other);
+    other->localHeartbeatIs(1);
+    other->rxMstStatusIs("mst2");
+    EXPECT_EQ(names(root), std::set<std::string>{});
+    EXPECT_EQ(journal.take(), Lines{});
+    root->zelDoZombieReactors(false);
+    other->localHeartbeatIs(2);
+    EXPECT_EQ(journal.take(), Lines{"localHeartbeat"}) << "the new source is watched";
+}
+
+TEST_P(RxStatusSyncer, AnMstNameMadeForAZombieIsAZombieThatFollowsNothing) {
+    const auto mst = add("mst1", {1});
+    start();
+    root->mstDynSyncerSmDelAll();
+    root->zelDoZombieReactors(true);
+    const Zel::Ptr<Mst> child = root->mstDynSyncerSmIs("mst1", mst, dynamic);
+    EXPECT_EQ(root->mstDynSyncerSm("mst1"), child);
+    EXPECT_TRUE(child->zelMarkedForDeletion());
+    ASSERT_NE(child->mstDynPortSm(et(1)), nullptr);
+    EXPECT_TRUE(child->mstDynPortSm(et(1))->zelMarkedForDeletion());
+    journal.follow(dynamic);
+    const TraceNotes tracing(traceName, journal.lines);
+    const auto change = [&](Zel::U16 port) {
+        fill(*mst->rxMstPortStatus(et(1)), port);
+        mst->rxMstPortStatus(et(1))->rxUpdateInc(10, 1);
+        mst->rxMstPortStatusIs(et(port));
+    };
+    change(2);
+    child->hasNotificationActiveIs(false);
+    child->hasNotificationActiveIs(true);
+    change(3);
+    EXPECT_EQ(journal.take(), Lines{});
+    EXPECT_EQ(ports(child), std::set<std::string>{"Et1"});
+}
+
+TEST_P(RxStatusSyncer, AnInterfaceMadeForAZombieIsAZombieThatFollowsNothing) {
+    const auto mst = add("mst1", {1});
+    start();
+    const Zel::Ptr<Mst> parent = root->mstDynSyncerSm("mst1");
+    parent->mstDynPortSmDelAll();
+    parent->zelDoZombieReactors(true);
+    const auto from = mst->rxMstPortStatus(et(1));
+    const Zel::Ptr<Port> child = parent->mstDynPortSmIs("mst1", et(1), from, dynamic);
+    EXPECT_EQ(parent->mstDynPortSm(et(1)), child);
+    EXPECT_TRUE(child->zelMarkedForDeletion());
+    journal.follow(dynamic);
+    const TraceNotes tracing(traceName, journal.lines);
+    const auto change = [&](unsigned seed) {
+        fill(*from, seed);
+        from->rxInfoIs(10);
+        from->rxUpdateInc(10, 1);
+    };
+    change(2);
+    child->hasNotificationActiveIs(false);
+    child->hasNotificationActiveIs(true);
+    change(3);
+    EXPECT_EQ(journal.take(), Lines{});
+}
+
 TEST_P(RxStatusSyncer, TheEndOfTheRootEndsTheWholeTreeAndLeavesBothTrees) {
     add("mst1", {1, 2});
     add("mst2", {1});

@@ -784,6 +784,72 @@ TEST_P(TxStatusToTx, AZombieRunsNoHandlerButKeepsItsChildrenInLineAsZombies) {
     EXPECT_EQ(journal.take(), Lines()) << "it has no destination";
 }
 
+TEST_P(TxStatusToTx, ANameFollowedForAZombieTracesAndWritesNothingDownToItsPorts) {
+    start();
+    syncer->zelDoZombieReactors(true);
+    fill(*port(), 5);
+    journalDest();
+    const TraceNotes tracing("StpTxStatusSyncer", journal.lines);
+    const Zel::Ptr<MstSm> child = syncer->txMstStatusIs(mst());
+    EXPECT_EQ(journal.take(), Lines());
+    EXPECT_TRUE(child->zelMarkedForDeletion());
+    EXPECT_FALSE(child->hasNotificationActive());
+    EXPECT_FALSE(child->initialized());
+    EXPECT_EQ(child->dest(), nullptr);
+    const Zel::Ptr<PortSm> at = child->txMstPortStatus(et1);
+    ASSERT_NE(at, nullptr);
+    EXPECT_TRUE(at->zelMarkedForDeletion());
+    EXPECT_FALSE(at->hasNotificationActive());
+    EXPECT_FALSE(at->initialized());
+    EXPECT_FALSE(at->txInfoSyncerHas(10));
+    fill(*port(), 50);
+    port(et2);
+    EXPECT_EQ(journal.take(), Lines());
+    EXPECT_EQ(contents(dest), contents(TxStatus::Ptr(new TxStatus)));
+}
+
+TEST_P(TxStatusToTx, ARecordSyncerMadeForAZombieIsAZombieThatTakesNoNotifications) {
+    port();
+    start();
+    const Zel::Ptr<PortSm> at = portSm();
+    at->zelDoZombieReactors(true);
+    const IntxInfo::Ptr from = Samples::filled(10, {0});
+    const IntxInfo::Ptr to = Samples::record(10);
+    const IntxInfoSyncer::Ptr record = at->txInfoSyncerIs(from, to, 10, "mst1|Et1");
+    EXPECT_EQ(at->txInfoSyncer(10), record);
+    EXPECT_TRUE(record->zelMarkedForDeletion());
+    EXPECT_TRUE(record->mstiN(0)->zelMarkedForDeletion());
+    EXPECT_FALSE(record->mstiN(0)->hasNotificationActive());
+    journal.follow(to);
+    const TraceNotes tracing("StpTxStatusSyncer", journal.lines);
+    from->stpVersionIs(9);
+    from->mstiN(0)->remainingHopsIs(9);
+    from->mstiNIs(3);
+    EXPECT_EQ(journal.take(), Lines());
+    EXPECT_EQ(record->mstiN(3), nullptr) << "a zombie that is notified would follow the entry";
+}
+
+TEST_P(TxStatusToTx, AZombiePortGivenAnotherEntityOrToldOfAnUpdateWritesNothing) {
+    fill(*port(), 5);
+    start();
+    const Zel::Ptr<PortSm> at = portSm();
+    at->zelDoZombieReactors(true);
+    const TxMstPortStatus::Ptr other(new TxMstPortStatus(et1));
+    fill(*other, 50);
+    other->txUpdateIs(20, 1);
+    journalDest();
+    const TraceNotes tracing("StpTxStatusSyncer", journal.lines);
+    at->notifierIs(other);
+    EXPECT_EQ(at->txMstPortStatus(), other);
+    EXPECT_EQ(journal.take(), Lines());
+    const Bridging::VlanIdOrNone vlan = 10;
+    at->onAttribute(259, &vlan);
+    EXPECT_EQ(journal.take(), Lines());
+    at->zelMarkedForDeletionIs(false);
+    at->onAttribute(259, &vlan);
+    EXPECT_FALSE(journal.take().empty()) << "of no zombie it is the notice of an update";
+}
+
 TEST_P(TxStatusToTx, SwitchedOffTheWholeTreeFallsSilentAndSwitchedOnItGoesOn) {
     fill(*port(), 5);
     start();
