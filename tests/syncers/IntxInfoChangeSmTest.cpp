@@ -591,6 +591,23 @@ TEST_P(IntxInfoChangeSmTest, SwitchesReachEveryReactorUnlessTheyAreSoAlready) {
     EXPECT_TRUE(counter->mstiN(3)->zelMarkedForDeletion());
 }
 
+TEST_P(IntxInfoChangeSmTest, AnUnboundReactorCountsWhenItTurnsIntoAZombieAndKeepsItsNotification) {
+    const auto counter = counterOn(record(9, {3}));
+    const auto reactor = counter->mstiN(3);
+    reactor->notifierIs(nullptr);
+    EXPECT_EQ(counter->updatedFieldCount(), 1U);
+    unsigned count = 1;
+    for (const bool active : {true, false}) {
+        reactor->hasNotificationActiveIs(active);
+        for (const bool zombie : {true, false}) {
+            reactor->zelDoZombieReactors(zombie);
+            EXPECT_EQ(counter->updatedFieldCount(), ++count);
+            EXPECT_EQ(reactor->zelMarkedForDeletion(), zombie);
+            EXPECT_EQ(reactor->hasNotificationActive(), active);
+        }
+    }
+}
+
 TEST_P(IntxInfoChangeSmTest, AZombieThatIsStillNotifiedFollowsTheEntriesOnly) {
     const IntxInfo::Ptr info = record(9, {0});
     const auto counter = counterOn(info);

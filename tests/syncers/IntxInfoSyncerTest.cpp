@@ -511,6 +511,21 @@ TEST_P(IntxInfoSyncerTest, BoundToNoSourceItWritesNothingUntilBoundAgain) {
     expectEqualRecords(*dest, *source);
 }
 
+TEST_P(IntxInfoSyncerTest, AnUnboundReactorOnTheRecordWritesNothing) {
+    start(filled(9, {0}));
+    const auto reactor = Zel::newActive<IntxInfoSyncer::ZelSource>(source, syncer.ptr());
+    log.follow(dest);
+    const auto tell = [&] {
+        for (Zel::AttributeId id : {258U, 260U, 261U, 262U, 263U, 264U})
+            reactor->onAttribute(id, nullptr);
+    };
+    tell();
+    EXPECT_EQ(log.take(), scalarWrites);
+    reactor->notifierIs(nullptr);
+    tell();
+    EXPECT_EQ(log.take(), Lines());
+}
+
 TEST_P(IntxInfoSyncerTest, ASourceGivenLaterIsFollowedButNotCopied) {
     start(nullptr);
     source = filled(9, {0});

@@ -681,6 +681,21 @@ TEST_P(RxStatusSyncer, AReboundReactorCopiesTheScalarsInOrderAndDoesNotRescan) {
     EXPECT_EQ(journal.take(), Lines{});
 }
 
+TEST_P(RxStatusSyncer, AnUnboundReactorWritesZeros) {
+    fill(*source, 7);
+    start();
+    const auto reactor = Zel::newActive<Root::ZelSource>(source, root.ptr());
+    journal.watch(dynamic);
+    const TraceNotes tracing(traceName, journal.lines);
+    reactor->notifierIs(nullptr);
+    EXPECT_EQ(journal.take(), Lines{});
+    EXPECT_EQ(scalars(dynamic), scalars(source));
+    for (Zel::AttributeId id : {259U, 260U, 262U, 263U, 264U})
+        reactor->onAttribute(id, nullptr);
+    EXPECT_EQ(journal.take(), scalarNames);
+    EXPECT_EQ(scalars(dynamic), scalars(RxStatus::Ptr(new RxStatus)));
+}
+
 TEST_P(RxStatusSyncer, AnotherSourceOfAnMstNameRunsNoHandler) {
     const auto mst = add("mst1", {1});
     const RxMstStatus::Ptr another(new RxMstStatus("mst1"));

@@ -304,6 +304,37 @@ TEST_P(TxStatusToTx, NamedHandlersOfThePortValuesWriteThem) {
     EXPECT_EQ(journal.take(), (Lines{"mst1/Et1/txNewInfo=0", "mst1/Et1/txHelloWhenOn=0s"}));
 }
 
+TEST_P(TxStatusToTx, AnUnboundPortInitializedAgainEmptiesTheDestination) {
+    fill(*port(), 5);
+    start();
+    journalDest();
+    portSm()->notifierIs(nullptr);
+    EXPECT_EQ(journal.take(), Lines());
+    portSm()->handleInitialized();
+    const Lines lines = journal.take();
+    const std::string at = "mst1/Et1/";
+    EXPECT_EQ(sorted(lines), sorted({at + "txInfo[0] deleted", at + "txInfo[10] deleted",
+                                     at + "txUpdate[0] deleted", at + "txUpdate[10] deleted",
+                                     at + "txHelloWhenOn=0s", at + "txNewInfo=0"}));
+    EXPECT_EQ(lines.back(), at + "txNewInfo=0");
+    EXPECT_FALSE(portSm()->txInfoSyncerHas(0));
+    EXPECT_FALSE(portSm()->txInfoSyncerHas(10));
+    EXPECT_EQ(contents(destPort()), contents(TxMstPortStatus::Ptr(new TxMstPortStatus(et1))));
+}
+
+TEST_P(TxStatusToTx, AnUnboundReactorOnTheRootWritesNothing) {
+    source->heartbeatTimeoutIs(2.5);
+    start();
+    const Zel::Ptr<TxStatusToTxSyncer::ZelSource> reactor =
+        Zel::newActive<TxStatusToTxSyncer::ZelSource>(source, syncer.ptr());
+    journalDest();
+    reactor->onAttribute(259, nullptr);
+    EXPECT_EQ(journal.take(), Lines{"heartbeatTimeout=2.5"});
+    reactor->notifierIs(nullptr);
+    reactor->onAttribute(259, nullptr);
+    EXPECT_EQ(journal.take(), Lines());
+}
+
 TEST_P(TxStatusToTx, AnUpdateCountIsWrittenTwiceForEachChange) {
     port();
     start();
