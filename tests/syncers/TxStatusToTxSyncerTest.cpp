@@ -735,6 +735,47 @@ TEST_P(TxStatusToTx, DeletersRemoveReactorsOnlyAndNeverTouchTheDestination) {
     EXPECT_EQ(contents(dest), before);
 }
 
+TEST_P(TxStatusToTx, TheReactorOfAnInterfaceIsRemovedWhereAWalkStands) {
+    for (auto intf : {et1, et2, et3})
+        fill(*port(intf), 5);
+    start();
+    journalDest();
+    const Zel::Ptr<MstSm> child = syncer->txMstStatus("mst1");
+    const Zel::Ptr<PortSm> removed = portSm(et2);
+    for (auto at = child->children().begin(); at != child->children().end(); ++at) {
+        if ((*at)->fwkKey() == et2)
+            child->txMstPortStatusDel(at);
+    }
+    EXPECT_EQ(portSm(et2), nullptr);
+    EXPECT_NE(portSm(et1), nullptr);
+    EXPECT_NE(portSm(et3), nullptr);
+    EXPECT_EQ(removed->owner(), nullptr);
+    EXPECT_TRUE(removed->zelMarkedForDeletion());
+    EXPECT_FALSE(removed->hasNotificationActive());
+    port(et2)->txNewInfoIs(9);
+    EXPECT_EQ(journal.take(), Lines());
+}
+
+TEST_P(TxStatusToTx, ANewReactorOfAnInterfaceMirrorsItAndFollowsIt) {
+    fill(*port(), 5);
+    start();
+    const Zel::Ptr<MstSm> child = syncer->txMstStatus("mst1");
+    child->txMstPortStatusDel(et1);
+    fill(*port(), 50);
+    EXPECT_EQ(destPort()->txNewInfo(), 7U);
+    const Zel::Ptr<PortSm> made = child->newTxMstPortStatus(port());
+    EXPECT_EQ(portSm(), made);
+    EXPECT_EQ(made->owner(), child.ptr());
+    EXPECT_EQ(made->txMstPortStatus(), port());
+    EXPECT_EQ(made->dest(), destPort());
+    EXPECT_TRUE(made->initialized());
+    EXPECT_TRUE(made->hasNotificationActive());
+    EXPECT_FALSE(made->zelMarkedForDeletion());
+    EXPECT_EQ(contents(dest), contents(source));
+    fill(*port(), 60);
+    EXPECT_EQ(contents(dest), contents(source));
+}
+
 TEST_P(TxStatusToTx, ADroppedSyncerLeavesTheDestinationAsItIsAndWritesNoMore) {
     fill(*port(), 5);
     start();
