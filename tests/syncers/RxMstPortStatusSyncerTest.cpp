@@ -2,12 +2,14 @@
 
 #include "syncers/RxMstStatusToRxDynamicSyncer.h"
 #include "tests/framework/EachAllocation.h"
+#include "tests/framework/FailingAllocation.h"
 #include "tests/framework/NothingLeft.h"
 #include "tests/framework/TimedBlocks.h"
 #include "tests/framework/TraceNotes.h"
 #include "tests/model/Journal.h"
 #include "tests/model/Samples.h"
 
+#include <new>
 #include <type_traits>
 
 namespace Varnol {
@@ -795,6 +797,19 @@ TEST_P(RxMstPortStatusSyncer,
         dest = nullptr;
     });
     EXPECT_GT(failures, 3U);
+}
+
+TEST_P(RxMstPortStatusSyncer,
+       OutOfMemoryForAnotherSourceReachesTheCallerAndTheFormerIsStillWatched) {
+    startNoting();
+    {
+        const FailingAllocation failing(1);
+        EXPECT_THROW(syncer->sourceIs(other), std::bad_alloc);
+    }
+    EXPECT_EQ(syncer->source(), source);
+    EXPECT_TRUE(other->notifieeList()->empty());
+    source->bpduCountIs(1);
+    EXPECT_EQ(journal.take(), Lines{"bpduCount"});
 }
 
 // Block timers

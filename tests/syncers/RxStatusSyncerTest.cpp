@@ -3,6 +3,7 @@
 #include "framework/zel/Exception.h"
 #include "framework/zel/Strep.h"
 #include "tests/framework/EachAllocation.h"
+#include "tests/framework/FailingAllocation.h"
 #include "tests/framework/NothingLeft.h"
 #include "tests/framework/Thrown.h"
 #include "tests/framework/TimedBlocks.h"
@@ -11,6 +12,7 @@
 #include "tests/model/Samples.h"
 
 #include <algorithm>
+#include <new>
 #include <set>
 #include <type_traits>
 
@@ -1153,6 +1155,30 @@ TEST_P(RxStatusSyncer, ExhaustedMemoryWhileAChildIsMadeReachesTheWriterAndAScanM
         source = nullptr;
     });
     EXPECT_GT(failures, 4U);
+}
+
+TEST_P(RxStatusSyncer, OutOfMemoryForAnotherSourceReachesTheCallerAndTheFormerIsStillWatched) {
+    const auto mst = add("mst1", {1});
+    const RxMstStatus::Ptr another(new RxMstStatus("mst1"));
+    start();
+    const Zel::Ptr<Mst> child = root->mstDynSyncerSm("mst1");
+    {
+        const FailingAllocation failing(1);
+        EXPECT_THROW(root->sourceIs(other), std::bad_alloc);
+    }
+    {
+        const FailingAllocation failing(1);
+        EXPECT_THROW(child->sourceIs(another), std::bad_alloc);
+    }
+    EXPECT_EQ(root->source(), source);
+    EXPECT_EQ(child->source(), mst);
+    EXPECT_TRUE(other->notifieeList()->empty());
+    EXPECT_TRUE(another->notifieeList()->empty());
+    source->localHeartbeatIs(5);
+    EXPECT_EQ(dynamic->localHeartbeat(), 5U);
+    source->rxMstStatusIs("mst2");
+    mst->rxMstPortStatusIs(et(2));
+    expectStandsAsItsSource();
 }
 
 // Block timers

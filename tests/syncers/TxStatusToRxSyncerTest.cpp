@@ -505,6 +505,92 @@ TEST_P(TxStatusToRx, ExhaustedMemoryAtAnyAllocationLeavesNothingBehindAndReaches
     EXPECT_GT(failures, 10U);
 }
 
+TEST_P(TxStatusToRx, OutOfMemoryForAnInterfaceReachesTheWriterAndTheNextNoticeRepairsTheTree) {
+    const unsigned failures = failEachAllocation([&](Attempt& attempt) {
+        source = TxStatus::Ptr(new TxStatus);
+        rx = RxStatus::Ptr(new RxStatus);
+        const TxMstStatus::Ptr from = mst();
+        start();
+        if (!attempt([&] { from->txMstPortStatusIs(et1); })) {
+            EXPECT_EQ(structure(), (Lines{"mst1"}));
+            if (from->txMstPortStatus(et1))
+                from->notify(258, &et1);
+            else
+                from->txMstPortStatusIs(et1);
+        }
+        EXPECT_EQ(structure(), (Lines{"mst1", "mst1/Et1"}));
+        syncer = nullptr;
+        source = nullptr;
+        rx = nullptr;
+    });
+    EXPECT_GE(failures, 2U) << "the interface in either tree";
+}
+
+TEST_P(TxStatusToRx, OutOfMemoryWhereANameGoesReachesTheWriterAndTheNextNoticeRemovesItsReactor) {
+    const Zel::Name name("mst1");
+    mst()->txMstPortStatusIs(et1);
+    start();
+    // The removal itself asks for no memory; a reactor on the receive tree does.
+    const Watcher::Ptr needy =
+        watch(rx, [](Zel::AttributeId, void const*) { ::operator delete(::operator new(1)); });
+    {
+        const FailingAllocation failing(1);
+        EXPECT_THROW(source->txMstStatusDel(name), std::bad_alloc);
+    }
+    EXPECT_EQ(source->txMstStatus(name), nullptr);
+    EXPECT_EQ(structure(), Lines());
+    EXPECT_NE(syncer->txMstStatus(name), nullptr);
+    source->notify(258, &name);
+    EXPECT_EQ(syncer->txMstStatus(name), nullptr);
+    mst()->txMstPortStatusIs(et2);
+    EXPECT_EQ(structure(), (Lines{"mst1", "mst1/Et2"}));
+}
+
+TEST_P(TxStatusToRx, AnExceptionOfTheReceiveTreesReactorReachesTheWriterAndTheNextNoticeRepairs) {
+    const Zel::Name name("mst1");
+    // Who refuses a change may have undone it.
+    for (const bool undone : {false, true}) {
+        SCOPED_TRACE(undone);
+        mst();
+        start();
+        journalRx();
+        journal.look = [&](std::string const& line) {
+            if (line == "mst1/rxMstPortStatus[Et1]") {
+                if (undone)
+                    rx->rxMstStatus(name)->rxMstPortStatusDel(et1);
+                throw std::runtime_error(line);
+            }
+            if (line == "rxMstStatus[mst1] deleted") {
+                if (undone)
+                    rx->rxMstStatusIs(name);
+                throw std::runtime_error(line);
+            }
+        };
+        EXPECT_EQ(textThrown<std::runtime_error>([&] { mst()->txMstPortStatusIs(et1); }),
+                  "mst1/rxMstPortStatus[Et1]");
+        EXPECT_EQ(structure(), undone ? (Lines{"mst1"}) : (Lines{"mst1", "mst1/Et1"}));
+        journal.close();
+        mst()->notify(258, &et1);
+        EXPECT_EQ(structure(), (Lines{"mst1", "mst1/Et1"}));
+
+        journalRx();
+        EXPECT_EQ(textThrown<std::runtime_error>([&] { source->txMstStatusDel(name); }),
+                  "rxMstStatus[mst1] deleted");
+        EXPECT_EQ(structure(), undone ? (Lines{"mst1"}) : Lines());
+        EXPECT_NE(syncer->txMstStatus(name), nullptr);
+        journal.close();
+        source->notify(258, &name);
+        EXPECT_EQ(structure(), Lines());
+        EXPECT_EQ(syncer->txMstStatus(name), nullptr);
+        mst()->txMstPortStatusIs(et2);
+        EXPECT_EQ(structure(), (Lines{"mst1", "mst1/Et2"}));
+
+        syncer = nullptr;
+        source = TxStatus::Ptr(new TxStatus);
+        rx = RxStatus::Ptr(new RxStatus);
+    }
+}
+
 TEST(TxStatusToRxDeathTest, ANullSourceEndsTheProcess) {
     EXPECT_EXIT(txStatusToRxSyncerFactory(nullptr, RxStatus::Ptr(new RxStatus)),
                 testing::KilledBySignal(SIGABRT),
