@@ -163,7 +163,7 @@ TEST_F(PatternTest, TheCreatorSwitchesNotificationOnAfterTheConstructor) {
 
 // Construction of a root syncer
 
-TEST_F(PatternTest, ARootIsConstructedInTheStatedOrder) {
+TEST_F(PatternTest, ARootIsConstructedBeforeItsChildrenAndInitializedLast) {
     source->itemIs(2);
     source->itemIs(1);
     start();
@@ -939,7 +939,7 @@ TEST_F(PatternTest, DeletingAnAbsentChildDoesNothing) {
     EXPECT_EQ(childKeys(), Keys{1});
 }
 
-TEST_F(PatternTest, AChildIsRemovedInTheStatedOrder) {
+TEST_F(PatternTest, AChildIsAZombieBeforeItLosesItsOwnerAndItsNotification) {
     source->itemIs(1);
     startQuietly();
     bool inCollection = true;
@@ -1162,7 +1162,7 @@ TEST_F(PatternTest, AZombieReactorWithChildrenTurnsThemIntoZombies) {
 
 // The end of a syncer
 
-TEST_F(PatternTest, ARootIsTornDownInTheStatedOrder) {
+TEST_F(PatternTest, ARootIsTornDownAsAZombieItsChildrenBeforeItsSource) {
     source->itemIs(1);
     source->itemIs(2);
     startQuietly();
