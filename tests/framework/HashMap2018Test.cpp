@@ -1,7 +1,10 @@
 #include "framework/zel/HashMap2018.h"
 
 #include "tests/framework/FailingAllocation.h"
-#include "tests/framework/MapTest.h"
+#include "tests/framework/MapItems.h"
+#include "tests/framework/MapTestAccess.h"
+
+#include <gtest/gtest.h>
 
 #include <memory>
 #include <new>
@@ -18,30 +21,6 @@ using Counters = HashMap2018<Owner, Key, unsigned>;
 static_assert(sizeof(Counters) <= 24);
 static_assert(!std::is_copy_constructible_v<Counters> && !std::is_copy_assignable_v<Counters>);
 static_assert(std::is_same_v<decltype(*std::declval<Counters&>().begin()), Counters::Node const&>);
-
-template <class Hash> struct HashMap2018SubjectOf {
-    using Element = Item<NoHook>;
-    using Map = HashMap2018<Owner, Key, Ptr<Element>, Hash>;
-    Map map;
-
-    void insert(Ptr<Element> const& element) { map.valueIs(element->fwkKey(), element); }
-    void replace(Ptr<Element> const& element) { map.valueIs(element->fwkKey(), element); }
-    void erase(U32 key) { map.valueDel({key}); }
-    Element const* find(U32 key) const {
-        typename Map::Node const* node = map.lookupNodeG({key});
-        return node ? node->value().ptr() : nullptr;
-    }
-    void clear() { map.emptyAll(); }
-    static U32 keyAt(typename Map::Iterator const& walk) { return walk->key().value; }
-    static Element const* elementAt(typename Map::Iterator const& walk) {
-        return walk->value().ptr();
-    }
-    static bool precedes(U32 left, U32 right) { return precedesByHash<Hash>(left, right); }
-};
-using HashMap2018Subject = HashMap2018SubjectOf<HashHelper::Default<Key>>;
-
-using Subjects = ::testing::Types<HashMap2018Subject, HashMap2018SubjectOf<ConstantHash>>;
-INSTANTIATE_TYPED_TEST_SUITE_P(HashMap2018, MapTest, Subjects);
 
 TEST(HashMap2018, AValueIsWhatItWasSetToLast) {
     Counters counters;
@@ -94,13 +73,12 @@ TEST(HashMap2018, AdvancingAnIteratorVisitsWhatALoopVisits) {
 }
 
 TEST(HashMap2018, AValueThatIsReleasedByItsOverwritingMayEraseItsEntry) {
-    HashMap2018Subject subject;
-    using Element = HashMap2018Subject::Element;
-    subject.insert(made<Element>(1));
-    const AtDeath action([&](U32) { subject.erase(1); });
-    subject.map.valueIs({1}, made<Element>(2));
-    EXPECT_EQ(subject.map.members(), 0U);
-    EXPECT_TRUE(subject.map.check());
+    HashMap2018<Owner, Key, Ptr<Item>> items;
+    items.valueIs({1}, made<Item>(1));
+    const AtDeath action([&](U32) { items.valueDel({1}); });
+    items.valueIs({1}, made<Item>(2));
+    EXPECT_EQ(items.members(), 0U);
+    EXPECT_TRUE(items.check());
     EXPECT_EQ(Life::live, 0);
 }
 

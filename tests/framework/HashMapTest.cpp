@@ -1,7 +1,10 @@
 #include "framework/zel/HashMap.h"
 
 #include "tests/framework/FailingAllocation.h"
-#include "tests/framework/MapTest.h"
+#include "tests/framework/MapItems.h"
+#include "tests/framework/MapTestAccess.h"
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <new>
@@ -15,7 +18,7 @@ namespace Zel::Test {
 namespace {
 
 using Access = MapTestAccess;
-using Element = Item<HashMember>;
+using Element = HookedItem<HashMember>;
 using Map = HashMap<Element, Key, Owner>;
 
 static_assert(sizeof(Map) <= 24);
@@ -31,33 +34,6 @@ static_assert(std::is_same_v<decltype(std::declval<Map const&>().find(Key())), E
 using OwnHash = HashHelper::Default<Key>;
 static_assert(std::is_same_v<OwnHash, HashHelper::KeyAndRhashLegacy>);
 static_assert(std::is_same_v<HashHelper::Default<Name>, HashHelper::KeyStringLegacy>);
-
-struct EightBitHash {
-    static U32 hash(Key const& key) noexcept { return key.value * key.value & 0xff; }
-};
-template <class Hash> struct HashMapSubject {
-    using Element = Test::Element;
-    using Map = HashMap<Element, Key, Owner, Hash>;
-    Map map;
-
-    void insert(Ptr<Element> const& element) { map.newMemberG(element, element->fwkKey()); }
-    void replace(Ptr<Element> const& element) {
-        map.replaceMember(map.find(element->fwkKey()), element);
-    }
-    void erase(U32 key) { map.deleteMember(map.find({key})); }
-    Element const* find(U32 key) const { return map.find({key}); }
-    void clear() { map.emptyAllBuckets(); }
-    static U32 keyAt(typename Map::Walk const& walk) { return (*walk)->fwkKey().value; }
-    static U32 keyAt(typename Map::ConstWalk const& walk) { return (*walk)->fwkKey().value; }
-    template <class Walk> static Element const* elementAt(Walk const& walk) {
-        return (*walk).ptr();
-    }
-    static bool precedes(U32 left, U32 right) { return precedesByHash<Hash>(left, right); }
-};
-
-using Subjects = ::testing::Types<HashMapSubject<OwnHash>, HashMapSubject<EightBitHash>,
-                                  HashMapSubject<ConstantHash>>;
-INSTANTIATE_TYPED_TEST_SUITE_P(HashMap, MapTest, Subjects);
 
 template <class Map> void fill(Map& map, U32 size) {
     for (U32 key = 1; key <= size; ++key)

@@ -1,6 +1,9 @@
 #include "framework/zel/RbTreeMap.h"
 
-#include "tests/framework/MapTest.h"
+#include "tests/framework/MapItems.h"
+#include "tests/framework/MapTestAccess.h"
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -12,7 +15,7 @@ namespace Zel::Test {
 namespace {
 
 using Access = MapTestAccess;
-using Element = Item<RbTreeMember>;
+using Element = HookedItem<RbTreeMember>;
 using Map = RbTreeMap<Element, Key, Owner>;
 
 static_assert(sizeof(Map) <= 16);
@@ -25,25 +28,6 @@ static_assert(std::is_same_v<decltype(std::declval<Map const&>()[Key()]), Ptr<El
 static_assert(std::is_same_v<decltype(std::declval<Map&>().find(Key())), Element*>);
 static_assert(std::is_same_v<decltype(std::declval<Map const&>().find(Key())), Element const*>);
 
-struct RbTreeMapSubject {
-    using Element = Test::Element;
-    Map map;
-
-    void insert(Ptr<Element> const& element) { map.memberNewChild(element); }
-    void replace(Ptr<Element> const& element) {
-        map.replaceMember(map.find(element->fwkKey()), element);
-    }
-    void erase(U32 key) { map._memberDelG(map.find({key})); }
-    Element const* find(U32 key) const { return map.find({key}); }
-    void clear() { map.emptyAll(); }
-    static U32 keyAt(Map::Walk const& walk) { return (*walk)->fwkKey().value; }
-    static U32 keyAt(Map::ConstWalk const& walk) { return (*walk)->fwkKey().value; }
-    template <class Walk> static Element const* elementAt(Walk const& walk) {
-        return (*walk).ptr();
-    }
-    static bool precedes(U32 left, U32 right) { return left < right; }
-};
-
 /// A map of elements with the keys 1 to the given number, in a random order of insertion.
 struct FilledMap {
     explicit FilledMap(U32 size) {
@@ -55,8 +39,6 @@ struct FilledMap {
     }
     Map map;
 };
-
-INSTANTIATE_TYPED_TEST_SUITE_P(RbTreeMap, MapTest, RbTreeMapSubject);
 
 TEST(RbTreeMap, NoWayDownIsLongerThanTwiceTheLogarithm) {
     constexpr U32 size = 4096;

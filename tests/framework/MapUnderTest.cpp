@@ -1,0 +1,147 @@
+#include "tests/framework/MapUnderTest.h"
+
+#include "framework/zel/HashHelper.h"
+#include "framework/zel/HashMap.h"
+#include "framework/zel/HashMap2018.h"
+#include "framework/zel/HashTable.h"
+#include "framework/zel/RbTreeMap.h"
+
+#include <utility>
+
+// A map takes part through a subject: a class with
+//   Element                what the map holds (itself, or as a value)
+//   map                    the map
+//   insert, replace, erase, find, clear
+//   keyAt(walk)            the key on which a walk stands
+//   elementAt(walk)        the element with it
+//   precedes(key, key)     the order in which the map is to be walked
+
+namespace Zel::Test {
+namespace {
+
+struct EightBitHash {
+    static U32 hash(Key const& key) noexcept { return key.value * key.value & 0xff; }
+};
+
+template <class Hash> bool precedesByHash(U32 left, U32 right) {
+    const U32 leftHash = HashTable::mixed(Hash::hash(Key{left}));
+    const U32 rightHash = HashTable::mixed(Hash::hash(Key{right}));
+    return leftHash < rightHash || (leftHash == rightHash && left < right);
+}
+
+template <class Hash = HashHelper::Default<Key>> struct HashMapSubject {
+    using Element = HookedItem<HashMember>;
+    HashMap<Element, Key, Owner, Hash> map;
+
+    void insert(Ptr<Element> const& element) { map.newMemberG(element, element->fwkKey()); }
+    void replace(Ptr<Element> const& element) {
+        map.replaceMember(map.find(element->fwkKey()), element);
+    }
+    void erase(U32 key) { map.deleteMember(map.find({key})); }
+    Element const* find(U32 key) const { return map.find({key}); }
+    void clear() { map.emptyAllBuckets(); }
+    static U32 keyAt(auto const& walk) { return (*walk)->fwkKey().value; }
+    static Element const* elementAt(auto const& walk) { return (*walk).ptr(); }
+    static bool precedes(U32 left, U32 right) { return precedesByHash<Hash>(left, right); }
+};
+
+template <class Hash = HashHelper::Default<Key>> struct HashMap2018Subject {
+    using Element = Item;
+    HashMap2018<Owner, Key, Ptr<Element>, Hash> map;
+
+    void insert(Ptr<Element> const& element) { map.valueIs(element->fwkKey(), element); }
+    void replace(Ptr<Element> const& element) { map.valueIs(element->fwkKey(), element); }
+    void erase(U32 key) { map.valueDel({key}); }
+    Element const* find(U32 key) const {
+        auto const* node = map.lookupNodeG({key});
+        return node ? node->value().ptr() : nullptr;
+    }
+    void clear() { map.emptyAll(); }
+    static U32 keyAt(auto const& walk) { return walk->key().value; }
+    static Element const* elementAt(auto const& walk) { return walk->value().ptr(); }
+    static bool precedes(U32 left, U32 right) { return precedesByHash<Hash>(left, right); }
+};
+
+struct RbTreeMapSubject {
+    using Element = HookedItem<RbTreeMember>;
+    RbTreeMap<Element, Key, Owner> map;
+
+    void insert(Ptr<Element> const& element) { map.memberNewChild(element); }
+    void replace(Ptr<Element> const& element) {
+        map.replaceMember(map.find(element->fwkKey()), element);
+    }
+    void erase(U32 key) { map._memberDelG(map.find({key})); }
+    Element const* find(U32 key) const { return map.find({key}); }
+    void clear() { map.emptyAll(); }
+    static U32 keyAt(auto const& walk) { return (*walk)->fwkKey().value; }
+    static Element const* elementAt(auto const& walk) { return (*walk).ptr(); }
+    static bool precedes(U32 left, U32 right) { return left < right; }
+};
+
+template <class Subject> class MapOf final : public MapUnderTest {
+  public:
+    using Element = typename Subject::Element;
+
+    void insert(Ptr<Item> const& item) override { subject_.insert(elementOf(item)); }
+    void replace(Ptr<Item> const& item) override { subject_.replace(elementOf(item)); }
+    void erase(U32 key) override { subject_.erase(key); }
+    void clear() override { subject_.clear(); }
+
+    Item const* find(U32 key) const override { return subject_.find(key); }
+    U32 members() const override { return subject_.map.members(); }
+    bool check() const override { return subject_.map.check(); }
+
+    std::unique_ptr<MapUnderTest::Walk> walk() override { return std::make_unique<Walk>(subject_); }
+    bool walksLike(Model const& model) const override {
+        auto place = model.begin();
+        for (auto walk = subject_.map.begin(); walk != subject_.map.end(); ++walk, ++place)
+            if (place == model.end() || Subject::keyAt(walk) != place->first ||
+                Subject::elementAt(walk) != place->second)
+                return false;
+        return place == model.end();
+    }
+
+  private:
+    class Walk final : public MapUnderTest::Walk {
+      public:
+        explicit Walk(Subject& subject)
+            : map_(subject.map)
+            , walk_(map_.begin()) {}
+        bool atEnd() const override { return walk_ == map_.end(); }
+        U32 key() const override { return Subject::keyAt(walk_); }
+        Item const* item() const override { return Subject::elementAt(walk_); }
+        void advance() override { ++walk_; }
+
+      private:
+        decltype(Subject::map)& map_;
+        decltype(std::declval<Subject&>().map.begin()) walk_;
+    };
+
+    static Ptr<Element> elementOf(Ptr<Item> const& item) {
+        return Ptr<Element>(static_cast<Element*>(item.ptr()));
+    }
+
+    Subject subject_;
+};
+
+template <class Subject> constexpr MapKind kind(const char* name) {
+    return {name,
+            []() -> std::unique_ptr<MapUnderTest> { return std::make_unique<MapOf<Subject>>(); },
+            [](U32 key) -> Ptr<Item> { return made<typename Subject::Element>(key); },
+            Subject::precedes};
+}
+
+constexpr MapKind kinds[] = {
+    kind<HashMapSubject<>>("HashMap"),
+    kind<HashMapSubject<EightBitHash>>("HashMapOfEightBitHashes"),
+    kind<HashMapSubject<ConstantHash>>("HashMapOfEqualHashes"),
+    kind<HashMap2018Subject<>>("HashMap2018"),
+    kind<HashMap2018Subject<ConstantHash>>("HashMap2018OfEqualHashes"),
+    kind<RbTreeMapSubject>("RbTreeMap"),
+};
+
+} // namespace
+
+std::span<MapKind const> mapKinds() { return kinds; }
+
+} // namespace Zel::Test
