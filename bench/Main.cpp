@@ -1,0 +1,104 @@
+/// varnol-bench [--benchmark_...]      times every row; see report.py for the table
+/// varnol-bench --instructions         does every row of the library a fixed number of times, for
+///                                     callgrind to count; see instructions.py
+///
+/// Before that all ways of a work are seen to come to the same result. Exit status: 0; 1 when they
+/// do not; 2 wrong usage.
+
+#include "bench/Rows.h"
+
+#include <cstdlib>
+#include <iostream>
+#include <map>
+#include <string_view>
+
+#include <valgrind/callgrind.h>
+
+namespace Bench {
+namespace {
+
+Rows allRows() {
+    Rows rows;
+    mirrorScalar(rows);
+    mirrorTxUpdate(rows);
+    rxUpdate(rows);
+    copyRecord(rows);
+    frame(rows);
+    sync(rows);
+    mirrorInLargeTree(rows);
+    memoryRecord(rows);
+    traceOff(rows);
+    blockTimer(rows);
+    return rows;
+}
+
+/// What is done: the name without "varnol/", "floor/" or "peer/LIBRARY/".
+std::string workOf(std::string const& name) { return name.substr(name.rfind('/') + 1); }
+
+bool sameResults(std::vector<Row> const& rows) {
+    std::map<std::string, std::pair<std::string, std::string>> first; // name and result
+    for (Row const& row : rows) {
+        const std::string result = row.check();
+        const auto [found, isFirst] = first.try_emplace(workOf(row.name), row.name, result);
+        if (!isFirst && found->second.second != result) {
+            std::cerr << "varnol-bench: results differ:\n"
+                      << found->second.first << ": " << found->second.second.substr(0, 1000) << "\n"
+                      << row.name << ": " << result.substr(0, 1000) << "\n";
+            return false;
+        }
+    }
+    return true;
+}
+
+void time(Rows const& rows) {
+    for (Row const& row : rows.rows()) {
+        auto* const registered = benchmark::RegisterBenchmark(row.name.c_str(), row.time);
+        if (row.iterations != 0)
+            registered->Iterations(row.iterations);
+    }
+    for (MemoryRow const& row : rows.memory()) {
+        benchmark::RegisterBenchmark(row.name.c_str(), [row](benchmark::State& state) {
+            for ([[maybe_unused]] auto _ : state)
+                state.counters["octets"] = row.octets();
+        })->Iterations(1);
+    }
+    benchmark::AddCustomContext("compiler", VARNOL_BENCH_COMPILER);
+    benchmark::AddCustomContext("flags", VARNOL_BENCH_FLAGS);
+    benchmark::RunSpecifiedBenchmarks();
+}
+
+/// Each row's instructions become one dump of callgrind, named as the row and the number of times.
+void count(std::vector<Row> const& rows) {
+    for (Row const& row : rows) {
+        if (row.counted == 0 || !row.name.starts_with("varnol/"))
+            continue;
+        const std::string dump = row.name + " " + std::to_string(row.counted);
+        row.repeat(1);
+        CALLGRIND_START_INSTRUMENTATION;
+        CALLGRIND_ZERO_STATS;
+        row.repeat(row.counted);
+        CALLGRIND_DUMP_STATS_AT(dump.c_str());
+        CALLGRIND_STOP_INSTRUMENTATION;
+    }
+}
+
+} // namespace
+} // namespace Bench
+
+int main(int argc, char** argv) {
+    const bool counting = argc == 2 && std::string_view(argv[1]) == "--instructions";
+    if (!counting) {
+        benchmark::Initialize(&argc, argv);
+        if (benchmark::ReportUnrecognizedArguments(argc, argv))
+            return 2;
+    }
+    const Bench::Rows rows = Bench::allRows();
+    if (counting) {
+        Bench::count(rows.rows());
+        return EXIT_SUCCESS;
+    }
+    if (!Bench::sameResults(rows.rows()))
+        return EXIT_FAILURE;
+    Bench::time(rows);
+    return EXIT_SUCCESS;
+}

@@ -1,0 +1,314 @@
+#!/usr/bin/env python3
+"""Makes the table of a run of varnol-bench, and writes it into the document about it.
+
+    report.py BENCH_JSON DOCUMENT
+
+Prints the table. In the document, replaces what stands between the lines BEGIN and END by the table,
+the machine and the plots, which are written beside it as SVG. Times are medians of the CPU time.
+"""
+
+import json
+import math
+import os
+import platform
+import re
+import statistics
+import sys
+from pathlib import Path
+
+BEGIN = "<!-- begin: written by ./dev bench -->"
+END = "<!-- end: written by ./dev bench -->"
+
+# What each work is held to. A limit is on the library's cost as a multiple of another way's, on how
+# much that cost is above it, or on the cost itself; "at least" is how many times a peer's is higher.
+TARGETS = {
+    "mirror_scalar": [("at most", 3.0, "floor"), ("at least", 6, "sigc++"), ("at least", 10, "signals2")],
+    "mirror_tx_update": [("at most", 4.0, "floor")],
+    "rx_update_1": [("at most", 3.0, "floor")],
+    "rx_update_16": [("at most", 3.0, "floor")],
+    "copy_record_1": [("at most", 2.5, "floor")],
+    "copy_record_16": [("at most", 2.5, "floor")],
+    "frame": [("at most", 1.0, "floor"), ("at least", 15, "libtins")],
+    "sync_*": [("at most", 1.0, "sigc++")],
+    "sync growth": [("at most", 1.0, "unordered_map")],
+    "mirror_in_large_tree": [("at most", 1.0, "unordered_map")],
+    "memory_record": [("octets", 768, None)],
+    "trace_off": [("above", 0.5, "floor")],
+    "timer_off": [("above", 0.5, "floor")],
+    "timer_on": [("at most", 1.3, "floor")],
+}
+AIMS = {"sync_*": "aim: half of sigc++", "memory_record": "aim: 640 octets"}
+
+COLOURS = {"varnol": "#c0392b", "floor": "#555555", "sigc++": "#2471a3", "unordered_map": "#1e8449"}
+
+
+class Work:
+    """The cost of one work in each way: nanoseconds, octets, or a plain number."""
+
+    def __init__(self, name, unit, costs):
+        self.name = name
+        self.unit = unit
+        self.costs = costs
+
+    @property
+    def varnol(self):
+        return self.costs["varnol"]
+
+    def ratio(self, way):
+        return self.varnol / self.costs[way]
+
+    def show(self, way):
+        cost = self.costs.get(way)
+        if cost is None:
+            return "-"
+        digits = 0 if cost >= 1000 else 1 if cost >= 10 else 2
+        return f"{cost:.{digits}f} {self.unit}".rstrip()
+
+    def peers(self):
+        return [way for way in self.costs if way not in ("varnol", "floor")]
+
+    def targets(self):
+        return TARGETS.get(re.sub(r"^sync_\d+$", "sync_*", self.name), [])
+
+    def aim(self):
+        return AIMS.get(re.sub(r"^sync_\d+$", "sync_*", self.name), "")
+
+    def target_text(self):
+        texts = {
+            "at most": lambda limit, way: f"at most {limit:g} x {way}",
+            "at least": lambda limit, way: f"{way} at least {limit:g} x",
+            "above": lambda limit, way: f"at most {limit:g} ns above {way}",
+            "octets": lambda limit, way: f"at most {limit:g} octets",
+        }
+        return "; ".join(texts[kind](limit, way) for kind, limit, way in self.targets())
+
+    def missed(self):
+        """What is short of its target, as texts."""
+        missed = []
+        for kind, limit, way in self.targets():
+            if kind == "at most" and self.ratio(way) > limit:
+                missed.append(f"{self.ratio(way):.2f} x {way}")
+            elif kind == "at least" and 1 / self.ratio(way) < limit:
+                missed.append(f"{way} {1 / self.ratio(way):.1f} x")
+            elif kind == "above" and self.varnol - self.costs[way] > limit:
+                missed.append(f"{self.varnol - self.costs[way]:.2f} ns above {way}")
+            elif kind == "octets" and self.varnol > limit:
+                missed.append(f"{self.varnol:.0f} octets")
+        return missed
+
+    def verdict(self):
+        if not self.targets():
+            return "-"
+        return "NOT MET: " + "; ".join(self.missed()) if self.missed() else "met"
+
+
+def works_of(run):
+    samples = {}  # work: way: costs
+    for row in run["benchmarks"]:
+        if row["run_type"] != "iteration":
+            continue
+        name = re.sub(r"/iterations:\d+", "", row["run_name"])
+        way, work = name.removeprefix("peer/").rsplit("/", 1)
+        octets = row.get("octets")
+        assert octets is not None or row["time_unit"] == "ns"
+        samples.setdefault(work, {}).setdefault(way, []).append(
+            row["cpu_time"] if octets is None else octets
+        )
+    works = []
+    for work, ways in samples.items():
+        costs = {way: statistics.median(values) for way, values in ways.items()}
+        unit = "octets" if work.startswith("memory") else "ns"
+        if sizes := re.fullmatch(r"sync_(\d+)", work):
+            costs = {way: cost / int(sizes[1]) for way, cost in costs.items()}
+            unit = "ns/record"
+        works.append(Work(work, unit, costs))
+    return works
+
+
+def sync_works(works):
+    return [work for work in works if work.name.startswith("sync_")]
+
+
+def with_growth(works):
+    """Adds, after the works sync_N, how much the cost per record grows from the smallest to the largest."""
+    smallest, largest = sync_works(works)[0], sync_works(works)[-1]
+    growth = {way: largest.costs[way] / smallest.costs[way] for way in smallest.costs}
+    at = works.index(largest) + 1
+    return works[:at] + [Work("sync growth", "x", growth)] + works[at:]
+
+
+def rows_of(works):
+    rows = [["work", "varnol", "floor", "ratio", "peers (times the cost of varnol)", "target", "met"]]
+    for work in works:
+        ratio = f"{work.ratio('floor'):.2f}" if "floor" in work.costs else "-"
+        peers = ", ".join(
+            f"{way} {work.show(way)} ({1 / work.ratio(way):.1f} x)" for way in work.peers()
+        )
+        target = "; ".join(text for text in (work.target_text(), work.aim()) if text)
+        rows.append(
+            [work.name, work.show("varnol"), work.show("floor"), ratio, peers or "-", target or "-", work.verdict()]
+        )
+    return rows
+
+
+def text_table(rows):
+    widths = [max(len(row[column]) for row in rows) for column in range(len(rows[0]))]
+    return "\n".join(
+        "  ".join(cell.ljust(width) for cell, width in zip(row, widths)).rstrip() for row in rows
+    )
+
+
+def markdown_table(rows):
+    lines = ["| " + " | ".join(row) + " |" for row in rows]
+    lines.insert(1, "| --- " + "| ---: " * 3 + "| --- | --- | --- |")
+    return "\n".join(lines)
+
+
+class Svg:
+    """A drawing on white, so that it reads on any page."""
+
+    def __init__(self, width, height):
+        self.parts = [
+            f'<svg xmlns="http://www.w3.org/2000/svg" width="{width}" height="{height}" '
+            f'viewBox="0 0 {width} {height}" font-family="sans-serif" font-size="12">',
+            f'<rect width="{width}" height="{height}" fill="white"/>',
+        ]
+
+    def line(self, x1, y1, x2, y2, colour="#dddddd", width=1):
+        self.parts.append(
+            f'<line x1="{x1:.1f}" y1="{y1:.1f}" x2="{x2:.1f}" y2="{y2:.1f}" '
+            f'stroke="{colour}" stroke-width="{width}"/>'
+        )
+
+    def path(self, points, colour):
+        drawn = " ".join(f"{x:.1f},{y:.1f}" for x, y in points)
+        self.parts.append(f'<polyline points="{drawn}" fill="none" stroke="{colour}" stroke-width="2"/>')
+        self.parts += [f'<circle cx="{x:.1f}" cy="{y:.1f}" r="3" fill="{colour}"/>' for x, y in points]
+
+    def bar(self, x, y, width, height, colour):
+        self.parts.append(
+            f'<rect x="{x:.1f}" y="{y:.1f}" width="{width:.1f}" height="{height}" fill="{colour}"/>'
+        )
+
+    def text(self, x, y, text, anchor="start", colour="#222222"):
+        escaped = text.replace("&", "&amp;").replace("<", "&lt;")
+        self.parts.append(
+            f'<text x="{x:.1f}" y="{y:.1f}" text-anchor="{anchor}" fill="{colour}">{escaped}</text>'
+        )
+
+    def write(self, path):
+        path.write_text("\n".join(self.parts + ["</svg>", ""]))
+
+
+def plot_sync(works, path):
+    """Cost per record against the number of records, both axes logarithmic."""
+    left, top, width, height = 70, 40, 540, 320
+    points = {}
+    for work in sync_works(works):
+        for way, cost in work.costs.items():
+            points.setdefault(way, []).append((int(work.name.removeprefix("sync_")), cost))
+    sizes = [size for size, _ in points["varnol"]]
+    costs = [cost for way in points.values() for _, cost in way]
+    low, high = math.floor(math.log2(min(costs))), math.ceil(math.log2(max(costs)))
+
+    def x(size):
+        return left + width * math.log2(size / sizes[0]) / math.log2(sizes[-1] / sizes[0])
+
+    def y(cost):
+        return top + height * (high - math.log2(cost)) / (high - low)
+
+    svg = Svg(left + width + 130, top + height + 50)
+    svg.text(left, 22, "Full synchronisation and teardown: nanoseconds per record against N records")
+    for exponent in range(low, high + 1):
+        svg.line(left, y(2**exponent), left + width, y(2**exponent))
+        svg.text(left - 8, y(2**exponent) + 4, f"{2**exponent}", "end")
+    for size in sizes:
+        svg.line(x(size), top, x(size), top + height)
+        label = f"{size // 1024} Ki" if size < 1024 * 1024 else f"{size // (1024 * 1024)} Mi"
+        svg.text(x(size), top + height + 20, label, "middle")
+    ends = []
+    for way, line in sorted(points.items(), key=lambda item: item[1][-1][1], reverse=True):
+        svg.path([(x(size), y(cost)) for size, cost in line], COLOURS[way])
+        ends.append(max(y(line[-1][1]) + 4, ends[-1] + 14 if ends else 0))
+        svg.text(left + width + 10, ends[-1], way, colour=COLOURS[way])
+    svg.write(path)
+
+
+def plot_ratios(works, path):
+    """The library's cost as a multiple of the floor's, and the most that it may be."""
+    shown = [work for work in works if "floor" in work.costs and work.name != "sync growth"]
+    left, top, width, step = 170, 50, 480, 22
+    most = math.ceil(max(work.ratio("floor") for work in shown))
+
+    def x(ratio):
+        return left + width * ratio / most
+
+    svg = Svg(left + width + 60, top + step * len(shown) + 30)
+    svg.text(left, 22, "Cost as a multiple of the floor's; black mark: the most that it may be")
+    for ratio in range(most + 1):
+        svg.line(x(ratio), top - 10, x(ratio), top + step * len(shown))
+        svg.text(x(ratio), top + step * len(shown) + 18, str(ratio), "middle")
+    for number, work in enumerate(shown):
+        y = top + step * number
+        limits = [limit for kind, limit, way in work.targets() if kind == "at most" and way == "floor"]
+        good = not limits or work.ratio("floor") <= limits[0]
+        colour = "#95a5a6" if not limits else "#1e8449" if good else COLOURS["varnol"]
+        svg.text(left - 8, y + 12, work.name, "end")
+        svg.bar(left, y, x(work.ratio("floor")) - left, step - 8, colour)
+        svg.text(x(work.ratio("floor")) + 4, y + 11, f"{work.ratio('floor'):.2f}")
+        for limit in limits:
+            svg.line(x(limit), y - 3, x(limit), y + step - 5, "black", 3)
+    svg.write(path)
+
+
+def machine():
+    names = [line.split(":", 1)[1].strip() for line in open("/proc/cpuinfo") if line.startswith("model name")]
+    # Some virtual machines hide the name; family and model are then all there is.
+    return f"{names[0] if names else platform.machine()}, {os.cpu_count()} CPUs, Linux {platform.release()}"
+
+
+def main(json_path, document):
+    run = json.loads(Path(json_path).read_text())
+    works = with_growth(works_of(run))
+    rows = rows_of(works)
+    print(text_table(rows))
+
+    missed = [work.name for work in works if work.missed()]
+    judged = sum(1 for work in works if work.targets())
+    summary = f"{judged - len(missed)} of {judged} works meet their targets."
+    if missed:
+        summary += " Not met: " + ", ".join(missed) + "."
+    print("\n" + summary)
+
+    document = Path(document)
+    plots = {"sync": plot_sync, "ratios": plot_ratios}
+    for name, plot in plots.items():
+        plot(works, document.with_name(f"{document.stem}-{name}.svg"))
+    context = run["context"]
+    repetitions = max(row.get("repetitions", 1) for row in run["benchmarks"])
+    written = f"""{BEGIN}
+
+{summary}
+
+{markdown_table(rows)}
+
+![Cost per record against N]({document.stem}-sync.svg)
+
+![Ratios]({document.stem}-ratios.svg)
+
+- Machine: {machine()}
+- Compiler: {context["compiler"]}
+- Flags: `{context["flags"]}`
+- Date: {context["date"][:10]}; load average at the start: {", ".join(f"{load:.1f}" for load in context["load_avg"])}
+- Medians of {repetitions} repetitions, in random order.
+
+{END}"""
+    before, _, rest = document.read_text().partition(BEGIN)
+    _, _, after = rest.partition(END)
+    document.write_text(before + written + after)
+
+
+if __name__ == "__main__":
+    if len(sys.argv) != 3:
+        sys.exit(__doc__)
+    main(*sys.argv[1:])
