@@ -104,18 +104,16 @@ class Maps {
         benchmark::DoNotOptimize(&dest);
     }
     std::string result() {
-        Entries& entries = source_.at(Shape::mstName)->at(Shape().port(0))->txInfo.at(0)->entries;
-        entries.at(0)->flags = 77;
+        Port& first = *source_.at(Shape::mstName)->at(Shape().port(0));
+        first.txInfo.at(0)->entries.at(0)->flags = 77;
         const Tree dest = copy(source_);
         std::string all;
         for (unsigned i = 0; i < std::min(records_, compared); ++i) {
             Port const& port = *dest.at(Shape::mstName)->at(Shape().port(i));
             const U16 vlan = Shape().vlan(i);
             Record const& record = *port.txInfo.at(vlan);
-            all +=
-                std::to_string(port.txUpdate.at(vlan)) + " " +
-                text(vlan, record.values, std::map<U16, EntryValues>{{0, *record.entries.at(0)}}) +
-                "\n";
+            const std::map<U16, EntryValues> entries{{0, *record.entries.at(0)}};
+            all += text(vlan, record.values, entries) + "\n";
         }
         return all;
     }

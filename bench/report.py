@@ -19,7 +19,7 @@ from pathlib import Path
 BEGIN = "<!-- begin: written by ./dev bench -->"
 END = "<!-- end: written by ./dev bench -->"
 
-# What each work is held to. A limit is on the library's cost as a multiple of another way's, on how
+# The works in the order of the table, and what each is held to. A limit is on the library's cost as a multiple of another way's, on how
 # much that cost is above it, or on the cost itself; "at least" is how many times a peer's is higher.
 TARGETS = {
     "mirror_scalar": [("at most", 3.0, "floor"), ("at least", 6, "sigc++"), ("at least", 10, "signals2")],
@@ -33,6 +33,7 @@ TARGETS = {
     "sync growth": [("at most", 1.0, "unordered_map")],
     "mirror_in_large_tree": [("at most", 1.0, "unordered_map")],
     "memory_record": [("octets", 768, None)],
+    "memory_tree_record": [],
     "trace_off": [("above", 0.5, "floor")],
     "timer_off": [("above", 0.5, "floor")],
     "timer_on": [("at most", 1.3, "floor")],
@@ -65,13 +66,21 @@ class Work:
         return f"{cost:.{digits}f} {self.unit}".rstrip()
 
     def peers(self):
-        return [way for way in self.costs if way not in ("varnol", "floor")]
+        return sorted(way for way in self.costs if way not in ("varnol", "floor"))
+
+    @property
+    def kind(self):
+        return re.sub(r"^sync_\d+$", "sync_*", self.name)
+
+    def size(self):
+        """The N of sync_N; 0 of other works."""
+        return int(self.name.removeprefix("sync_")) if self.kind == "sync_*" else 0
 
     def targets(self):
-        return TARGETS.get(re.sub(r"^sync_\d+$", "sync_*", self.name), [])
+        return TARGETS[self.kind]
 
     def aim(self):
-        return AIMS.get(re.sub(r"^sync_\d+$", "sync_*", self.name), "")
+        return AIMS.get(self.kind, "")
 
     def target_text(self):
         texts = {
@@ -118,23 +127,21 @@ def works_of(run):
     for work, ways in samples.items():
         costs = {way: statistics.median(values) for way, values in ways.items()}
         unit = "octets" if work.startswith("memory") else "ns"
-        if sizes := re.fullmatch(r"sync_(\d+)", work):
-            costs = {way: cost / int(sizes[1]) for way, cost in costs.items()}
-            unit = "ns/record"
         works.append(Work(work, unit, costs))
+    for work in sync_works(works):
+        work.unit = "ns/record"
+        work.costs = {way: cost / work.size() for way, cost in work.costs.items()}
     return works
 
 
 def sync_works(works):
-    return [work for work in works if work.name.startswith("sync_")]
+    return sorted((work for work in works if work.kind == "sync_*"), key=Work.size)
 
 
-def with_growth(works):
-    """Adds, after the works sync_N, how much the cost per record grows from the smallest to the largest."""
-    smallest, largest = sync_works(works)[0], sync_works(works)[-1]
-    growth = {way: largest.costs[way] / smallest.costs[way] for way in smallest.costs}
-    at = works.index(largest) + 1
-    return works[:at] + [Work("sync growth", "x", growth)] + works[at:]
+def sync_growth(works):
+    """How much the cost per record grows from the smallest sync_N to the largest."""
+    smallest, *_, largest = sync_works(works)
+    return Work("sync growth", "x", {way: largest.costs[way] / smallest.costs[way] for way in smallest.costs})
 
 
 def rows_of(works):
@@ -206,7 +213,7 @@ def plot_sync(works, path):
     points = {}
     for work in sync_works(works):
         for way, cost in work.costs.items():
-            points.setdefault(way, []).append((int(work.name.removeprefix("sync_")), cost))
+            points.setdefault(way, []).append((work.size(), cost))
     sizes = [size for size, _ in points["varnol"]]
     costs = [cost for way in points.values() for _, cost in way]
     low, high = math.floor(math.log2(min(costs))), math.ceil(math.log2(max(costs)))
@@ -269,7 +276,9 @@ def machine():
 
 def main(json_path, document):
     run = json.loads(Path(json_path).read_text())
-    works = with_growth(works_of(run))
+    works = works_of(run)
+    works.append(sync_growth(works))
+    works.sort(key=lambda work: (list(TARGETS).index(work.kind), work.size()))
     rows = rows_of(works)
     print(text_table(rows))
 
