@@ -262,7 +262,7 @@ def plot_ratios(works, path):
         colour = "#95a5a6" if not limits else "#1e8449" if good else COLOURS["varnol"]
         svg.text(left - 8, y + 12, work.name, "end")
         svg.bar(left, y, x(work.ratio("floor")) - left, step - 8, colour)
-        svg.text(x(work.ratio("floor")) + 4, y + 11, f"{work.ratio('floor'):.2f}")
+        svg.text(x(max([work.ratio("floor"), *limits])) + 5, y + 11, f"{work.ratio('floor'):.2f}")
         for limit in limits:
             svg.line(x(limit), y - 3, x(limit), y + step - 5, "black", 3)
     svg.write(path)
