@@ -50,17 +50,24 @@ bool sameResults(std::vector<Row> const& rows) {
     return true;
 }
 
+/// Many short repetitions, so that the ways of a work share the machine's good and bad times; few
+/// of what takes long.
 void time(Rows const& rows) {
     for (Row const& row : rows.rows()) {
         auto* const registered = benchmark::RegisterBenchmark(row.name.c_str(), row.time);
         if (row.iterations != 0)
-            registered->Iterations(row.iterations);
+            registered->Iterations(row.iterations)->Repetitions(5);
+        else
+            registered->MinTime(0.04)->Repetitions(15);
     }
     for (MemoryRow const& row : rows.memory()) {
-        benchmark::RegisterBenchmark(row.name.c_str(), [row](benchmark::State& state) {
-            for ([[maybe_unused]] auto _ : state)
-                state.counters["octets"] = row.octets();
-        })->Iterations(1);
+        benchmark::RegisterBenchmark(row.name.c_str(),
+                                     [row](benchmark::State& state) {
+                                         for ([[maybe_unused]] auto _ : state)
+                                             state.counters["octets"] = row.octets();
+                                     })
+            ->Iterations(1)
+            ->Repetitions(1);
     }
     benchmark::AddCustomContext("compiler", VARNOL_BENCH_COMPILER);
     benchmark::AddCustomContext("flags", VARNOL_BENCH_FLAGS);
