@@ -11,6 +11,17 @@ static const bool registered =
     Zel::typeNodeIs(Record::_zelType) && Zel::typeNodeIs(Recorder<Item>::_zelType) &&
     Zel::typeNodeIs(Recorder<Group>::_zelType) && Zel::typeNodeIs(Recorder<Record>::_zelType);
 
+Item::Item(ItemId id) noexcept
+    : id_(id) {}
+Item::~Item() = default;
+
+Group::Group(Zel::Name name) noexcept
+    : name_(std::move(name)) {}
+Group::~Group() = default;
+
+Record::Record() noexcept = default;
+Record::~Record() = default;
+
 std::string textOf(ItemId id) { return std::to_string(id.value()); }
 std::string textOf(Zel::Name const& name) { return std::string(name.view()); }
 

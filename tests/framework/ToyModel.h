@@ -15,6 +15,8 @@
 
 /// A small state model for the tests of the framework: a record with items and groups of items. Its
 /// attributes have values of many types, and identifiers with gaps.
+///
+/// Constructors and destructors are not inline, so that the templates below them are compiled once.
 namespace Toy {
 
 /// Key of an item.
@@ -44,8 +46,8 @@ class Item final : public Zel::Object<Item, Zel::Entity>, public Zel::RbTreeMemb
   public:
     using NotifieeConst = Zel::NotifieeConstOf<Item>;
     static Zel::TypeNode const _zelType;
-    explicit Item(ItemId id) noexcept
-        : id_(id) {}
+    explicit Item(ItemId id) noexcept;
+    ~Item() override;
 
     ZEL_KEY(258, ItemId, id)
     ZEL_SCALAR(259, unsigned, count)
@@ -67,8 +69,8 @@ class Group final : public Zel::Object<Group, Zel::Entity>, public Zel::HashMemb
   public:
     using NotifieeConst = Zel::NotifieeConstOf<Group>;
     static Zel::TypeNode const _zelType;
-    explicit Group(Zel::Name name) noexcept
-        : name_(std::move(name)) {}
+    explicit Group(Zel::Name name) noexcept;
+    ~Group() override;
 
     ZEL_KEY(258, Zel::Name, name)
     ZEL_SCALAR(260, unsigned, level)
@@ -79,6 +81,8 @@ class Record final : public Zel::Object<Record, Zel::Entity> {
   public:
     using NotifieeConst = Zel::NotifieeConstOf<Record>;
     static Zel::TypeNode const _zelType;
+    Record() noexcept;
+    ~Record() override;
 
     ZEL_SCALAR(258, Zel::String, title)
     ZEL_SCALAR(259, unsigned, revision)

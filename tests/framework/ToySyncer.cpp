@@ -60,6 +60,18 @@ ItemSyncer::~ItemSyncer() {
         tape_->itemSyncer = nullptr;
 }
 
+Zel::Ptr<ItemSyncer::ZelItem> ItemSyncer::item(ItemId key) {
+    return Zel::Ptr<ZelItem>(children_.find(key));
+}
+
+Zel::Ptr<ItemSyncer::ZelItem> ItemSyncer::itemIs(Zel::Ptr<Item const> const& item) {
+    return children_.is(*this, item);
+}
+
+void ItemSyncer::itemDel(ItemId key) { children_.del(key); }
+
+void ItemSyncer::itemDelAll() { children_.delAll(); }
+
 void ItemSyncer::note(std::string_view what) const {
     if (tape_)
         tape_->note("ItemSyncer", what);
@@ -119,6 +131,14 @@ ItemSyncer::ZelSource::~ZelSource() {
     if (tape() && tape()->source == this)
         tape()->source = nullptr;
 }
+
+ItemSyncer::ZelItem::ZelItem(Zel::Ptr<Item const> const& item, ItemSyncer* owner)
+    : ItemReactor(item, owner) {
+    const Construction guard(*this);
+    start();
+}
+
+ItemSyncer::ZelItem::~ZelItem() = default;
 
 Zel::Ptr<ItemSyncer> itemSyncerFactory(Zel::Ptr<Record const> const& source,
                                        Zel::Ptr<Record> const& destination, Tape* tape) {
@@ -247,6 +267,14 @@ void GroupSyncer::ZelGroup::handleInitialized() {
         child->handleInitialized();
 }
 
+GroupSyncer::ZelGroup::ZelItem::ZelItem(Zel::Ptr<Item const> const& item, ZelGroup* owner)
+    : ItemReactor(item, owner) {
+    const Construction guard(*this);
+    start();
+}
+
+GroupSyncer::ZelGroup::ZelItem::~ZelItem() = default;
+
 Zel::Ptr<GroupSyncer> groupSyncerFactory(Zel::Ptr<Record const> const& source,
                                          Zel::Ptr<Record> const& destination, Tape* tape) {
     return Zel::newActive<GroupSyncer>(source, destination, tape);
@@ -272,6 +300,15 @@ void RevisionSyncer::copyFrom(Record const& source) {
     to->titleIs(source.title());
     to->revisionIs(revision);
 }
+
+RevisionSyncer::ZelSource::ZelSource(Zel::Ptr<Record const> const& source, RevisionSyncer* owner)
+    : Reactor(source, owner) {}
+
+RevisionSyncer::ZelSource::~ZelSource() = default;
+
+SyncerSet::SyncerSet() = default;
+
+SyncerSet::~SyncerSet() = default;
 
 Zel::Ptr<RevisionSyncer> SyncerSet::syncerIs(Zel::Name const& name,
                                              Zel::Ptr<Record const> const& source,

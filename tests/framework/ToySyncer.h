@@ -11,6 +11,8 @@
 
 /// Syncers on the framework's pattern, for its tests: each mirrors a part of one record into
 /// another. Every step that they take is noted on a tape, and any step can be disturbed.
+///
+/// Constructors and destructors are not inline, so that the templates below them are compiled once.
 namespace Toy {
 
 class ItemSyncer;
@@ -154,10 +156,10 @@ class ItemSyncer final : public Zel::RootSyncer<ItemSyncer, Record> {
     Zel::Ptr<Record> const& destination() const noexcept { return destination_; }
     Zel::Ptr<Item> destinationItem(ItemId key) const { return destination_->item(key); }
     Children& children() noexcept { return children_; }
-    Zel::Ptr<ZelItem> item(ItemId key) { return Zel::Ptr<ZelItem>(children_.find(key)); }
-    Zel::Ptr<ZelItem> itemIs(Zel::Ptr<Item const> const& item) { return children_.is(*this, item); }
-    void itemDel(ItemId key) { children_.del(key); }
-    void itemDelAll() { children_.delAll(); }
+    Zel::Ptr<ZelItem> item(ItemId key);
+    Zel::Ptr<ZelItem> itemIs(Zel::Ptr<Item const> const& item);
+    void itemDel(ItemId key);
+    void itemDelAll();
     bool initialized() const noexcept { return initialized_; }
     Tape* tape() const noexcept { return tape_; }
 
@@ -205,11 +207,8 @@ class ItemSyncer::ZelSource final : public TapedReactor<ZelSource, Record, ItemS
 class ItemSyncer::ZelItem final : public ItemReactor<ZelItem, ItemSyncer> {
   public:
     static Zel::TypeNode const _zelType;
-    ZelItem(Zel::Ptr<Item const> const& item, ItemSyncer* owner)
-        : ItemReactor(item, owner) {
-        const Construction guard(*this);
-        start();
-    }
+    ZelItem(Zel::Ptr<Item const> const& item, ItemSyncer* owner);
+    ~ZelItem() override;
 };
 
 Zel::Ptr<ItemSyncer> itemSyncerFactory(Zel::Ptr<Record const> const& source,
@@ -288,11 +287,8 @@ class GroupSyncer::ZelGroup final : public TapedReactor<ZelGroup, Group, GroupSy
 class GroupSyncer::ZelGroup::ZelItem final : public ItemReactor<ZelItem, ZelGroup> {
   public:
     static Zel::TypeNode const _zelType;
-    ZelItem(Zel::Ptr<Item const> const& item, ZelGroup* owner)
-        : ItemReactor(item, owner) {
-        const Construction guard(*this);
-        start();
-    }
+    ZelItem(Zel::Ptr<Item const> const& item, ZelGroup* owner);
+    ~ZelItem() override;
 };
 
 Zel::Ptr<GroupSyncer> groupSyncerFactory(Zel::Ptr<Record const> const& source,
@@ -322,8 +318,8 @@ class RevisionSyncer final : public Zel::RootSyncer<RevisionSyncer, Record>,
 class RevisionSyncer::ZelSource final : public Zel::Reactor<ZelSource, Record, RevisionSyncer> {
   public:
     static Zel::TypeNode const _zelType;
-    ZelSource(Zel::Ptr<Record const> const& source, RevisionSyncer* owner)
-        : Reactor(source, owner) {}
+    ZelSource(Zel::Ptr<Record const> const& source, RevisionSyncer* owner);
+    ~ZelSource() override;
 
     void handle(Record::titleAttribute) { handleTitleAndRevision(); }
     void handle(Record::revisionAttribute) { handleTitleAndRevision(); }
@@ -340,6 +336,8 @@ class SyncerSet final : public Zel::Object<SyncerSet, Zel::PtrInterface> {
     static Zel::TypeNode const _zelType;
     using Syncers = Zel::KeyedReactors<Zel::HashMap<RevisionSyncer, Zel::Name, SyncerSet>>;
 
+    SyncerSet();
+    ~SyncerSet() override;
     Syncers& syncers() noexcept { return syncers_; }
     /// The syncer of that name; a new one if there is none. Throws NameInUseException, and changes
     /// nothing, where there is one with another source or destination.
