@@ -239,34 +239,38 @@ class MapTest : public ::testing::TestWithParam<MapKind> {
                 std::iota(half, steps.end(), 0U);
                 do {
                     ++pairs;
-                    const auto map = GetParam().map();
+                    const auto owned = GetParam().map();
+                    MapUnderTest& map = *owned;
                     std::array<bool, most> present{};
-                    const auto known =
-                        std::mismatch(steps.begin(), steps.end(), former.begin()).first;
-                    for (auto step = steps.begin(); step != steps.end(); ++step) {
-                        present[*step] = step < half;
-                        if (step < half)
-                            map->insert(elements[*step]);
+                    const auto known = static_cast<std::size_t>(
+                        std::mismatch(steps.begin(), steps.end(), former.begin()).first -
+                        steps.begin());
+                    for (std::size_t step = 0; step < 2 * size; ++step) {
+                        const U32 changed = steps[step];
+                        present[changed] = step < size;
+                        if (step < size)
+                            map.insert(elements[changed]);
                         else
-                            map->erase(*step);
+                            map.erase(changed);
                         if (step < known)
                             continue;
-                        const auto walk = map->walk();
+                        const auto begun = map.walk();
+                        MapUnderTest::Walk& walk = *begun;
                         U32 members = 0;
                         for (const U32 key : inOrder) {
                             Item const* element = present[key] ? elements[key].ptr() : nullptr;
-                            ASSERT_EQ(map->find(key), element) << "pair " << pairs;
+                            ASSERT_EQ(map.find(key), element) << "pair " << pairs;
                             if (!element)
                                 continue;
-                            ASSERT_FALSE(walk->atEnd()) << "pair " << pairs;
-                            ASSERT_EQ(walk->item(), element) << "pair " << pairs;
-                            ASSERT_EQ(walk->key(), key) << "pair " << pairs;
-                            walk->advance();
+                            ASSERT_FALSE(walk.atEnd()) << "pair " << pairs;
+                            ASSERT_EQ(walk.item(), element) << "pair " << pairs;
+                            ASSERT_EQ(walk.key(), key) << "pair " << pairs;
+                            walk.advance();
                             ++members;
                         }
-                        ASSERT_TRUE(walk->atEnd()) << "pair " << pairs;
-                        ASSERT_TRUE(map->check()) << "pair " << pairs;
-                        ASSERT_EQ(map->members(), members) << "pair " << pairs;
+                        ASSERT_TRUE(walk.atEnd()) << "pair " << pairs;
+                        ASSERT_TRUE(map.check()) << "pair " << pairs;
+                        ASSERT_EQ(map.members(), members) << "pair " << pairs;
                     }
                     former = steps;
                 } while (std::next_permutation(half, steps.end()));

@@ -8,7 +8,9 @@
 #include <algorithm>
 #include <cstdint>
 #include <numeric>
+#include <random>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace Zel::Test {
