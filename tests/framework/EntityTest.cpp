@@ -21,6 +21,7 @@ using Toy::Group;
 using Toy::Item;
 using Toy::ItemId;
 using Toy::Log;
+using Toy::logOf;
 using Toy::Record;
 using Toy::Recorder;
 using Toy::textOf;
@@ -216,7 +217,7 @@ TEST_F(EntityTest, NotifiesWhenItIsToldTo) {
     item->notify(999);
     const ItemId key = 7;
     record->notify(261, &key);
-    EXPECT_EQ(log, (Log{{"a", 262, "-"}, {"a", 999, "-"}, {"b", 261, "7"}}));
+    EXPECT_EQ(log, logOf({{"a", 262, "-"}, {"a", 999, "-"}, {"b", 261, "7"}}));
 }
 
 // Create or get
@@ -248,7 +249,7 @@ TEST_F(EntityTest, ACreatorNotifiesOnceWithTheKeyWhenItCreates) {
     record->itemIs(5);
     record->groupIs("g");
     record->itemIs(4);
-    EXPECT_EQ(log, (Log{{"a", 261, "5"}, {"a", 264, "g"}, {"a", 261, "4"}}));
+    EXPECT_EQ(log, logOf({{"a", 261, "5"}, {"a", 264, "g"}, {"a", 261, "4"}}));
 }
 
 TEST_F(EntityTest, ACreatorDoesNotNotifyWhenItFinds) {
@@ -284,7 +285,7 @@ TEST_F(EntityTest, ACreatorReturnsItsChildEvenWhenTheNotificationRemovesIt) {
     EXPECT_EQ(child->id(), ItemId(5));
     EXPECT_EQ(child->references(), 1u);
     EXPECT_EQ(record->item(5), nullptr);
-    EXPECT_EQ(log, (Log{{"a", 261, "5"}, {"a", 261, "5"}}));
+    EXPECT_EQ(log, logOf({{"a", 261, "5"}, {"a", 261, "5"}}));
 }
 
 TEST_F(EntityTest, ACreatorThatIsCalledAgainInItsNotificationFinds) {
@@ -293,7 +294,7 @@ TEST_F(EntityTest, ACreatorThatIsCalledAgainInItsNotificationFinds) {
     reactor->scriptIs(
         [&](Recorder<Record>&, AttributeId, void const*) { inner = record->itemIs(5); });
     EXPECT_EQ(record->itemIs(5), inner);
-    EXPECT_EQ(log, (Log{{"a", 261, "5"}}));
+    EXPECT_EQ(log, logOf({{"a", 261, "5"}}));
 }
 
 TEST_F(EntityTest, ACreatorChangesNothingWhenMemoryIsExhausted) {
@@ -378,7 +379,7 @@ TEST_F(EntityTest, ADeleterNotifiesOnceAfterTheRemoval) {
     });
     record->itemDel(5);
     record->groupDel("g");
-    EXPECT_EQ(log, (Log{{"a", 261, "5"}, {"a", 264, "g"}}));
+    EXPECT_EQ(log, logOf({{"a", 261, "5"}, {"a", 264, "g"}}));
     EXPECT_EQ(absent, 2);
 }
 
@@ -406,7 +407,7 @@ TEST_F(EntityTest, ADeleterTakesTheKeyOfTheChildItself) {
     const auto reactor = watch(record, "a", log);
     record->itemDel(record->item().find(5)->id());
     record->groupDel(record->group().find("g")->name());
-    EXPECT_EQ(log, (Log{{"a", 261, "5"}, {"a", 264, "g"}}));
+    EXPECT_EQ(log, logOf({{"a", 261, "5"}, {"a", 264, "g"}}));
 }
 
 TEST_F(EntityTest, AKeyMayBeCreatedAgainInTheNoticeOfItsDeletion) {
@@ -420,7 +421,7 @@ TEST_F(EntityTest, AKeyMayBeCreatedAgainInTheNoticeOfItsDeletion) {
     record->itemDel(5);
     EXPECT_EQ(record->item(5), second);
     EXPECT_NE(first, second);
-    EXPECT_EQ(log, (Log{{"a", 261, "5"}, {"a", 261, "5"}}));
+    EXPECT_EQ(log, logOf({{"a", 261, "5"}, {"a", 261, "5"}}));
 }
 
 // Replacement
@@ -437,7 +438,7 @@ TEST_F(EntityTest, AReplacementReturnsTheFormerChildAndNotifiesOnce) {
     EXPECT_EQ(record->group("g"), otherGroup);
     EXPECT_EQ(former->references(), 1u);
     EXPECT_EQ(other->references(), 2u);
-    EXPECT_EQ(log, (Log{{"a", 261, "5"}, {"a", 264, "g"}}));
+    EXPECT_EQ(log, logOf({{"a", 261, "5"}, {"a", 264, "g"}}));
 }
 
 TEST_F(EntityTest, AReplacementIsMadeBeforeItIsNotified) {
@@ -457,7 +458,7 @@ TEST_F(EntityTest, AChildCanBePutUnderAFreeKey) {
     const auto reactor = watch(record, "a", log);
     EXPECT_EQ(record->itemMemberIs(child), nullptr);
     EXPECT_EQ(record->item(5), child);
-    EXPECT_EQ(log, (Log{{"a", 261, "5"}}));
+    EXPECT_EQ(log, logOf({{"a", 261, "5"}}));
 }
 
 TEST_F(EntityTest, PuttingTheSameChildAgainChangesNothing) {
@@ -526,7 +527,7 @@ TEST_F(EntityTest, AValueIsWrittenAndNotifiedWithItsKeyEachTime) {
     record->tallyIs(4, 0);
     EXPECT_EQ(record->tally(5), 7u);
     EXPECT_EQ(record->tally().members(), 2u) << "a zero is a value too";
-    EXPECT_EQ(log, (Log{{"a", 266, "5"}, {"a", 266, "5"}, {"a", 266, "4"}}));
+    EXPECT_EQ(log, logOf({{"a", 266, "5"}, {"a", 266, "5"}, {"a", 266, "4"}}));
 }
 
 TEST_F(EntityTest, AnIncrementAddsAndMakesTheEntryWhereThereIsNone) {
@@ -548,7 +549,7 @@ TEST_F(EntityTest, AValueIsRemovedAndNotifiedOnce) {
     record->tallyDel(6);
     EXPECT_EQ(record->tally(5), 0u);
     EXPECT_EQ(record->tally().members(), 0u);
-    EXPECT_EQ(log, (Log{{"a", 266, "5"}}));
+    EXPECT_EQ(log, logOf({{"a", 266, "5"}}));
 }
 
 TEST_F(EntityTest, AValueIsStoredOrRemovedBeforeItIsNotified) {

@@ -13,6 +13,7 @@
 
 using Toy::Item;
 using Toy::Log;
+using Toy::logOf;
 using Toy::Record;
 using Toy::Recorder;
 using Zel::AttributeId;
@@ -131,7 +132,7 @@ TEST_F(NotifieeTest, ABoundReactorIsNotified) {
     EXPECT_TRUE(reactor->isRegisteredNotifiee());
     item->countIs(1);
     other->countIs(1);
-    EXPECT_EQ(log, (Log{{"a", 259, "-"}}));
+    EXPECT_EQ(log, logOf({{"a", 259, "-"}}));
 }
 
 TEST_F(NotifieeTest, ReactorsAreNotifiedInTheOrderOfTheirRegistration) {
@@ -143,7 +144,8 @@ TEST_F(NotifieeTest, ReactorsAreNotifiedInTheOrderOfTheirRegistration) {
     item->countIs(1);
     EXPECT_EQ(
         log,
-        (Log{{"a", 259, "-"}, {"b", 259, "-"}, {"c", 259, "-"}, {"d", 259, "-"}, {"e", 259, "-"}}));
+        logOf(
+            {{"a", 259, "-"}, {"b", 259, "-"}, {"c", 259, "-"}, {"d", 259, "-"}, {"e", 259, "-"}}));
 }
 
 TEST_F(NotifieeTest, AReactorBoundToAnotherEntityIsNotifiedByThatOneOnly) {
@@ -155,7 +157,7 @@ TEST_F(NotifieeTest, AReactorBoundToAnotherEntityIsNotifiedByThatOneOnly) {
     item->countIs(1);
     EXPECT_EQ(log, Log());
     other->portIs(1);
-    EXPECT_EQ(log, (Log{{"a", 264, "-"}}));
+    EXPECT_EQ(log, logOf({{"a", 264, "-"}}));
 }
 
 TEST_F(NotifieeTest, BindingAgainMovesAReactorToTheEnd) {
@@ -163,7 +165,7 @@ TEST_F(NotifieeTest, BindingAgainMovesAReactorToTheEnd) {
     const auto second = watch(item, "b", log);
     first->notifierIs(item);
     item->countIs(1);
-    EXPECT_EQ(log, (Log{{"b", 259, "-"}, {"a", 259, "-"}}));
+    EXPECT_EQ(log, logOf({{"b", 259, "-"}, {"a", 259, "-"}}));
     EXPECT_EQ(item->notifieeList()->members(), 2u);
 }
 
@@ -175,7 +177,7 @@ TEST_F(NotifieeTest, NullUnbinds) {
     EXPECT_FALSE(first->isRegisteredNotifiee());
     first->notifierIs(nullptr);
     item->countIs(1);
-    EXPECT_EQ(log, (Log{{"b", 259, "-"}}));
+    EXPECT_EQ(log, logOf({{"b", 259, "-"}}));
 }
 
 TEST_F(NotifieeTest, EachPlaceInTheListCanBeLeft) {
@@ -211,7 +213,7 @@ TEST_F(NotifieeTest, AReactorIsNotifiedOnlyWhileItsNotificationIsActive) {
     EXPECT_EQ(log, Log());
     reactor->hasNotificationActiveIs(true);
     item->countIs(2);
-    EXPECT_EQ(log, (Log{{"a", 259, "-"}}));
+    EXPECT_EQ(log, logOf({{"a", 259, "-"}}));
     reactor->hasNotificationActiveIs(false);
     item->countIs(3);
     EXPECT_EQ(log.size(), 1u);
@@ -225,14 +227,14 @@ TEST_F(NotifieeTest, SwitchingOffAndOnKeepsThePlaceInTheOrder) {
     first->hasNotificationActiveIs(false);
     first->hasNotificationActiveIs(true);
     item->countIs(1);
-    EXPECT_EQ(log, (Log{{"a", 259, "-"}, {"b", 259, "-"}}));
+    EXPECT_EQ(log, logOf({{"a", 259, "-"}, {"b", 259, "-"}}));
 }
 
 TEST_F(NotifieeTest, TheMarkForDeletionAloneDoesNotStopNotifications) {
     const auto reactor = watch(item, "a", log);
     reactor->zelMarkedForDeletionIs(true);
     item->countIs(1);
-    EXPECT_EQ(log, (Log{{"a", 259, "-"}}));
+    EXPECT_EQ(log, logOf({{"a", 259, "-"}}));
 }
 
 // Zombies
@@ -254,7 +256,7 @@ TEST_F(NotifieeTest, AZombieCanComeBack) {
     EXPECT_FALSE(reactor->zelMarkedForDeletion());
     EXPECT_TRUE(reactor->hasNotificationActive());
     item->countIs(1);
-    EXPECT_EQ(log, (Log{{"a", 259, "-"}}));
+    EXPECT_EQ(log, logOf({{"a", 259, "-"}}));
 }
 
 TEST_F(NotifieeTest, BecomingWhatItIsAlreadyChangesNothing) {
@@ -296,7 +298,7 @@ TEST_F(NotifieeTest, AReactorEntersTheListAtItsEnd) {
     first->isRegisteredNotifieeIs(false);
     first->isRegisteredNotifieeIs(true);
     item->countIs(1);
-    EXPECT_EQ(log, (Log{{"b", 259, "-"}, {"a", 259, "-"}}));
+    EXPECT_EQ(log, logOf({{"b", 259, "-"}, {"a", 259, "-"}}));
 }
 
 TEST_F(NotifieeTest, EnteringTheListTwiceAndLeavingItTwiceDoesNothing) {
@@ -305,7 +307,7 @@ TEST_F(NotifieeTest, EnteringTheListTwiceAndLeavingItTwiceDoesNothing) {
     first->isRegisteredNotifieeIs(true);
     EXPECT_EQ(item->notifieeList()->members(), 2u);
     item->countIs(1);
-    EXPECT_EQ(log, (Log{{"a", 259, "-"}, {"b", 259, "-"}})) << "it keeps its place";
+    EXPECT_EQ(log, logOf({{"a", 259, "-"}, {"b", 259, "-"}})) << "it keeps its place";
     first->isRegisteredNotifieeIs(false);
     first->isRegisteredNotifieeIs(false);
     EXPECT_EQ(item->notifieeList()->members(), 1u);
@@ -331,7 +333,7 @@ TEST_F(NotifieeTest, AnEntityOfAnotherClassIsRefusedWithNothingChanged) {
     EXPECT_EQ(record->references(), 1u);
     EXPECT_TRUE(record->notifieeList()->empty());
     item->countIs(1);
-    EXPECT_EQ(log, (Log{{"a", 259, "-"}, {"b", 259, "-"}})) << "it keeps its place";
+    EXPECT_EQ(log, logOf({{"a", 259, "-"}, {"b", 259, "-"}})) << "it keeps its place";
 }
 
 TEST_F(NotifieeTest, AnUnboundReactorThatRefusesAnEntityStaysUnbound) {
@@ -376,7 +378,7 @@ TEST_F(NotifieeTest, AReactorKeepsItsNotifierAlive) {
     item = nullptr;
     EXPECT_EQ(Item::_zelType.allocations().liveCount(), 2u);
     raw->countIs(1);
-    EXPECT_EQ(log, (Log{{"a", 259, "-"}}));
+    EXPECT_EQ(log, logOf({{"a", 259, "-"}}));
     reactor->notifierIs(nullptr);
     EXPECT_EQ(Item::_zelType.allocations().liveCount(), 1u);
 }
@@ -395,7 +397,7 @@ TEST_F(NotifieeTest, DestroyingAReactorUnbindsIt) {
     EXPECT_EQ(item->notifieeList()->members(), 1u);
     EXPECT_EQ(item->references(), 2u) << "the test's, and the other reactor's";
     item->countIs(1);
-    EXPECT_EQ(log, (Log{{"b", 259, "-"}}));
+    EXPECT_EQ(log, logOf({{"b", 259, "-"}}));
 }
 
 TEST_F(NotifieeTest, AReactorDoesNotHearOfItsOwnEnd) {
@@ -479,7 +481,7 @@ TEST_F(NotifieeTest, ThePlatformsHooksDoNothing) {
     reactor->onZeroReferences();
     EXPECT_EQ(reactor->references(), 1u);
     item->countIs(1);
-    EXPECT_EQ(log, (Log{{"a", 259, "-"}}));
+    EXPECT_EQ(log, logOf({{"a", 259, "-"}}));
 }
 
 } // namespace

@@ -18,6 +18,7 @@
 
 using Toy::Item;
 using Toy::Log;
+using Toy::logOf;
 using Toy::Recorder;
 using Zel::AttributeId;
 using Zel::NotifieeList;
@@ -683,15 +684,15 @@ TEST_F(NotifierDisturbance, NotificationsAreDeliveredAtOnceAndDepthFirst) {
     once(b, [&] { item->octetIs(1); });
     item->countIs(1);
     // The octet is set by b's call for the port, deepest of all.
-    EXPECT_EQ(log, (Log{{"a", 259, "-"},
-                        {"a", 264, "-"},
-                        {"b", 264, "-"},
-                        {"a", 263, "-"},
-                        {"b", 263, "-"},
-                        {"c", 263, "-"},
-                        {"c", 264, "-"},
-                        {"b", 259, "-"},
-                        {"c", 259, "-"}}));
+    EXPECT_EQ(log, logOf({{"a", 259, "-"},
+                          {"a", 264, "-"},
+                          {"b", 264, "-"},
+                          {"a", 263, "-"},
+                          {"b", 263, "-"},
+                          {"c", 263, "-"},
+                          {"c", 264, "-"},
+                          {"b", 259, "-"},
+                          {"c", 259, "-"}}));
 }
 
 TEST_F(NotifierDisturbance, ALaterReactorThatIsDestroyedIsNotCalled) {
@@ -752,13 +753,13 @@ TEST_F(NotifierDisturbance, AReactorThatIsBoundIsCalledInADeliveryThatBeginsAfte
         item->portIs(1);
     });
     item->countIs(1);
-    EXPECT_EQ(log, (Log{{"a", 259, "-"},
-                        {"b", 259, "-"},
-                        {"a", 264, "-"},
-                        {"b", 264, "-"},
-                        {"c", 264, "-"},
-                        {"d", 264, "-"},
-                        {"c", 259, "-"}}));
+    EXPECT_EQ(log, logOf({{"a", 259, "-"},
+                          {"b", 259, "-"},
+                          {"a", 264, "-"},
+                          {"b", 264, "-"},
+                          {"c", 264, "-"},
+                          {"d", 264, "-"},
+                          {"c", 259, "-"}}));
 }
 
 TEST_F(NotifierDisturbance, AReactorBoundByAnInnerDeliveryIsCalledInLaterOnesOnly) {
@@ -769,16 +770,16 @@ TEST_F(NotifierDisturbance, AReactorBoundByAnInnerDeliveryIsCalledInLaterOnesOnl
         item->octetIs(1);
     });
     item->countIs(1);
-    EXPECT_EQ(log, (Log{{"a", 259, "-"},
-                        {"a", 264, "-"},
-                        {"b", 264, "-"},
-                        {"c", 264, "-"},
-                        {"a", 263, "-"},
-                        {"b", 263, "-"},
-                        {"c", 263, "-"},
-                        {"d", 263, "-"},
-                        {"b", 259, "-"},
-                        {"c", 259, "-"}}));
+    EXPECT_EQ(log, logOf({{"a", 259, "-"},
+                          {"a", 264, "-"},
+                          {"b", 264, "-"},
+                          {"c", 264, "-"},
+                          {"a", 263, "-"},
+                          {"b", 263, "-"},
+                          {"c", 263, "-"},
+                          {"d", 263, "-"},
+                          {"b", 259, "-"},
+                          {"c", 259, "-"}}));
     log.clear();
     item->countIs(2);
     EXPECT_EQ(calls(), "abcd");

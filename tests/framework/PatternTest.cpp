@@ -24,6 +24,7 @@ using Toy::ItemId;
 using Toy::ItemSyncer;
 using Toy::itemSyncerFactory;
 using Toy::Log;
+using Toy::logOf;
 using Toy::Record;
 using Toy::Recorder;
 using Toy::RevisionSyncer;
@@ -650,7 +651,7 @@ TEST_F(PatternTest, AHandlerThatSeveralAttributesShareRunsOnceForANewNotifier) {
     Log log;
     const auto reactor = watch(destination, "a", log);
     revisions->sourceIs(other);
-    EXPECT_EQ(log, (Log{{"a", 258, "-"}, {"a", 259, "-"}}));
+    EXPECT_EQ(log, logOf({{"a", 258, "-"}, {"a", 259, "-"}}));
     EXPECT_EQ(destination->title(), "other");
     EXPECT_EQ(destination->revision(), 2u);
 }

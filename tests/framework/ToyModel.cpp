@@ -30,4 +30,11 @@ std::ostream& operator<<(std::ostream& stream, Notification const& notification)
                   << "]";
 }
 
+Log logOf(std::initializer_list<Expected> notifications) {
+    Log log;
+    for (auto const& [reactor, id, key] : notifications)
+        log.push_back({reactor, id, key});
+    return log;
+}
+
 } // namespace Toy

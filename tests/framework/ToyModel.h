@@ -7,6 +7,7 @@
 
 #include <array>
 #include <functional>
+#include <initializer_list>
 #include <map>
 #include <ostream>
 #include <string>
@@ -107,6 +108,14 @@ struct Notification {
 std::ostream& operator<<(std::ostream& stream, Notification const& notification);
 
 using Log = std::vector<Notification>;
+
+/// A notification as a test expects it.
+struct Expected {
+    const char* reactor;
+    Zel::AttributeId id;
+    const char* key;
+};
+Log logOf(std::initializer_list<Expected> notifications);
 
 /// A reactor that logs each notification and then does what its script says.
 template <class E> class Recorder final : public Zel::Object<Recorder<E>, Zel::NotifieeConstOf<E>> {
