@@ -53,7 +53,8 @@ std::string mstLine(std::string const& name, std::string const& handler,
            message;
 }
 std::string portLine(std::string const& key, unsigned level, std::string const& message = "") {
-    return std::to_string(level) + " handleInitialized: RxMstPortStatusToRxDynamicSyncer[" + key +
+    const std::string number = std::to_string(level);
+    return number + " handleInitialized: RxMstPortStatusToRxDynamicSyncer[" + key +
            "]::handleInitialized() " + message;
 }
 
