@@ -304,7 +304,8 @@ using TxToTxPort = TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm;
 TxToTxPort::ZelTxMstPortStatusSm(Zel::Ptr<TxMstPortStatus const> const& txMstPortStatus,
                                  ZelTxMstStatusSm* parent)
     : Reactor(txMstPortStatus, parent)
-    , mstName_(parent->fwkKey())
+    , parentId_(Zel::String(parent->fwkKey().stringValue())
+                    .merge("|", txMstPortStatus->intfId().shortName()))
     , intfId_(txMstPortStatus->intfId()) {
     const Construction construction(*this);
     start();
@@ -312,11 +313,7 @@ TxToTxPort::ZelTxMstPortStatusSm(Zel::Ptr<TxMstPortStatus const> const& txMstPor
 
 TxToTxPort::~ZelTxMstPortStatusSm() { tearDown(); }
 
-Zel::String TxToTxPort::parentId() const {
-    return Zel::String(mstName_.stringValue()).merge("|", intfId_.shortName());
-}
-
-Zel::String TxToTxPort::keyInfo() const { return Zel::String("[").merge(parentId(), "]"); }
+Zel::String TxToTxPort::keyInfo() const { return Zel::String("[").merge(parentId_, "]"); }
 
 void TxToTxPort::traceName(TraceStream& out) const {
     out << "TxToTx::ZelTxMstPortStatusSm" << keyInfo();
@@ -389,7 +386,7 @@ void TxToTxPort::handleTxInfo(Bridging::VlanIdOrNone vlan) {
             return;
         const Zel::Ptr<IntxInfo> to = dest_->txInfoIs(vlan);
         if (from == record())
-            txInfoSyncerIs(from, to, vlan, parentId());
+            txInfoSyncerIs(from, to, vlan, parentId_);
         // What was written may have led to another record, or none, before this one had a syncer.
         if (!zelMarkedForDeletion() && from != record())
             handleTxInfo(vlan);

@@ -182,10 +182,8 @@ class TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm final
 
   private:
     void copyTxUpdate(Bridging::VlanIdOrNone vlan);
-    /// MST name and interface, as "mst1|Et1".
-    Zel::String parentId() const;
-
-    Zel::Name mstName_;
+    /// MST name and interface, as "mst1|Et1"; the records' syncers share it.
+    Zel::String parentId_;
     TxMstPortStatus::Ptr dest_;
     TxInfoSyncers txInfoSyncer_;
     Kolvu::IntfId intfId_;

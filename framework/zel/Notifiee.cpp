@@ -10,20 +10,40 @@ namespace Zel {
 
 using Notifiee = PtrInterface::NotifieeConst;
 
-/// The place of one delivery in the list; the deliveries of one entity form a stack.
-class NotifieeList::Cursor {
+/// The place of one delivery in a list; the deliveries of a thread form a stack.
+class [[gnu::visibility("hidden")]] NotifieeList::Cursor {
   public:
-    explicit Cursor(NotifieeList& list) noexcept
-        : outer(list.cursor_)
-        , list_(&list) {
-        list.cursor_ = this;
-    }
-    ~Cursor() {
-        if (list_)
-            list_->cursor_ = outer;
-    }
+    /// While one lives, the cursor is the thread's innermost. It is no part of the cursor, which
+    /// others know and may change: the former innermost one then stays in a register.
+    class Entered {
+      public:
+        Entered(Cursor& cursor, NotifieeList const& list) noexcept
+            : outer_(innermost) {
+            cursor.list_ = &list;
+            cursor.outer_ = outer_;
+            innermost = &cursor;
+        }
+        ~Entered() { innermost = outer_; }
+        Entered(Entered const&) = delete;
+        Entered& operator=(Entered const&) = delete;
+
+        bool isNested() const noexcept { return outer_ != nullptr; }
+
+      private:
+        Cursor* const outer_;
+    };
+
+    Cursor() = default;
     Cursor(Cursor const&) = delete;
     Cursor& operator=(Cursor const&) = delete;
+
+    /// Calls visit(cursor) for each cursor of the list on this thread.
+    template <class F> static void forEach(NotifieeList const& list, F&& visit) {
+        for (Cursor* cursor = innermost; cursor; cursor = cursor->outer_) {
+            if (cursor->list_ == &list)
+                visit(*cursor);
+        }
+    }
 
     void added(Notifiee const* reactor) noexcept {
         if (stop)
@@ -44,13 +64,18 @@ class NotifieeList::Cursor {
     Notifiee const* next = nullptr;
     /// The first reactor bound since the delivery began; the delivery ends before it.
     Notifiee const* stop = nullptr;
-    Cursor* const outer;
-    /// How many deliveries of the entity are under way, this one included.
-    U32 depth = 1;
 
   private:
-    NotifieeList* list_;
+    // Found without a call, also in a library that is loaded late.
+    [[gnu::tls_model("initial-exec")]] static thread_local Cursor* innermost;
+
+    NotifieeList const* list_;
+    Cursor* outer_;
 };
+
+[[gnu::tls_model(
+    "initial-exec")]] constinit thread_local NotifieeList::Cursor* NotifieeList::Cursor::innermost =
+    nullptr;
 
 namespace {
 
@@ -68,8 +93,7 @@ namespace {
 NotifieeList::~NotifieeList() {
     if (first_)
         fatal("an entity was destroyed while reactors are bound to it");
-    for (Cursor* cursor = cursor_; cursor; cursor = cursor->outer)
-        cursor->listGone();
+    Cursor::forEach(*this, [](Cursor& cursor) { cursor.listGone(); });
 }
 
 U32 NotifieeList::members() const noexcept {
@@ -88,13 +112,11 @@ void NotifieeList::add(Notifiee const& reactor) noexcept {
         first_ = &reactor;
     }
     first_->previous_ = &reactor;
-    for (Cursor* cursor = cursor_; cursor; cursor = cursor->outer)
-        cursor->added(&reactor);
+    Cursor::forEach(*this, [&](Cursor& cursor) { cursor.added(&reactor); });
 }
 
 void NotifieeList::remove(Notifiee const& reactor) noexcept {
-    for (Cursor* cursor = cursor_; cursor; cursor = cursor->outer)
-        cursor->removed(&reactor, reactor.next_);
+    Cursor::forEach(*this, [&](Cursor& cursor) { cursor.removed(&reactor, reactor.next_); });
     if (reactor.next_)
         reactor.next_->previous_ = reactor.previous_;
     else
@@ -111,10 +133,12 @@ void NotifieeList::deliver(Entity const& entity, AttributeId id, void const* key
     Notifiee const* reactor = first_;
     if (!reactor)
         return;
-    Cursor cursor(*this);
-    if (cursor.outer) {
-        cursor.depth += cursor.outer->depth;
-        if (cursor.depth > maxDepth)
+    Cursor cursor;
+    const Cursor::Entered entered(cursor, *this);
+    if (entered.isNested()) {
+        U32 depth = 0;
+        Cursor::forEach(*this, [&](Cursor const&) { ++depth; });
+        if (depth > maxDepth)
             tooDeep(entity, id);
     }
     do {

@@ -10,8 +10,10 @@ class Entity;
 /// The reactors bound to one entity, in the order in which they were bound.
 ///
 /// The list owns no reactor and allocates nothing: reactors carry the links. While a notification
-/// is delivered, a cursor on the stack marks the place; whoever changes the list moves the cursors,
-/// so that any reactor may bind, unbind or destroy any reactor, itself and the entity included.
+/// is delivered, a cursor on the stack marks the place; whoever changes the list moves its cursors,
+/// so that any reactor may bind, unbind or destroy any reactor, itself and the entity included. A
+/// thread's cursors are linked, the innermost first: a list is one word. Different threads may use
+/// the lists of different entities.
 class VARNOL_API NotifieeList {
   public:
     NotifieeList() noexcept = default;
@@ -40,7 +42,6 @@ class VARNOL_API NotifieeList {
     class Cursor;
 
     PtrInterface::NotifieeConst const* first_ = nullptr;
-    Cursor* cursor_ = nullptr;
 };
 
 } // namespace Zel
