@@ -57,7 +57,7 @@ class VARNOL_API PtrInterface {
     /// Takes a reference. Fatal at 2^29 - 1 references.
     void referenceInc() const noexcept {
         U32 before;
-        if (VFPtrInterface::threadSafePointers_) {
+        if (VFPtrInterface::threadSafePointers_) [[unlikely]] {
             before = word_.fetch_add(1, std::memory_order_relaxed);
         } else {
             before = word();
@@ -70,7 +70,7 @@ class VARNOL_API PtrInterface {
     /// Gives a reference back; the last one destroys the object. Fatal when none is held.
     void referenceDec() const noexcept {
         U32 before;
-        if (VFPtrInterface::threadSafePointers_) {
+        if (VFPtrInterface::threadSafePointers_) [[unlikely]] {
             before = word_.fetch_sub(1, std::memory_order_acq_rel);
         } else {
             before = word();

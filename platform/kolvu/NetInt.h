@@ -52,7 +52,7 @@ template <std::unsigned_integral T> class NetInt {
     }
 
     constexpr void encode(std::span<U8, wireOctets> to) const noexcept {
-        std::ranges::copy(octets_, to.begin());
+        std::copy_n(octets_.data(), wireOctets, to.data());
     }
     static constexpr NetInt decode(std::span<U8 const, wireOctets> from) noexcept {
         NetInt number;
