@@ -3,6 +3,9 @@
 #include "framework/zel/Int.h"
 
 #include <cstddef>
+#include <new>
+
+#include <sanitizer/asan_interface.h>
 
 namespace Kolvu {
 
@@ -20,10 +23,25 @@ class FreeList {
     FreeList& operator=(FreeList const&) = delete;
 
     /// A block; null when none is kept.
-    void* take() noexcept;
+    void* take() noexcept {
+        Block* block = first_;
+        if (block) {
+            first_ = block->next;
+            --size_;
+            ASAN_UNPOISON_MEMORY_REGION(block, blockSize_);
+        }
+        return block;
+    }
 
     /// Keeps the block. @return false when the limit is reached and the block stays the caller's
-    [[nodiscard]] bool give(void* memory) noexcept;
+    [[nodiscard]] bool give(void* memory) noexcept {
+        if (size_ == limit_)
+            return false;
+        first_ = ::new (memory) Block{first_};
+        ++size_;
+        ASAN_POISON_MEMORY_REGION(first_ + 1, blockSize_ - sizeof(Block));
+        return true;
+    }
 
   private:
     struct Block {

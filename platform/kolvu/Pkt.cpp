@@ -37,13 +37,13 @@ class Lock {
   public:
     Lock() noexcept
         : held_(threadSafe()) {
-        if (held_)
+        if (held_) [[unlikely]]
             pool.mutex.lock();
     }
     Lock(Lock const&) = delete;
     Lock& operator=(Lock const&) = delete;
     ~Lock() {
-        if (held_)
+        if (held_) [[unlikely]]
             pool.mutex.unlock();
     }
 
@@ -75,7 +75,7 @@ class Pkt::Buffer {
 
     bool isShared() const noexcept { return references_.load(std::memory_order_acquire) != 1; }
     void take() noexcept {
-        if (threadSafe())
+        if (threadSafe()) [[unlikely]]
             references_.fetch_add(1, std::memory_order_relaxed);
         else
             references_.store(references_.load(std::memory_order_relaxed) + 1,
@@ -83,7 +83,7 @@ class Pkt::Buffer {
     }
     void give() noexcept {
         U32 before;
-        if (threadSafe()) {
+        if (threadSafe()) [[unlikely]] {
             before = references_.fetch_sub(1, std::memory_order_acq_rel);
         } else {
             before = references_.load(std::memory_order_relaxed);
@@ -138,7 +138,8 @@ Pkt::Ptr Pkt::Manager::newPkt() noexcept {
         return nullptr;
     try {
         Buffer* home = Buffer::usual();
-        Zel::AllocTrackTypeInfo::trackAllocation(_zelType.allocations(), typeid(Pkt), sizeof(Pkt));
+        Zel::AllocTrackTypeInfo::trackAllocationAlone(_zelType.allocations(), typeid(Pkt),
+                                                      sizeof(Pkt));
         return Ptr(::new (home->packet()) Pkt(home));
     } catch (std::bad_alloc const&) {
         return nullptr;
@@ -174,7 +175,10 @@ Pkt::~Pkt() {
 void Pkt::operator delete(void* memory) noexcept {
     // A reference that is given back once too often shall find that none is held.
     std::memset(memory, 0, sizeof(Pkt));
-    Zel::AllocTrackTypeInfo::trackDeallocation(_zelType.allocations());
+    {
+        const Lock lock;
+        Zel::AllocTrackTypeInfo::trackDeallocationAlone(_zelType.allocations());
+    }
     Buffer::homeOf(memory)->give();
 }
 
