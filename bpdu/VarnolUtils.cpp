@@ -74,15 +74,14 @@ void writeRstBpdu(Stp::RstpBpdu bpdu, IntxMstiInfo const& cist) {
     if (size > LlcHeader::maxBpduOctets)
         Zel::throwRangeException("the length field of a frame holds no BPDU above 65532 octets");
 
-    Kolvu::Pkt::Ptr pkt = Kolvu::globalPktManager().newPkt();
+    const U32 bpduOffset = LlcHeader::octets(vlan);
+    Kolvu::Pkt::Ptr pkt = Kolvu::globalPktManager().newPkt(bpduOffset + size);
     if (!pkt) [[unlikely]] {
         Zel::trace(
             traceHandle, 3, [](Zel::TraceStream& out) { out << "Packet allocation failed"; },
             __builtin_FILE(), __builtin_LINE(), "VarnolGetPkt");
         return nullptr;
     }
-    const U32 bpduOffset = LlcHeader::octets(vlan);
-    pkt->newSharedHeadData(bpduOffset + size);
     U8* const frame = pkt->ioVec().base;
     LlcHeader::write(frame, vlan, srcMac, size);
     bpdu = Stp::CommonBpdu::at(frame + bpduOffset);
