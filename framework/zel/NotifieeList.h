@@ -43,8 +43,8 @@ class VARNOL_API NotifieeList {
     class Cursor;
 
     /// The delivery that a cursor has been entered for.
-    [[gnu::noinline]] static void deliverToEach(Cursor& cursor, Entity const& entity,
-                                                AttributeId id, void const* key);
+    [[gnu::noinline, gnu::visibility("hidden")]] static void
+    deliverToEach(Cursor& cursor, Entity const& entity, AttributeId id, void const* key);
 
     PtrInterface::NotifieeConst const* first_ = nullptr;
 };

@@ -36,7 +36,8 @@ class VARNOL_API String {
         return *this;
     }
     String& operator=(String&& other) noexcept {
-        std::swap(body_, other.body_);
+        String taken(std::move(other));
+        std::swap(body_, taken.body_);
         return *this;
     }
     ~String() { give(); }

@@ -56,7 +56,7 @@ class Lock {
 /// Counted memory for octets, and in it the place of one packet. A buffer of the usual size is the
 /// home of a packet, which lives in that place, holds a reference to it and has its data there
 /// first. Clones hold a reference to where the data stands. The other buffers are nobody's home.
-class Pkt::Buffer {
+class [[gnu::visibility("hidden")]] Pkt::Buffer {
   public:
     /// A buffer with room for that many octets (up to maxRoom) or more, and one reference. Throws
     /// std::bad_alloc.

@@ -97,7 +97,7 @@ class VARNOL_API Pkt::Manager {
     static Manager global;
 
     /// newPkt() with the lock held, or for more data than a buffer of the usual size has room for.
-    [[gnu::noinline]] static Ptr newPktWithCare(U32 headData);
+    [[gnu::noinline, gnu::visibility("hidden")]] static Ptr newPktWithCare(U32 headData);
     constexpr Manager() noexcept = default;
 };
 
