@@ -401,26 +401,24 @@ void TxToTxPort::handleTxInfo(Bridging::VlanIdOrNone vlan) {
 
 void TxToTxPort::handleTxUpdate(Bridging::VlanIdOrNone vlan) {
     FENNIC_BLOCK_TIMER();
-    if (watched() && watched()->txUpdate(vlan) != 0)
-        traceHandler(traceHandle, 8, *this,
-                     [&](TraceStream& out) { out << "setting vlan=" << vlan; });
-    else
-        traceHandler(traceHandle, 8, *this,
-                     [&](TraceStream& out) { out << "deleting vlan=" << vlan; });
-    copyTxUpdate(vlan);
+    const unsigned value = watched() ? watched()->txUpdate(vlan) : 0;
+    traceHandler(traceHandle, 8, *this, [&](TraceStream& out) {
+        out << (value != 0 ? "setting vlan=" : "deleting vlan=") << vlan;
+    });
+    writeTxUpdate(vlan, value);
 }
 
-void TxToTxPort::copyTxUpdate(Bridging::VlanIdOrNone vlan) {
+void TxToTxPort::writeTxUpdate(Bridging::VlanIdOrNone vlan, unsigned value) {
     if (!dest_)
         return;
-    if (const unsigned value = watched() ? watched()->txUpdate(vlan) : 0)
+    if (value != 0)
         dest_->txUpdateIs(vlan, value);
     else
         dest_->txUpdateDel(vlan);
 }
 
 void TxToTxPort::handle(TxMstPortStatus::txUpdateAttribute, Bridging::VlanIdOrNone vlan) {
-    copyTxUpdate(vlan);
+    writeTxUpdate(vlan, watched() ? watched()->txUpdate(vlan) : 0);
     if (!zelMarkedForDeletion())
         handleTxUpdate(vlan);
 }

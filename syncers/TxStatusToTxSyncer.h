@@ -181,7 +181,7 @@ class TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm final
     void rebound();
 
   private:
-    void copyTxUpdate(Bridging::VlanIdOrNone vlan);
+    void writeTxUpdate(Bridging::VlanIdOrNone vlan, unsigned value);
     /// MST name and interface, as "mst1|Et1"; the records' syncers share it.
     Zel::String parentId_;
     TxMstPortStatus::Ptr dest_;

@@ -194,7 +194,7 @@ class Reactor : public Object<Self, NotifieeConstOf<E>> {
                 return;
             const Key key = *static_cast<Key const*>(keyPointer);
             const Zel::Ptr<Self> alive(&self());
-            const Zel::Ptr<Owner> ownerAlive(owner_);
+            const Zel::Ptr<Owner> ownerAlive(keeps ? owner_ : nullptr);
             if constexpr (handles) {
                 if (!this->zelMarkedForDeletion())
                     self().handle(attribute, key);

@@ -197,7 +197,7 @@ class VARNOL_API TraceHelper {
     void trace(const char* file, unsigned line, const char* function) noexcept;
 
   private:
-    TraceHelper(TraceHandle const& handle, TraceLevel level) noexcept;
+    [[gnu::cold]] TraceHelper(TraceHandle const& handle, TraceLevel level) noexcept;
     ~TraceHelper();
 
     TraceHandle const& handle_;
@@ -209,8 +209,8 @@ struct TraceHelper::Buffer {
     alignas(TraceHelper) std::byte octets[sizeof(TraceHelper)];
 };
 
-inline TraceHelper::InBuffer TraceHelper::createIfEnabled(TraceHandle& handle, TraceLevel level,
-                                                          Buffer& buffer) noexcept {
+[[gnu::always_inline]] inline TraceHelper::InBuffer
+TraceHelper::createIfEnabled(TraceHandle& handle, TraceLevel level, Buffer& buffer) noexcept {
     if (!handle.levelIsOn(level)) [[likely]]
         return nullptr;
     return InBuffer(::new (&buffer) TraceHelper(handle, level));
@@ -222,9 +222,10 @@ inline TraceHelper::InBuffer TraceHelper::createIfEnabled(TraceHandle& handle, T
 /// A trace statement: while the level is on, has `compose` write the text into a stream and hands
 /// it to the sink. The place is that of the call.
 template <std::invocable<TraceStream&> Compose>
-inline void trace(TraceHandle& handle, TraceLevel level, Compose const& compose,
-                  const char* file = __builtin_FILE(), unsigned line = __builtin_LINE(),
-                  const char* function = __builtin_FUNCTION()) noexcept {
+[[gnu::always_inline]] inline void
+trace(TraceHandle& handle, TraceLevel level, Compose const& compose,
+      const char* file = __builtin_FILE(), unsigned line = __builtin_LINE(),
+      const char* function = __builtin_FUNCTION()) noexcept {
     TraceHelper::Buffer buffer;
     if (const auto helper = TraceHelper::createIfEnabled(handle, level, buffer)) [[unlikely]] {
         try {
