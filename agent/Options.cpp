@@ -4,27 +4,25 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cstdlib>
 #include <iostream>
 
 namespace Agent {
 namespace {
 
-/// A whole number within limits, and a multiple; says so when it is not.
-CLI::Validator multiple(unsigned long step, unsigned long most) {
-    const std::string allowed =
-        "0 to " + std::to_string(most) + (step == 1 ? "" : " in steps of " + std::to_string(step));
-    return CLI::Validator(
-        [=](std::string& text) -> std::string {
-            char* end = nullptr;
-            errno = 0;
-            const unsigned long value = std::strtoul(text.c_str(), &end, 10);
-            const bool number = !text.empty() && text.find_first_not_of("0123456789") == text.npos;
-            if (number && errno == 0 && *end == '\0' && value <= most && value % step == 0)
-                return {};
-            return "'" + text + "' is not allowed; allowed: " + allowed;
-        },
-        allowed);
+/// Takes an option that is a setting, by its name.
+void addSetting(CLI::App& app, Settings& settings, std::string const& name,
+                std::string const& allowed, std::string const& what) {
+    const auto check = [name](std::string const& value) {
+        Settings ignored;
+        return settingIs(ignored, name, value);
+    };
+    app.add_option_function<std::string>(
+           "--" + name,
+           [&settings, name](std::string const& value) { settingIs(settings, name, value); }, what)
+        ->check(CLI::Validator(check, allowed))
+        ->type_name("N");
 }
 
 std::string checkAddress(std::string const& text) {
@@ -57,23 +55,13 @@ struct Texts {
 };
 
 void addSettings(CLI::App& app, Options& options, Texts& texts) {
-    Settings& settings = options.settings;
-    app.add_option("--priority", settings.priority, "bridge priority")
-        ->check(multiple(4096, 61440));
-    app.add_option_function<Zel::U32>(
-           "--cost", [&](Zel::U32 cost) { settings.cost = cost; }, "root path cost that is said")
-        ->check(multiple(1, 0xffffffff));
+    addSetting(app, options.settings, "priority", "0 to 61440 in steps of 4096", "bridge priority");
+    addSetting(app, options.settings, "cost", "", "root path cost that is said");
+    addSetting(app, options.settings, "hello", "1 to 9", "hello time in seconds");
+    addSetting(app, options.settings, "port-priority", "0 to 240 in steps of 16",
+               "priority of each port");
     app.add_option("--mac", texts.mac, "bridge address")
         ->check(CLI::Validator(checkAddress, "MAC"));
-    app.add_option_function<unsigned>(
-           "--hello", [&](unsigned hello) { settings.hello = static_cast<Zel::U8>(hello); },
-           "hello time in seconds")
-        ->check(CLI::Range(1, 9));
-    app.add_option_function<unsigned>(
-           "--port-priority",
-           [&](unsigned value) { settings.portPriority = static_cast<Zel::U8>(value); },
-           "priority of each port")
-        ->check(multiple(16, 240));
     app.add_option("--pcap", options.pcap, "write every frame sent and heard to this capture");
     app.add_option("--trace", texts.traces, "show traces, as StpAgent/5 or StpTxStatusSyncer/8")
         ->check(CLI::Validator(checkTrace, "HANDLE/LEVEL"))
@@ -129,6 +117,12 @@ Options parseOptions(int argc, char** argv) {
         app.parse(argc, argv);
         if (app.get_subcommands().size() != 1)
             throw CLI::RequiredError("one command");
+        if (set->parsed()) {
+            Settings ignored;
+            if (const std::string wrong = settingIs(ignored, words.at(0), words.at(1));
+                !wrong.empty())
+                throw CLI::ValidationError("set", wrong);
+        }
     } catch (CLI::ParseError const& error) {
         std::exit(app.exit(error) == 0 ? 0 : 2);
     }

@@ -6,13 +6,14 @@
 #include <nlohmann/json.hpp>
 
 #include <cctype>
+#include <map>
 
 namespace Agent {
 namespace {
 
 using Json = nlohmann::ordered_json;
 
-double seconds(Time time) { return std::chrono::duration<double>(time).count(); }
+double seconds(Time time) { return static_cast<double>(time.count()) / Time::period::den; }
 double seconds(Stp::TimerVal timer) {
     return static_cast<double>(timer.units()) / Stp::TimerVal::unitsPerSecond;
 }

@@ -23,6 +23,8 @@ Time timeOf(Stp::TimerVal timer) {
     return Time(Time::period::den) * timer.units() / Stp::TimerVal::unitsPerSecond;
 }
 
+double seconds(Time time) { return static_cast<double>(time.count()) / Time::period::den; }
+
 /// How long a record stays without being refreshed, IEEE 802.1D-2004 17.21.23: three hello times,
 /// or no time where the message age would exceed the max age here.
 Time lifetime(ReceivedBpdu const& bpdu) {
@@ -131,7 +133,7 @@ void Bridge::portUp(Port& port, Kolvu::EthAddr const& address, Time now) {
     port.sender->notifierIs(sendingPort);
 
     const auto rx = sourcePort(port);
-    rx->rateLimitIntervalIs(std::chrono::duration<double>(rateInterval).count());
+    rx->rateLimitIntervalIs(seconds(rateInterval));
     rx->rateLimitMaxCountIs(rateLimit);
     rx->rateLimitEnabledIs(true);
     writeCounters(port);
@@ -151,7 +153,7 @@ void Bridge::portDown(Port& port, Time now) {
 
 void Bridge::hello(Time now) {
     helloTime_ = now;
-    source_->updateCtrTimeIs(std::chrono::duration<double>(now).count());
+    source_->updateCtrTimeIs(seconds(now));
     source_->localHeartbeatIs(source_->localHeartbeat() + 1);
     for (Port& port : ports_) {
         if (!port.up)
@@ -213,7 +215,7 @@ void Bridge::takeBpdu(Port& port, ReceivedBpdu const& bpdu, std::span<Zel::U8 co
     port.changes->updatedFieldCountIs(0);
     port.heard = Heard{bpdu.kind, now, now + lifetime(bpdu), {frame.begin(), frame.end()}};
     rx->rxUpdateIs(noVlan, nextUpdate(rx->rxUpdate(noVlan))); // the syncer copies the record
-    source_->updateCtrTimeIs(std::chrono::duration<double>(now).count());
+    source_->updateCtrTimeIs(seconds(now));
 
     if (isNew)
         report(&port, now, std::string(name(bpdu.kind)) + " BPDU from " + summary(bpdu));

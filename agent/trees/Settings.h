@@ -4,6 +4,9 @@
 #include "platform/stp/PathCost.h"
 #include "platform/stp/TimerVal.h"
 
+#include <string>
+#include <string_view>
+
 namespace Agent {
 
 /// What the agent is told to say: that its bridge is the root.
@@ -25,5 +28,10 @@ struct Settings {
 
     Stp::BridgeId bridgeId() const noexcept { return {priority, 0, address}; }
 };
+
+/// Changes the setting of that name, "priority", "cost", "port-priority" or "hello".
+/// @param value  a decimal number
+/// @return empty; or what is wrong and what is allowed, and nothing is changed
+std::string settingIs(Settings& settings, std::string_view name, std::string_view value);
 
 } // namespace Agent
