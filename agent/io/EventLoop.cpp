@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 namespace Agent {
 namespace {
@@ -16,9 +17,10 @@ Time monotonic() {
 } // namespace
 
 EventLoop::EventLoop()
-    : begin_(monotonic()) {}
+    : clock_([begin = monotonic()] { return monotonic() - begin; }) {}
 
-Time EventLoop::now() const { return monotonic() - begin_; }
+EventLoop::EventLoop(Clock clock)
+    : clock_(std::move(clock)) {}
 
 void EventLoop::watch(int descriptor, short events, Handler handler) {
     watches_[descriptor] = {events, std::make_shared<Handler>(std::move(handler))};

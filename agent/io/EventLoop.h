@@ -16,12 +16,16 @@ class EventLoop {
   public:
     using Handler = std::function<void()>;
 
+    using Clock = std::function<Time()>;
+
     EventLoop();
+    /// @param clock  tells the time in place of the system's, from the same beginning on
+    explicit EventLoop(Clock clock);
     EventLoop(EventLoop const&) = delete;
     EventLoop& operator=(EventLoop const&) = delete;
 
     /// Since the loop was made, by a clock that is never set.
-    Time now() const;
+    Time now() const { return clock_(); }
 
     /// Calls the handler whenever the descriptor is ready for one of the events (as for poll(2)),
     /// or has failed. Replaces the former handler of the descriptor.
@@ -50,7 +54,7 @@ class EventLoop {
         std::optional<Time> when;
     };
 
-    Time begin_;
+    Clock clock_;
     std::map<int, Watch> watches_;
     std::vector<TimerState> timers_;
     bool stopped_ = false;

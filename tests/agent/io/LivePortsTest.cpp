@@ -86,7 +86,8 @@ class LivePortsTest : public testing::Test {
     }
     Port const& port(const char* name) const { return *bridge.port(name); }
 
-    EventLoop loop;
+    Time clock{};
+    EventLoop loop{[this] { return clock; }};
     std::map<std::string, FakeInterface> interfaces;
     FakeInterface& eth0 = interfaces["eth0"];
     FakeInterface& eth1 = interfaces["eth1"];
@@ -111,6 +112,48 @@ TEST_F(LivePortsTest, SendABpduOnEachInterfaceWhenTheyStart) {
     EXPECT_EQ(eth1.sent.size(), 1);
     turns(3);
     EXPECT_EQ(eth0.sent.size(), 1) << "the next hello is not due";
+}
+
+TEST_F(LivePortsTest, SendABpduEachHelloTimeAlsoWhenThatIsChanged) {
+    ports.start(bridge);
+    const auto sentUntil = [&](Time end) {
+        for (; clock < end; clock += 500ms)
+            turns();
+        turns();
+        return eth0.sent.size();
+    };
+    EXPECT_EQ(sentUntil(9s), 5); // at 0, 2, 4, 6 and 8 s
+    Settings settings = bridge.settings();
+    settings.hello = 1;
+    bridge.settingsIs(settings, clock);
+    EXPECT_EQ(sentUntil(15s), 11); // and from 10 s on each second
+}
+
+TEST_F(LivePortsTest, LookAtTheLinksByThemselves) {
+    ports.start(bridge);
+    turns();
+    eth0.link->up = false;
+    turns();
+    EXPECT_TRUE(port("eth0").up);
+    clock += LivePorts::followPeriod;
+    turns();
+    EXPECT_FALSE(port("eth0").up);
+    eth0.link->up = true;
+    clock += LivePorts::followPeriod;
+    turns();
+    EXPECT_TRUE(port("eth0").up);
+}
+
+TEST_F(LivePortsTest, LetRecordsAgeOut) {
+    ports.start(bridge);
+    eth0.inbox = {frameOf({.hello = 2})};
+    turns();
+    clock += 6s - 1us;
+    turns();
+    EXPECT_EQ(port("eth0").counts.agedOut, 0);
+    clock += 1us;
+    turns();
+    EXPECT_EQ(port("eth0").counts.agedOut, 1);
 }
 
 TEST_F(LivePortsTest, HandTheBridgeWhatArrives) {
