@@ -83,6 +83,7 @@ Options parseOptions(int argc, char** argv) {
     CLI::App* run = app.add_subcommand("run", "speak RSTP on interfaces");
     run->add_option("-i,--interface", options.interfaces, "interface")
         ->required()
+        ->expected(1, 4095) // as many as there are port numbers, IEEE 802.1D-2004 9.2.7
         ->check(CLI::Validator(checkWord, "IFACE"));
     run->add_option("--duration", options.duration, "stop after so many seconds")
         ->check(CLI::Range(0.001, 1e9));

@@ -29,7 +29,8 @@ class LivePorts {
     LivePorts(LivePorts const&) = delete;
     LivePorts& operator=(LivePorts const&) = delete;
 
-    /// Adds a port to the bridge, which must outlive this. It is down until start().
+    /// Adds a port to the bridge, which has to be there while the loop runs. It is down until
+    /// start().
     void portIs(Bridge& bridge, std::string const& interface);
     /// Opens what is up, and follows the links and the bridge's timers from then on.
     /// Throws std::runtime_error when an interface is no Ethernet interface, or cannot be opened.

@@ -204,15 +204,15 @@ void Bridge::takeBpdu(Port& port, ReceivedBpdu const& bpdu, std::span<Zel::U8 co
     }
     const auto rx = sourcePort(port);
     const auto record = rx->rxInfoIs(noVlan);
-    const bool isNew = !port.changes;
+    const bool isNew = !port.changeCounter;
     if (isNew) {
-        port.changes = Varnol::intxInfoChangeSmFactory(record, noVlan);
-        port.changes->updatedFieldCountIs(0);
+        port.changeCounter = Varnol::intxInfoChangeSmFactory(record, noVlan);
+        port.changeCounter->updatedFieldCountIs(0);
     }
     recordBpdu(scratch_, bpdu);
     const auto changes = writeChanges(*scratch_, record);
-    port.counts.changes += port.changes->updatedFieldCount();
-    port.changes->updatedFieldCountIs(0);
+    port.counts.changes += port.changeCounter->updatedFieldCount();
+    port.changeCounter->updatedFieldCountIs(0);
     port.heard = Heard{bpdu.kind, now, now + lifetime(bpdu), {frame.begin(), frame.end()}};
     rx->rxUpdateIs(noVlan, nextUpdate(rx->rxUpdate(noVlan))); // the syncer copies the record
     source_->updateCtrTimeIs(seconds(now));
@@ -315,7 +315,7 @@ bool Bridge::aboveRate(Port& port, Time now) {
 
 void Bridge::dropRecord(Port& port) {
     port.heard.reset();
-    port.changes = nullptr;
+    port.changeCounter = nullptr;
     const auto rx = sourcePort(port);
     rx->rxInfoDel(noVlan);
     rx->rxUpdateDel(noVlan); // the syncer deletes its record

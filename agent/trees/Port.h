@@ -54,7 +54,7 @@ struct Port {
     // While up.
     Zel::Ptr<Sender> sender;
     // While a record is there.
-    Varnol::IntxInfoChangeSm::Ptr changes;
+    Varnol::IntxInfoChangeSm::Ptr changeCounter;
     // The rate limit's interval at present.
     Time intervalBegin{};
     unsigned intervalCount = 0;
