@@ -22,6 +22,12 @@ TEST(StpAgentReplay, ShowsWhatTheBridgesSaid) {
     }
 }
 
+TEST(StpAgentReplay, PrintsWhatItsDocumentShows) {
+    const std::string document = contents(SOURCES "/docs/agent.md");
+    const Result result = agent({"replay", rstp});
+    EXPECT_NE(document.find("\n```text\n" + result.output + "```\n"), std::string::npos);
+}
+
 TEST(StpAgentReplay, RepeatsToTheLetterOutputAndCapture) {
     const Examples::TemporaryFolder folder;
     const std::string first = folder.path() / "first.pcap";
