@@ -10,7 +10,7 @@ struct Bases {
 
     /// MST BPDUs follow: of up to 4 records, and of about as many as there may be.
     Bases() {
-        for (const std::size_t records : {0, 1, 2, 3, 4, 63, 64, 65, 66})
+        for (const std::size_t records : {0U, 1U, 2U, 3U, 4U, 63U, 64U, 65U, 66U})
             frames.push_back(frame(mstWith(records)));
     }
 
