@@ -55,9 +55,12 @@ extern "C" int LLVMFuzzerTestOneInput(Zel::U8 const* octets, std::size_t size) {
     const std::string_view contradiction = Rule::contradiction(frame);
     hold(contradiction.empty(), contradiction);
     const auto parsed = Agent::parseFrame(frame);
-    if (auto const* bpdu = std::get_if<Agent::ReceivedBpdu>(&parsed))
+    if (auto const* bpdu = std::get_if<Agent::ReceivedBpdu>(&parsed)) {
+        hold(!name(bpdu->kind).empty(), "a kind of BPDU has no name");
         checkRecord(*bpdu);
-    else
-        hold(!text(std::get<Agent::Refusal>(parsed)).empty(), "a refusal has no text");
+    } else {
+        const Agent::Refusal refusal = std::get<Agent::Refusal>(parsed);
+        hold(!name(refusal).empty() && !text(refusal).empty(), "a refusal has no name or text");
+    }
     return 0;
 }
