@@ -93,80 +93,26 @@ inline constexpr std::array<U8, 16> msti{
     0x12,                                           // MSTI Remaining Hops 18
 };
 
-/// The frame of a BPDU, its length field right. Requires: at most 1497 octets.
-inline Octets frame(std::span<U8 const> bpdu) {
-    const auto length = static_cast<U16>(3 + bpdu.size());
-    Octets octets{
-        0x01,
-        0x80,
-        0xc2,
-        0x00,
-        0x00,
-        0x00, // Destination Address
-        0x00,
-        0x1c,
-        0x73,
-        0x41,
-        0x42,
-        0x43, // Source Address
-        static_cast<U8>(length >> 8),
-        static_cast<U8>(length), // Length
-        0x42,
-        0x42,
-        0x03, // DSAP, SSAP, Control
-    };
-    octets.insert(octets.end(), bpdu.begin(), bpdu.end());
-    octets.shrink_to_fit();
-    return octets;
-}
+/// One after the other.
+Octets joined(std::span<U8 const> first, std::span<U8 const> second);
 
-inline void put16(Octets& octets, std::size_t at, U32 number) {
-    octets.at(at) = static_cast<U8>(number >> 8);
-    octets.at(at + 1) = static_cast<U8>(number);
-}
-/// Writes the length field.
-inline Octets withLength(Octets octets, U32 length) {
-    put16(octets, 12, length);
-    return octets;
-}
+/// The frame of a BPDU, its length field right. Requires: at most 1497 octets.
+Octets frame(std::span<U8 const> bpdu);
+
+/// Writes a number, most significant octet first.
+void put16(Octets& octets, std::size_t at, U32 number);
+/// The same frame with another length field.
+Octets withLength(Octets octets, U32 length);
 /// The same with one octet changed.
-inline Octets with(Octets octets, std::size_t at, unsigned value) {
-    octets.at(at) = static_cast<U8>(value);
-    return octets;
-}
+Octets with(Octets octets, std::size_t at, unsigned value);
 
 /// The record of an MSTI, each field of which follows from its instance.
-inline std::array<U8, 16> mstiOf(U16 instance) {
-    std::array<U8, 16> record = msti;
-    record[0] = static_cast<U8>(instance * 3);
-    record[1] = static_cast<U8>((instance % 16) << 4 | (instance >> 8 & 0x0f));
-    record[2] = static_cast<U8>(instance);
-    record[8] = static_cast<U8>(instance + 1);
-    record[12] = static_cast<U8>(instance + 2);
-    record[13] = static_cast<U8>((15 - instance % 16) << 4);
-    record[14] = static_cast<U8>((instance + 5) % 16 << 4);
-    record[15] = static_cast<U8>(instance + 3);
-    return record;
-}
+std::array<U8, 16> mstiOf(U16 instance);
 
 /// An MST BPDU with records of these MSTIs, its Version 3 Length right.
-inline Octets mstWith(std::span<U16 const> instances) {
-    Octets bpdu(mst.begin(), mst.end());
-    for (const U16 instance : instances) {
-        const auto record = mstiOf(instance);
-        bpdu.insert(bpdu.end(), record.begin(), record.end());
-    }
-    put16(bpdu, 36, static_cast<U32>(64 + 16 * instances.size()));
-    bpdu.shrink_to_fit();
-    return bpdu;
-}
+Octets mstWith(std::span<U16 const> instances);
 /// With as many, of the MSTIs from 1 on.
-inline Octets mstWith(std::size_t records) {
-    std::vector<U16> instances;
-    for (std::size_t i = 0; i < records; ++i)
-        instances.push_back(static_cast<U16>(i + 1));
-    return mstWith(instances);
-}
+Octets mstWith(std::size_t records);
 
 /// A frame of any kind of BPDU with any number of changes, few or none mostly: in octets that
 /// decide whether it is taken, in its length, and anywhere.

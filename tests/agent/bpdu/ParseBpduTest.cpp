@@ -115,8 +115,7 @@ TEST(MstBpdu, WithoutMstisSaysEveryFieldOfTheCist) {
 }
 
 TEST(MstBpdu, WithOneMstiSaysEveryFieldOfIt) {
-    Octets bpdu(Frames::mst.begin(), Frames::mst.end());
-    bpdu.insert(bpdu.end(), Frames::msti.begin(), Frames::msti.end());
+    Octets bpdu = Frames::joined(Frames::mst, Frames::msti);
     Frames::put16(bpdu, 36, 64 + 16);
     ReceivedBpdu expected = mstExpected();
     expected.mstiCount = 1;
