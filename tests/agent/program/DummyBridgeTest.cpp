@@ -57,5 +57,33 @@ TEST(DummyBridge, DoesNotFollowAnAgentThatIsWorse) {
     EXPECT_NE(heard.output.find("Root port       capture (Ethernet1)\n"), std::string::npos);
 }
 
+TEST(DummyBridge, IsHeardWhicheverProtocolItSpeaksWhileItsClockRuns) {
+    const Examples::TemporaryFolder folder;
+    const std::string capture = folder.path() / "answer.pcap";
+    for (auto const& [protocol, kind] :
+         {std::pair("rstp", "rst BPDU"), std::pair("stp", "configuration BPDU")}) {
+        const Result recorded =
+            run({SOURCES "/examples/bridge/record-bridge", protocol, capture, "0:"});
+        ASSERT_EQ(recorded.exitStatus, 0) << recorded.errors;
+        const Result heard = agent({"replay", capture});
+        EXPECT_NE(heard.output.find(std::string(kind) +
+                                    " from bridge 32768.0.02:00:00:00:00:0b port 128.1 root "
+                                    "32768.0.02:00:00:00:00:0b cost 0"),
+                  std::string::npos)
+            << heard.output;
+    }
+}
+
+TEST(DummyBridge, IsRecordedOnlyWhenItsScriptIsUsedRightly) {
+    for (std::vector<std::string> const& arguments :
+         {std::vector<std::string>{}, {"rstp"}, {"mstp", "/tmp/none"}}) {
+        std::vector<std::string> command{SOURCES "/examples/bridge/record-bridge"};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        EXPECT_EQ(run(command).exitStatus, 2);
+    }
+    EXPECT_EQ(run({SOURCES "/examples/bridge/record-bridge", "rstp", "/nowhere/answer"}).exitStatus,
+              1);
+}
+
 } // namespace
 } // namespace Agent::Test

@@ -20,6 +20,12 @@ class Live : public testing::Test {
         if (made.status != 0)
             GTEST_SKIP() << "no network namespace: " << made.text;
         made_ = true;
+        const auto veth = Programs::outputOf("ip -n " + name_ +
+                                             " link add probe type veth peer name other 2>&1 && "
+                                             "ip -n " +
+                                             name_ + " link del probe 2>&1");
+        if (veth.status != 0)
+            GTEST_SKIP() << "no virtual interfaces: " << veth.text;
     }
     ~Live() override {
         bridge_.reset();
@@ -92,10 +98,20 @@ class Live : public testing::Test {
     std::unique_ptr<Background> bridge_;
 };
 
+/// Where Open vSwitch can work, too.
+class LiveBridge : public Live {
+  protected:
+    void SetUp() override {
+        if (access("/dev/net/tun", R_OK | W_OK) != 0)
+            GTEST_SKIP() << "no /dev/net/tun, which Open vSwitch takes";
+        Live::SetUp();
+    }
+};
+
 const std::string first = "02:00:00:00:00:01";
 const std::string second = "02:00:00:00:00:02";
 
-TEST_F(Live, ARealBridgeElectsTheBetterOfTwoAgentsAndTheTreeFollowsTheirPriorities) {
+TEST_F(LiveBridge, ARealBridgeElectsTheBetterOfTwoAgentsAndTheTreeFollowsTheirPriorities) {
     pair("a0", "o0");
     pair("a1", "o1");
     startBridge("rstp", {"o0", "o1"});
@@ -131,7 +147,7 @@ TEST_F(Live, ARealBridgeElectsTheBetterOfTwoAgentsAndTheTreeFollowsTheirPrioriti
     })) << contents(file("watch"));
 }
 
-TEST_F(Live, TsharkAndTcpdumpAgreeOnWhatIsSentAndHeard) {
+TEST_F(LiveBridge, TsharkAndTcpdumpAgreeOnWhatIsSentAndHeard) {
     pair("a0", "o0");
     Background tcpdump(inside({"tcpdump", "--immediate-mode", "-U", "-n", "-i", "a0", "-w",
                                file("tcpdump.pcap"), "-Z", "root", "ether dst 01:80:c2:00:00:00"}),
@@ -183,7 +199,7 @@ TEST_F(Live, TsharkAndTcpdumpAgreeOnWhatIsSentAndHeard) {
         EXPECT_NE(shown.find("  " + line + "\n"), std::string::npos) << line << shown;
 }
 
-TEST_F(Live, HearsConfigurationBpdusAndNotificationsOfAnOlderBridge) {
+TEST_F(LiveBridge, HearsConfigurationBpdusAndNotificationsOfAnOlderBridge) {
     pair("a0", "o0");
     pair("a1", "o1");
     // The older bridge takes no RST BPDUs: something else has to be its root.
@@ -236,6 +252,19 @@ TEST_F(Live, RefusesItsOwnFramesThatACableBringsBack) {
     }));
     EXPECT_TRUE(shows("one", "a0         -     -      -     -  "));
     EXPECT_TRUE(shows("one", ", this bridge\n"));
+}
+
+TEST_F(Live, RefusesATaggedFrameAlsoWhenTheSystemHasTakenItsTagOff) {
+    pair("a0", "o0");
+    const auto one = start("one", {"-i", "a0"});
+    std::ofstream(file("tagged.py"))
+        << "import socket\n"
+           "s = socket.socket(socket.AF_PACKET, socket.SOCK_RAW)\n"
+           "s.bind(('o0', 0))\n"
+           "s.send(bytes.fromhex('0180c20000000200000000038100e001002742420300000202"
+           "3c10000200000000030000000410000200000000038001010014000200040000'))\n";
+    EXPECT_EQ(run(inside({"python3", file("tagged.py")})).exitStatus, 0);
+    EXPECT_TRUE(shows("one", "\"tagged\": 1,", {"-j"}));
 }
 
 TEST_F(Live, AnswersDuringAFlood) {
