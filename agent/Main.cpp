@@ -18,6 +18,7 @@
 #include <algorithm>
 #include <csignal>
 #include <exception>
+#include <filesystem>
 #include <iostream>
 #include <stdexcept>
 #include <system_error>
@@ -26,6 +27,9 @@ namespace Agent {
 namespace {
 
 void replayCapture(Options const& options) {
+    std::error_code none;
+    if (std::filesystem::equivalent(options.capture, options.pcap, none))
+        throw std::runtime_error(options.pcap + ": is the capture that is to be replayed");
     CaptureReader reader(options.capture);
     const auto first = reader.next();
     if (!first)

@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
 #include <iostream>
 
@@ -33,6 +34,15 @@ std::string checkAddress(std::string const& text) {
     } catch (Zel::RangeException const&) {
     }
     return "'" + text + "' is not allowed; allowed: a unicast address, as 02:00:00:00:00:0a";
+}
+
+std::string checkSeconds(std::string const& text) {
+    double seconds = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+    if (error == std::errc() && end == text.data() + text.size() && seconds >= 0.001 &&
+        seconds <= 1e9)
+        return {};
+    return "'" + text + "' is not allowed; allowed: 0.001 to 1000000000";
 }
 
 std::string checkTrace(std::string const& text) {
@@ -86,7 +96,7 @@ Options parseOptions(int argc, char** argv) {
         ->expected(1, 4095) // as many as there are port numbers, IEEE 802.1D-2004 9.2.7
         ->check(CLI::Validator(checkWord, "IFACE"));
     run->add_option("--duration", options.duration, "stop after so many seconds")
-        ->check(CLI::Range(0.001, 1e9));
+        ->check(CLI::Validator(checkSeconds, "S"));
     run->add_option("--socket", options.socket, "control socket")->capture_default_str();
     addSettings(*run, options, texts);
 

@@ -2,6 +2,7 @@
 
 #include <pcap/pcap.h>
 
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
 
@@ -10,6 +11,9 @@ namespace {
 
 /// The longest frame that a capture holds, in octets; tcpdump's own limit.
 constexpr int snapshotOctets = 262144;
+
+/// Some three thousand years from 1970; a file may hold times that no type for them does.
+constexpr long latestSecond = 100'000'000'000;
 
 using Pcap = std::unique_ptr<pcap_t, decltype(&pcap_close)>;
 using Dumper = std::unique_ptr<pcap_dumper_t, decltype(&pcap_dump_close)>;
@@ -43,6 +47,8 @@ std::optional<CaptureReader::Frame> CaptureReader::next() {
         return std::nullopt;
     if (read != 1)
         throw std::runtime_error(state_->file.string() + ": " + pcap_geterr(state_->pcap.get()));
+    if (std::abs(header->ts.tv_sec) > latestSecond)
+        throw std::runtime_error(state_->file.string() + ": a frame's time is out of all reason");
     return Frame{std::chrono::seconds(header->ts.tv_sec) + Time(header->ts.tv_usec),
                  {octets, octets + header->caplen}};
 }

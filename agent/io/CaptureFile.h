@@ -24,7 +24,8 @@ class CaptureReader {
     explicit CaptureReader(std::filesystem::path const& file);
     ~CaptureReader();
 
-    /// None at the end. Throws std::runtime_error when the file is cut short or broken.
+    /// None at the end. Throws std::runtime_error when the file is cut short or broken, or a time
+    /// in it is further than 10^11 s from 1970.
     std::optional<Frame> next();
 
   private:

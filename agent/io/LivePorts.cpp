@@ -116,7 +116,7 @@ void LivePorts::receive(Open& open) {
     for (unsigned i = 0; i < framesPerTurn; ++i) {
         std::span<Zel::U8 const> frame;
         const int error = despiteSignals([&] { return open.socket->receive(frame); });
-        if (error == EAGAIN || error == EINTR)
+        if (error == EAGAIN)
             break;
         if (error != 0) {
             ++open.port->counts.receiveErrors;

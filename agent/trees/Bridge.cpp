@@ -113,23 +113,21 @@ void Bridge::portUp(Port& port, Kolvu::EthAddr const& address, Time now) {
     port.up = true;
     port.address = address;
     // First where the port sends: with it comes its place in the dynamic tree.
-    const auto tx = configuredPort(port);
-    tx->txHelloWhenOnIs(Stp::TimerVal::seconds(settings_.hello));
-    tx->txInfoIs(noVlan);
     writeSaid(port);
     const auto sendingPort = sending_->txMstStatus(mstName)->txMstPortStatus(port.id);
-    port.sender = Zel::newActive<Sender>(sendingPort, address, [&](Kolvu::Pkt::Ptr const& frame) {
-        if (!frame) {
-            ++port.counts.noPacket;
-        } else if (const int error = send_(helloTime_, port, std::as_const(*frame).data())) {
-            ++port.counts.sendErrors;
-            Zel::trace(traceHandle, 4, [&](Zel::TraceStream& out) {
-                out << port.name << ": not sent, error " << static_cast<unsigned>(error);
-            });
-        } else {
-            ++port.counts.sent;
-        }
-    });
+    port.sender =
+        Zel::newActive<Sender>(sendingPort, address, [this, &port](Kolvu::Pkt::Ptr const& frame) {
+            if (!frame) {
+                ++port.counts.noPacket;
+            } else if (const int error = send_(helloTime_, port, std::as_const(*frame).data())) {
+                ++port.counts.sendErrors;
+                Zel::trace(traceHandle, 4, [&](Zel::TraceStream& out) {
+                    out << port.name << ": not sent, error " << static_cast<unsigned>(error);
+                });
+            } else {
+                ++port.counts.sent;
+            }
+        });
     port.sender->notifierIs(sendingPort);
 
     const auto rx = sourcePort(port);

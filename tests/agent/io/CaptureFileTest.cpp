@@ -84,6 +84,25 @@ TEST_F(CaptureFile, OfAnotherLinkTypeIsRefused) {
     EXPECT_THROW(CaptureReader{path_}, std::runtime_error);
 }
 
+TEST_F(CaptureFile, WithATimeOutOfAllReasonIsRefusedThere) {
+    // pcapng, little-endian: a section, an Ethernet interface, and a frame at 2^64 - 1 us.
+    const auto words = [](std::initializer_list<Zel::U32> all) {
+        std::string octets;
+        for (const Zel::U32 word : all)
+            for (unsigned shift = 0; shift < 32; shift += 8)
+                octets += static_cast<char>(word >> shift);
+        return octets;
+    };
+    const std::string before =
+        words({0x0a0d0d0a, 28, 0x1a2b3c4d, 1, 0xffffffff, 0xffffffff, 28, 1, 20, 1, 65535, 20});
+    write(before + words({6, 36, 0, 0, 0x100, 4, 4, 0, 36}));
+    CaptureReader good(path_);
+    EXPECT_TRUE(good.next());
+    write(before + words({6, 36, 0, 0xffffffff, 0xffffffff, 4, 4, 0, 36}));
+    CaptureReader bad(path_);
+    EXPECT_THROW(bad.next(), std::runtime_error);
+}
+
 TEST_F(CaptureFile, ThatCannotBeWrittenIsAnError) {
     EXPECT_THROW(CaptureWriter("/nowhere/capture", 0s), std::runtime_error);
     EXPECT_THROW(CaptureWriter("/dev/full", 0s), std::runtime_error);

@@ -45,9 +45,10 @@ class Live : public testing::Test {
     }
 
     std::string file(std::string const& name) const { return folder_.path() / name; }
-    std::vector<std::string> inside(std::vector<std::string> command) const {
-        command.insert(command.begin(), {"/usr/bin/env", "ip", "netns", "exec", name_});
-        return command;
+    std::vector<std::string> inside(std::vector<std::string> const& command) const {
+        std::vector<std::string> all{"/usr/bin/env", "ip", "netns", "exec", name_};
+        all.insert(all.end(), command.begin(), command.end());
+        return all;
     }
     /// An agent with a hello time of 1 s that runs beside the test, when its socket answers. Its
     /// output is the file of its name, its socket that name with ".sock".

@@ -34,9 +34,10 @@ inline Result run(std::vector<std::string> const& command) {
     return {exitStatus, contents(output), contents(errors)};
 }
 
-inline Result agent(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), STP_AGENT);
-    return run(arguments);
+inline Result agent(std::vector<std::string> const& arguments) {
+    std::vector<std::string> command{STP_AGENT};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return run(command);
 }
 
 /// Waits until the condition holds, for a minute at most.

@@ -126,6 +126,14 @@ TEST(StpAgentReplay, FailsWhenItCannotWrite) {
     const Result capture = agent({"replay", rstp, "--pcap", "/nowhere/capture"});
     EXPECT_EQ(capture.exitStatus, 1);
     EXPECT_NE(capture.errors.find("/nowhere/capture"), std::string::npos);
+    const Examples::TemporaryFolder folder;
+    const auto copy = folder.path() / "copy.pcap";
+    std::filesystem::copy_file(rstp, copy);
+    const Result itself = agent({"replay", copy, "--pcap", copy});
+    EXPECT_EQ(itself.exitStatus, 1);
+    EXPECT_EQ(itself.errors,
+              "stp-agent: " + copy.string() + ": is the capture that is to be replayed\n");
+    EXPECT_EQ(contents(copy), contents(rstp));
     const Result output =
         run({"/bin/sh", "-c", "exec " STP_AGENT " replay " + rstp + " >/dev/full"});
     EXPECT_EQ(output.exitStatus, 1);
