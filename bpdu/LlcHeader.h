@@ -70,8 +70,8 @@ constexpr Kolvu::NetU16 tagControlInformation(Bridging::VlanIdOrNone vlan) noexc
 /// Writes the header.
 /// @param frame  octets(vlan) octets
 /// @param size   octets of the BPDU, at most maxBpduOctets
-constexpr void write(Zel::U8* frame, Bridging::VlanIdOrNone vlan, Kolvu::EthAddr const& source,
-                     Zel::U32 size) noexcept {
+[[gnu::always_inline]] constexpr void write(Zel::U8* frame, Bridging::VlanIdOrNone vlan,
+                                            Kolvu::EthAddr const& source, Zel::U32 size) noexcept {
     const auto length = static_cast<Zel::U16>(size + llcOctets);
     if (vlan == 0)
         Kolvu::WireLayout::encode<Untagged>(

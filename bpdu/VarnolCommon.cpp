@@ -18,8 +18,20 @@ void copyIntxInfo(Zel::Ptr<IntxInfo const> src, Zel::Ptr<IntxInfo> dst) {
         Zel::assertionFailed("dst", copySignature);
 
     Zel::copyScalars(src.ptr(), *dst);
-    for (Zel::Ptr<IntxMstiInfo const> const& entry : src->mstiN())
-        Zel::copyScalars(entry.ptr(), *dst->mstiNIs(entry->mstiId()));
+    // As long as both records have the same keys, their entries are walked side by side; nothing is
+    // looked for until they differ.
+    auto to = dst->mstiN().begin();
+    bool alike = true;
+    for (Zel::Ptr<IntxMstiInfo const> const& from : src->mstiN()) {
+        alike = alike && to != dst->mstiN().end() && (*to)->mstiId() == from->mstiId();
+        if (alike) {
+            // A map shows its elements as constants; those of dst may be changed.
+            Zel::copyScalars(from.ptr(), const_cast<IntxMstiInfo&>(**to));
+            ++to;
+        } else {
+            Zel::copyScalars(from.ptr(), *dst->mstiNIs(from->mstiId()));
+        }
+    }
     // Every key of the source is in the destination now: equal counts are equal keys.
     if (dst->mstiN().members() == src->mstiN().members())
         return;

@@ -57,31 +57,42 @@ void writeRstBpdu(Stp::RstpBpdu bpdu, IntxMstiInfo const& cist) {
     bpdu.version1LengthIs(0);
 }
 
-} // namespace
-
-Kolvu::Pkt::Ptr VarnolGetPkt(Bridging::VlanIdOrNone vlan, Kolvu::EthAddr srcMac, U32 size,
-                             Stp::CommonBpdu** bpdu) {
-    Zel::trace(traceHandle, 8, [&](Zel::TraceStream& out) {
-        out << "VarnolGetPkt"
-            << ": called for vlan " << vlan << " src mac: " << srcMac << " size: " << size;
-    });
+/// VarnolGetPkt() for all callers: inlined, so that what is known of the arguments is not asked
+/// for.
+[[gnu::always_inline]] inline Kolvu::Pkt::Ptr getPkt(Bridging::VlanIdOrNone vlan,
+                                                     Kolvu::EthAddr const& srcMac, U32 size,
+                                                     Stp::CommonBpdu*& bpdu) {
+    Zel::trace(
+        traceHandle, 8,
+        [&](Zel::TraceStream& out) {
+            out << "VarnolGetPkt"
+                << ": called for vlan " << vlan << " src mac: " << srcMac << " size: " << size;
+        },
+        __builtin_FILE(), __builtin_LINE(), "VarnolGetPkt");
     if (vlan != 0)
         Zel::assertionFailed("!vlan", getPktSignature);
     if (size > LlcHeader::maxBpduOctets)
         Zel::throwRangeException("the length field of a frame holds no BPDU above 65532 octets");
 
-    Kolvu::Pkt::Ptr pkt = Kolvu::globalPktManager().newPkt();
-    if (!pkt) {
-        Zel::trace(traceHandle, 3,
-                   [](Zel::TraceStream& out) { out << "Packet allocation failed"; });
+    const U32 bpduOffset = LlcHeader::octets(vlan);
+    Kolvu::Pkt::Ptr pkt = Kolvu::globalPktManager().newPkt(bpduOffset + size);
+    if (!pkt) [[unlikely]] {
+        Zel::trace(
+            traceHandle, 3, [](Zel::TraceStream& out) { out << "Packet allocation failed"; },
+            __builtin_FILE(), __builtin_LINE(), "VarnolGetPkt");
         return nullptr;
     }
-    const U32 bpduOffset = LlcHeader::octets(vlan);
-    pkt->newSharedHeadData(bpduOffset + size);
     U8* const frame = pkt->ioVec().base;
     LlcHeader::write(frame, vlan, srcMac, size);
-    *bpdu = Stp::CommonBpdu::at(frame + bpduOffset);
+    bpdu = Stp::CommonBpdu::at(frame + bpduOffset);
     return pkt;
+}
+
+} // namespace
+
+Kolvu::Pkt::Ptr VarnolGetPkt(Bridging::VlanIdOrNone vlan, Kolvu::EthAddr srcMac, U32 size,
+                             Stp::CommonBpdu** bpdu) {
+    return getPkt(vlan, srcMac, size, *bpdu);
 }
 
 Kolvu::Pkt::Ptr generatePktFromIntxInfo(Stp::MstPortSm::Ptr port, IntxInfo::Ptr info, bool tagged) {
@@ -97,13 +108,13 @@ Kolvu::Pkt::Ptr generatePktFromIntxInfo(Stp::MstPortSm::Ptr port, IntxInfo::Ptr 
         Zel::assertionFailed("vlan == 0", generatePktSignature);
     if (tagged)
         Zel::assertionFailed("!tagged", generatePktSignature);
-    const Zel::Ptr<Stp::Port const> sender = port ? port->port() : nullptr;
-    if (!sender)
+    if (!port || !port->port())
         Zel::assertionFailed("port", generatePktSignature);
+    const Stp::Port::Ptr sender = port->port();
 
     Stp::CommonBpdu* bpdu = nullptr;
-    Kolvu::Pkt::Ptr pkt = VarnolGetPkt(0, sender->ethAddr(), Stp::RstpBpdu::octets, &bpdu);
-    if (!pkt) {
+    Kolvu::Pkt::Ptr pkt = getPkt(0, sender->ethAddr(), Stp::RstpBpdu::octets, bpdu);
+    if (!pkt) [[unlikely]] {
         Zel::trace(traceHandle, 2,
                    [](Zel::TraceStream& out) { out << "generateBpdu: failed to allocate pkt "; });
         return nullptr;

@@ -107,8 +107,12 @@ class IntxInfoSyncer::ZelMstiNSm final
     void copyAllData();
     /// Writes one attribute of the destination entry, zero when the source entry is gone.
     template <Zel::ScalarAttribute A> void handle(A) {
-        if (dest_)
-            A::write(*dest_, watched() ? A::read(*watched()) : typename A::Value{});
+        if (!dest_)
+            return;
+        if (watched())
+            A::write(*dest_, A::read(*watched()));
+        else
+            A::write(*dest_, typename A::Value{});
     }
 
   private:

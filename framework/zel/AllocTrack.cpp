@@ -4,10 +4,8 @@ namespace Zel {
 
 void AllocTrackTypeInfo::trackAllocation(Slot& slot, std::type_info const& type,
                                          std::size_t size) noexcept {
-    if (slot.live_.fetch_add(1, std::memory_order_relaxed) == 0) {
-        slot.size_.store(size, std::memory_order_relaxed);
-        slot.type_.store(&type, std::memory_order_relaxed);
-    }
+    if (slot.live_.fetch_add(1, std::memory_order_relaxed) == 0)
+        slot.classIs(type, size);
 }
 
 void AllocTrackTypeInfo::trackDeallocation(Slot& slot) noexcept {

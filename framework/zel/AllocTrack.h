@@ -26,6 +26,12 @@ class VARNOL_API AllocTrackTypeInfo {
 
       private:
         friend AllocTrackTypeInfo;
+
+        void classIs(std::type_info const& type, std::size_t size) noexcept {
+            size_.store(size, std::memory_order_relaxed);
+            type_.store(&type, std::memory_order_relaxed);
+        }
+
         std::atomic<U64> live_{0};
         std::atomic<std::size_t> size_{0};
         std::atomic<std::type_info const*> type_{nullptr};
@@ -35,6 +41,19 @@ class VARNOL_API AllocTrackTypeInfo {
     static void trackAllocation(Slot& slot, std::type_info const& type, std::size_t size) noexcept;
     /// Takes one such record back: the object is gone, or its construction threw.
     static void trackDeallocation(Slot& slot) noexcept;
+
+    /// The same two, for a class whose objects are not made or destroyed by two threads at a time:
+    /// without an atomic read-modify-write operation.
+    static void trackAllocationAlone(Slot& slot, std::type_info const& type,
+                                     std::size_t size) noexcept {
+        const U64 live = slot.liveCount();
+        slot.live_.store(live + 1, std::memory_order_relaxed);
+        if (live == 0)
+            slot.classIs(type, size);
+    }
+    static void trackDeallocationAlone(Slot& slot) noexcept {
+        slot.live_.store(slot.liveCount() - 1, std::memory_order_relaxed);
+    }
 };
 
 } // namespace Zel

@@ -80,6 +80,7 @@ template <class T> using AccessorResult = std::conditional_t<sizeof(T) <= sizeof
         static void write(Entity& entity, ::Zel::MutatorArg<TYPE> value) {                         \
             entity.NAME##Is(std::move(value));                                                     \
         }                                                                                          \
+        static void store(Entity& entity, TYPE const& value) noexcept { entity.NAME##_ = value; }  \
     };                                                                                             \
     static NAME##Attribute zelAttribute(::Zel::AttributeTag<ID>);                                  \
     ::Zel::AccessorResult<TYPE> NAME() const noexcept { return NAME##_; }                          \

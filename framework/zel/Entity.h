@@ -20,14 +20,16 @@ class VARNOL_API Entity : public PtrInterface {
     /// may, for an attribute that changes in other ways.
     /// @param key  as in PtrInterface::NotifieeConst::onAttribute()
     void notify(AttributeId id, void const* key = nullptr) const {
-        if (!notifiees_.empty())
-            notifiees_.deliver(*this, id, key);
+        if (!notifiees_.empty()) [[unlikely]]
+            NotifieeList::deliver(*this, id, key);
     }
 
   protected:
     Entity() noexcept = default;
 
   private:
+    friend NotifieeList;
+
     mutable NotifieeList notifiees_;
 };
 

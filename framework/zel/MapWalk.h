@@ -28,16 +28,23 @@ template <class Map, class Element> class MapWalk {
     Ptr<Element> const& operator*() const noexcept { return at_; }
 
     MapWalk& operator++() noexcept {
-        moveTo(version_ == map_->version() ? map_->next(*at_) : map_->firstAfter(at_->fwkKey()));
-        // Leaving the last element may have released it, and so have changed the map again.
-        while (at_ && version_ != map_->version())
-            moveTo(map_->firstFrom(at_->fwkKey()));
+        if (version_ == map_->version()) [[likely]]
+            at_.ptrAssign(map_->next(*at_));
+        else
+            moveTo(map_->firstAfter(at_->fwkKey()));
+        if (version_ != map_->version()) [[unlikely]]
+            findPlaceAgain();
         return *this;
     }
 
     bool operator==(std::default_sentinel_t) const noexcept { return at_ == nullptr; }
 
   private:
+    /// Leaving the last element may have released it, and so have changed the map again.
+    [[gnu::noinline]] void findPlaceAgain() noexcept {
+        while (at_ && version_ != map_->version())
+            moveTo(map_->firstFrom(at_->fwkKey()));
+    }
     void moveTo(Element* element) noexcept {
         version_ = map_->version();
         at_.ptrAssign(element);

@@ -60,16 +60,19 @@ class [[gnu::visibility("hidden")]] NotifieeList::Cursor {
     }
     void listGone() noexcept { list_ = nullptr; }
 
+  private:
+    // Found without a call, also in a library that is loaded late.
+    [[gnu::tls_model("initial-exec")]] static thread_local Cursor* innermost;
+
+    NotifieeList const* list_;
+
+  public:
     /// The reactor to call next.
     Notifiee const* next = nullptr;
     /// The first reactor bound since the delivery began; the delivery ends before it.
     Notifiee const* stop = nullptr;
 
   private:
-    // Found without a call, also in a library that is loaded late.
-    [[gnu::tls_model("initial-exec")]] static thread_local Cursor* innermost;
-
-    NotifieeList const* list_;
     Cursor* outer_;
 };
 
@@ -130,17 +133,24 @@ void NotifieeList::remove(Notifiee const& reactor) noexcept {
 }
 
 void NotifieeList::deliver(Entity const& entity, AttributeId id, void const* key) {
-    Notifiee const* reactor = first_;
-    if (!reactor)
-        return;
+    NotifieeList const& list = entity.notifiees_;
+    Notifiee const* const reactor = list.first_;
     Cursor cursor;
-    const Cursor::Entered entered(cursor, *this);
-    if (entered.isNested()) {
-        U32 depth = 0;
-        Cursor::forEach(*this, [&](Cursor const&) { ++depth; });
-        if (depth > maxDepth)
-            tooDeep(entity, id);
-    }
+    const Cursor::Entered entered(cursor, list);
+    if (reactor->next_ || entered.isNested()) [[unlikely]]
+        deliverToEach(cursor, entity, id, key);
+    else if (reactor->hasNotificationActive()) [[likely]] // the only one, and so the last one
+        const_cast<Notifiee*>(reactor)->onAttribute(id, key);
+}
+
+void NotifieeList::deliverToEach(Cursor& cursor, Entity const& entity, AttributeId id,
+                                 void const* key) {
+    NotifieeList const& list = entity.notifiees_;
+    U32 depth = 0;
+    Cursor::forEach(list, [&](Cursor const&) { ++depth; });
+    if (depth > maxDepth)
+        tooDeep(entity, id);
+    Notifiee const* reactor = list.first_;
     do {
         cursor.next = reactor->next_;
         if (reactor->hasNotificationActive())

@@ -29,17 +29,22 @@ class VARNOL_API NotifieeList {
     void add(PtrInterface::NotifieeConst const& reactor) noexcept;
     void remove(PtrInterface::NotifieeConst const& reactor) noexcept;
 
-    /// Calls onAttribute(id, key) on each reactor whose notification is active: at once, depth
-    /// first, in the order of binding. One that is unbound, switched off or destroyed meanwhile is
-    /// not called any more; one that is bound meanwhile is not called in this delivery. What a
-    /// reactor throws ends the delivery and goes on to the caller. Fatal when deliveries of one
-    /// entity are nested deeper than maxDepth: then reactors feed each other.
-    void deliver(Entity const& entity, AttributeId id, void const* key);
+    /// Calls onAttribute(id, key) on each reactor of the entity whose notification is active: at
+    /// once, depth first, in the order of binding. One that is unbound, switched off or destroyed
+    /// meanwhile is not called any more; one that is bound meanwhile is not called in this
+    /// delivery. What a reactor throws ends the delivery and goes on to the caller. Fatal when
+    /// deliveries of one entity are nested deeper than maxDepth: then reactors feed each other.
+    /// Requires: the entity has a reactor.
+    [[gnu::noplt]] static void deliver(Entity const& entity, AttributeId id, void const* key);
 
     static constexpr U32 maxDepth = 64;
 
   private:
     class Cursor;
+
+    /// The delivery that a cursor has been entered for.
+    [[gnu::noinline, gnu::visibility("hidden")]] static void
+    deliverToEach(Cursor& cursor, Entity const& entity, AttributeId id, void const* key);
 
     PtrInterface::NotifieeConst const* first_ = nullptr;
 };

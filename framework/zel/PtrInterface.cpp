@@ -14,12 +14,6 @@ void PtrInterface::hasNotificationActiveIs(bool active) { flagIs(notificationAct
 
 void PtrInterface::zeroReferencesIs(bool) {}
 
-PtrInterface::~PtrInterface() {
-    const U32 count = references();
-    if (count != 0 && count != unownedBias)
-        fatal("an object was destroyed while references to it are held");
-}
-
 void PtrInterface::handleZeroRef() const noexcept {
     // The last reference was ours: no other thread can touch the word any more.
     word_.store(word() + unownedBias, std::memory_order_relaxed);
@@ -44,9 +38,13 @@ void PtrInterface::flagIs(U32 flag, bool value) const noexcept {
 }
 
 void PtrInterface::lastReferenceGone(U32 before) const noexcept {
-    if (before == 0)
+    if (before == 0) [[unlikely]]
         fatal("a reference was given back that was not held");
     handleZeroRef();
+}
+
+void PtrInterface::destroyedWhileHeld() noexcept {
+    fatal("an object was destroyed while references to it are held");
 }
 
 void PtrInterface::countOverflow() noexcept { fatal("too many references to one object"); }

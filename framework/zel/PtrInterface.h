@@ -42,7 +42,11 @@ class VARNOL_API PtrInterface {
     virtual TypeNode const* fwkType() const = 0;
 
     /// Fatal when references to the object are still held.
-    virtual ~PtrInterface();
+    virtual ~PtrInterface() {
+        const U32 count = references();
+        if (count != 0 && count != unownedBias) [[unlikely]]
+            destroyedWhileHeld();
+    }
 
     bool hasNotificationActive() const noexcept { return (word() & notificationActiveBit) != 0; }
     bool zelMarkedForDeletion() const noexcept { return (word() & markedForDeletionBit) != 0; }
@@ -57,20 +61,20 @@ class VARNOL_API PtrInterface {
     /// Takes a reference. Fatal at 2^29 - 1 references.
     void referenceInc() const noexcept {
         U32 before;
-        if (VFPtrInterface::threadSafePointers_) {
+        if (VFPtrInterface::threadSafePointers_) [[unlikely]] {
             before = word_.fetch_add(1, std::memory_order_relaxed);
         } else {
             before = word();
             word_.store(before + 1, std::memory_order_relaxed);
         }
-        if ((before & countLimit) == countLimit) [[unlikely]]
+        if (((before + 1) & countLimit) == 0) [[unlikely]]
             countOverflow();
     }
 
     /// Gives a reference back; the last one destroys the object. Fatal when none is held.
     void referenceDec() const noexcept {
         U32 before;
-        if (VFPtrInterface::threadSafePointers_) {
+        if (VFPtrInterface::threadSafePointers_) [[unlikely]] {
             before = word_.fetch_sub(1, std::memory_order_acq_rel);
         } else {
             before = word();
@@ -121,7 +125,8 @@ class VARNOL_API PtrInterface {
     U32 word() const noexcept { return word_.load(std::memory_order_relaxed); }
     void flagIs(U32 flag, bool value) const noexcept;
     void lastReferenceGone(U32 before) const noexcept;
-    [[noreturn]] static void countOverflow() noexcept;
+    [[noreturn, gnu::cold]] static void countOverflow() noexcept;
+    [[noreturn, gnu::cold]] static void destroyedWhileHeld() noexcept;
 
     mutable std::atomic<U32> word_{0};
 };

@@ -4,24 +4,6 @@
 
 namespace Zel {
 
-RbTreeMember* RbTree::outermost(Member* member, Side side) noexcept {
-    while (member->child_[side])
-        member = member->child_[side];
-    return member;
-}
-
-RbTreeMember* RbTree::next(Member const& member) const noexcept {
-    if (member.child_[right])
-        return outermost(member.child_[right], left);
-    Member const* at = &member;
-    Member* parent = at->parent();
-    while (parent && sideOf(*at, *parent) == right) {
-        at = parent;
-        parent = at->parent();
-    }
-    return parent;
-}
-
 bool RbTree::contains(Member const& member) const noexcept {
     if (!member.linked())
         return false;

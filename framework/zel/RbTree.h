@@ -66,7 +66,17 @@ class VARNOL_API RbTree {
     /// The leftmost member; null when there is none.
     Member* first() const noexcept { return root_ ? outermost(root_, left) : nullptr; }
     /// The member to the right of this one; null after the last.
-    Member* next(Member const& member) const noexcept;
+    Member* next(Member const& member) const noexcept {
+        if (member.child_[right])
+            return outermost(member.child_[right], left);
+        Member const* at = &member;
+        Member* parent = at->parent();
+        while (parent && sideOf(*at, *parent) == right) {
+            at = parent;
+            parent = at->parent();
+        }
+        return parent;
+    }
     /// Whether the member stands in any tree.
     static bool linked(Member const& member) noexcept { return member.linked(); }
 
@@ -88,7 +98,11 @@ class VARNOL_API RbTree {
 
     static Side opposite(Side side) noexcept { return Side(!side); }
     static bool red(Member const* member) noexcept { return member && member->red(); }
-    static Member* outermost(Member* member, Side side) noexcept;
+    static Member* outermost(Member* member, Side side) noexcept {
+        while (member->child_[side])
+            member = member->child_[side];
+        return member;
+    }
     static Side sideOf(Member const& member, Member const& parent) noexcept {
         return Side(parent.child_[right] == &member);
     }

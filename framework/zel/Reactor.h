@@ -178,7 +178,7 @@ class Reactor : public Object<Self, NotifieeConstOf<E>> {
 
     template <ScalarAttribute A> void react(A attribute, void const*) {
         if constexpr (watchesScalar<A>()) {
-            if (!this->zelMarkedForDeletion())
+            if (!this->zelMarkedForDeletion()) [[likely]]
                 runHandler(attribute);
         }
     }

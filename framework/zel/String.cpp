@@ -45,29 +45,4 @@ String& String::append(std::initializer_list<std::string_view> pieces) {
     return *this;
 }
 
-void String::take() const noexcept {
-    if (!body_)
-        return;
-    std::atomic_ref<U32> references(body_->references);
-    if (VFPtrInterface::threadSafePointers_)
-        references.fetch_add(1, std::memory_order_relaxed);
-    else
-        references.store(references.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-}
-
-void String::give() noexcept {
-    if (!body_)
-        return;
-    std::atomic_ref<U32> references(body_->references);
-    U32 before;
-    if (VFPtrInterface::threadSafePointers_) {
-        before = references.fetch_sub(1, std::memory_order_acq_rel);
-    } else {
-        before = references.load(std::memory_order_relaxed);
-        references.store(before - 1, std::memory_order_relaxed);
-    }
-    if (before == 1)
-        PtrInterface::zelMemFree(body_);
-}
-
 } // namespace Zel

@@ -3,7 +3,9 @@
 #include "framework/zel/Api.h"
 #include "framework/zel/Fatal.h"
 #include "framework/zel/Int.h"
+#include "framework/zel/PtrInterface.h"
 
+#include <atomic>
 #include <compare>
 #include <concepts>
 #include <initializer_list>
@@ -28,8 +30,14 @@ class VARNOL_API String {
     }
     String(String&& other) noexcept
         : body_(std::exchange(other.body_, nullptr)) {}
-    String& operator=(String other) noexcept {
-        std::swap(body_, other.body_);
+    String& operator=(String const& other) noexcept {
+        if (body_ != other.body_)
+            *this = String(other);
+        return *this;
+    }
+    String& operator=(String&& other) noexcept {
+        String taken(std::move(other));
+        std::swap(body_, taken.body_);
         return *this;
     }
     ~String() { give(); }
@@ -82,8 +90,30 @@ class VARNOL_API String {
     }
     static Body* newBody(std::size_t size);
     String& append(std::initializer_list<std::string_view> pieces);
-    void take() const noexcept;
-    void give() noexcept;
+    void take() const noexcept {
+        if (!body_)
+            return;
+        std::atomic_ref<U32> references(body_->references);
+        if (VFPtrInterface::threadSafePointers_) [[unlikely]]
+            references.fetch_add(1, std::memory_order_relaxed);
+        else
+            references.store(references.load(std::memory_order_relaxed) + 1,
+                             std::memory_order_relaxed);
+    }
+    void give() noexcept {
+        if (!body_)
+            return;
+        std::atomic_ref<U32> references(body_->references);
+        U32 before;
+        if (VFPtrInterface::threadSafePointers_) [[unlikely]] {
+            before = references.fetch_sub(1, std::memory_order_acq_rel);
+        } else {
+            before = references.load(std::memory_order_relaxed);
+            references.store(before - 1, std::memory_order_relaxed);
+        }
+        if (before == 1)
+            PtrInterface::zelMemFree(body_);
+    }
 
     Body* body_ = nullptr;
 };

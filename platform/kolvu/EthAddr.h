@@ -42,7 +42,7 @@ class EthAddr {
                                                    EthAddr const& address);
 
     constexpr void encode(std::span<U8, wireOctets> to) const noexcept {
-        std::ranges::copy(octets_, to.begin());
+        copyOctets<wireOctets>(octets_, to);
     }
     static constexpr EthAddr decode(std::span<U8 const, wireOctets> from) noexcept {
         return EthAddr(from[0], from[1], from[2], from[3], from[4], from[5]);

@@ -1,28 +1,15 @@
 #include "platform/kolvu/FreeList.h"
 
-#include <new>
-
 #include <sanitizer/asan_interface.h>
 
 namespace Kolvu {
 
-void* FreeList::take() noexcept {
-    Block* block = first_;
-    if (block) {
-        first_ = block->next;
-        --size_;
-        ASAN_UNPOISON_MEMORY_REGION(block, blockSize_);
-    }
-    return block;
+void FreeList::hide([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t size) noexcept {
+    ASAN_POISON_MEMORY_REGION(memory, size);
 }
 
-bool FreeList::give(void* memory) noexcept {
-    if (size_ == limit_)
-        return false;
-    first_ = ::new (memory) Block{first_};
-    ++size_;
-    ASAN_POISON_MEMORY_REGION(first_ + 1, blockSize_ - sizeof(Block));
-    return true;
+void FreeList::show([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t size) noexcept {
+    ASAN_UNPOISON_MEMORY_REGION(memory, size);
 }
 
 } // namespace Kolvu

@@ -3,6 +3,7 @@
 #include "framework/zel/Int.h"
 
 #include <cstddef>
+#include <new>
 
 namespace Kolvu {
 
@@ -20,15 +21,43 @@ class FreeList {
     FreeList& operator=(FreeList const&) = delete;
 
     /// A block; null when none is kept.
-    void* take() noexcept;
+    void* take() noexcept {
+        Block* block = first_;
+        if (block) {
+            first_ = block->next;
+            --size_;
+            if constexpr (addressSanitizer)
+                show(block, blockSize_);
+        }
+        return block;
+    }
 
     /// Keeps the block. @return false when the limit is reached and the block stays the caller's
-    [[nodiscard]] bool give(void* memory) noexcept;
+    [[nodiscard]] bool give(void* memory) noexcept {
+        if (size_ == limit_)
+            return false;
+        first_ = ::new (memory) Block{first_};
+        ++size_;
+        if constexpr (addressSanitizer)
+            hide(first_ + 1, blockSize_ - sizeof(Block));
+        return true;
+    }
 
   private:
     struct Block {
         Block* next;
     };
+
+#if defined(__SANITIZE_ADDRESS__)
+    static constexpr bool addressSanitizer = true;
+#elif defined(__has_feature)
+    static constexpr bool addressSanitizer = __has_feature(address_sanitizer);
+#else
+    static constexpr bool addressSanitizer = false;
+#endif
+    /// From now on, AddressSanitizer reports the use of these octets, or does so no more.
+    static void hide(void* memory, std::size_t size) noexcept;
+    static void show(void* memory, std::size_t size) noexcept;
 
     std::size_t blockSize_;
     Zel::U32 limit_;

@@ -2,8 +2,8 @@
 
 #include "framework/zel/Api.h"
 #include "framework/zel/Int.h"
+#include "platform/kolvu/CopyOctets.h"
 
-#include <algorithm>
 #include <array>
 #include <concepts>
 #include <cstddef>
@@ -52,11 +52,11 @@ template <std::unsigned_integral T> class NetInt {
     }
 
     constexpr void encode(std::span<U8, wireOctets> to) const noexcept {
-        std::ranges::copy(octets_, to.begin());
+        copyOctets<wireOctets>(octets_, to);
     }
     static constexpr NetInt decode(std::span<U8 const, wireOctets> from) noexcept {
         NetInt number;
-        std::ranges::copy(from, number.octets_.begin());
+        copyOctets<wireOctets>(from, number.octets_);
         return number;
     }
 

@@ -37,13 +37,13 @@ class Lock {
   public:
     Lock() noexcept
         : held_(threadSafe()) {
-        if (held_)
+        if (held_) [[unlikely]]
             pool.mutex.lock();
     }
     Lock(Lock const&) = delete;
     Lock& operator=(Lock const&) = delete;
     ~Lock() {
-        if (held_)
+        if (held_) [[unlikely]]
             pool.mutex.unlock();
     }
 
@@ -56,26 +56,33 @@ class Lock {
 /// Counted memory for octets, and in it the place of one packet. A buffer of the usual size is the
 /// home of a packet, which lives in that place, holds a reference to it and has its data there
 /// first. Clones hold a reference to where the data stands. The other buffers are nobody's home.
-class Pkt::Buffer {
+class [[gnu::visibility("hidden")]] Pkt::Buffer {
   public:
     /// A buffer with room for that many octets (up to maxRoom) or more, and one reference. Throws
     /// std::bad_alloc.
     static Buffer* make(std::size_t room);
-    /// The same, of the usual size. Requires: the lock is held.
-    static Buffer* usual();
+    /// The same, of the usual size; null when memory is exhausted. Requires: the lock is held.
+    static Buffer* usual() noexcept;
+    /// Manager::newPkt(), in a buffer of the usual size. Requires: the lock is held, and headData
+    /// is at most usualRoom().
+    static Ptr newPkt(U32 headData) noexcept;
     static Buffer* homeOf(void const* packet) noexcept {
         auto* place = static_cast<std::byte*>(const_cast<void*>(packet));
         return reinterpret_cast<Buffer*>(place - offsetof(Buffer, packet_));
     }
 
-    void* packet() noexcept { return packet_; }
     U8* begin() noexcept { return reinterpret_cast<U8*>(this + 1); }
     U8* end() noexcept { return reinterpret_cast<U8*>(this) + size_; }
     std::size_t room() const noexcept { return size_ - sizeof(Buffer); }
 
+    /// What room() is of a buffer of the usual size.
+    static constexpr std::size_t usualRoom() noexcept {
+        return Manager::usualSize - sizeof(Buffer);
+    }
+
     bool isShared() const noexcept { return references_.load(std::memory_order_acquire) != 1; }
     void take() noexcept {
-        if (threadSafe())
+        if (threadSafe()) [[unlikely]]
             references_.fetch_add(1, std::memory_order_relaxed);
         else
             references_.store(references_.load(std::memory_order_relaxed) + 1,
@@ -83,7 +90,7 @@ class Pkt::Buffer {
     }
     void give() noexcept {
         U32 before;
-        if (threadSafe()) {
+        if (threadSafe()) [[unlikely]] {
             before = references_.fetch_sub(1, std::memory_order_acq_rel);
         } else {
             before = references_.load(std::memory_order_relaxed);
@@ -96,6 +103,7 @@ class Pkt::Buffer {
   private:
     explicit Buffer(std::size_t size) noexcept
         : size_(size) {}
+    static void* freshMemory() noexcept;
     void free() noexcept;
 
     std::size_t size_; // of the header, which this class is, and of the octets, which follow it
@@ -104,19 +112,39 @@ class Pkt::Buffer {
 };
 
 Pkt::Buffer* Pkt::Buffer::make(std::size_t room) {
-    if (room > Manager::usualSize - sizeof(Buffer)) {
+    if (room > usualRoom()) {
         const std::size_t size = sizeof(Buffer) + std::min(room + spareHeadRoom, maxRoom);
         return ::new (zelMemAlloc(size)) Buffer(size);
     }
     const Lock lock;
-    return usual();
+    if (Buffer* const buffer = usual())
+        return buffer;
+    throw std::bad_alloc();
 }
 
-inline Pkt::Buffer* Pkt::Buffer::usual() {
+[[gnu::noinline]] void* Pkt::Buffer::freshMemory() noexcept {
+    try {
+        return zelMemAlloc(Manager::usualSize);
+    } catch (std::bad_alloc const&) {
+        return nullptr;
+    }
+}
+
+inline Pkt::Buffer* Pkt::Buffer::usual() noexcept {
     void* memory = pool.buffers.take();
     if (!memory) [[unlikely]]
-        memory = zelMemAlloc(Manager::usualSize);
-    return ::new (memory) Buffer(Manager::usualSize);
+        memory = freshMemory();
+    return memory ? ::new (memory) Buffer(Manager::usualSize) : nullptr;
+}
+
+[[gnu::always_inline]] inline Pkt::Ptr Pkt::Buffer::newPkt(U32 headData) noexcept {
+    if (globalPktManager().inUse() >= pool.capacity) [[unlikely]]
+        return nullptr;
+    Buffer* const home = usual();
+    if (!home) [[unlikely]]
+        return nullptr;
+    Zel::AllocTrackTypeInfo::trackAllocationAlone(_zelType.allocations(), typeid(Pkt), sizeof(Pkt));
+    return Ptr(::new (home->packet_) Pkt(home, headData));
 }
 
 void Pkt::Buffer::free() noexcept {
@@ -130,19 +158,24 @@ void Pkt::Buffer::free() noexcept {
 
 constinit Pkt::Manager Pkt::Manager::global;
 
-Pkt::Manager& globalPktManager() noexcept { return Pkt::Manager::global; }
+Pkt::Ptr Pkt::Manager::newPkt() noexcept { return newPkt(0); }
 
-Pkt::Ptr Pkt::Manager::newPkt() noexcept {
-    const Lock lock;
-    if (inUse() >= pool.capacity)
-        return nullptr;
-    try {
-        Buffer* home = Buffer::usual();
-        Zel::AllocTrackTypeInfo::trackAllocation(_zelType.allocations(), typeid(Pkt), sizeof(Pkt));
-        return Ptr(::new (home->packet()) Pkt(home));
-    } catch (std::bad_alloc const&) {
-        return nullptr;
+Pkt::Ptr Pkt::Manager::newPkt(U32 headData) {
+    if (threadSafe() || headData > Buffer::usualRoom()) [[unlikely]]
+        return newPktWithCare(headData);
+    return Buffer::newPkt(headData);
+}
+
+Pkt::Ptr Pkt::Manager::newPktWithCare(U32 headData) {
+    const bool fits = headData <= Buffer::usualRoom();
+    Ptr pkt;
+    {
+        const Lock lock;
+        pkt = Buffer::newPkt(fits ? headData : 0);
     }
+    if (pkt && !fits)
+        pkt->newSharedHeadData(headData);
+    return pkt;
 }
 
 U32 Pkt::Manager::inUse() const noexcept {
@@ -162,8 +195,8 @@ void Pkt::Manager::capacityIs(U32 capacity) noexcept {
 constinit Zel::TypeNode const Pkt::_zelType{"Kolvu::Pkt", Zel::attributeTable<Pkt>};
 static const bool registered = Zel::typeNodeIs(Pkt::_zelType);
 
-Pkt::Pkt(Buffer* home) noexcept
-    : data_{home->end(), 0}
+inline Pkt::Pkt(Buffer* home, U32 headData) noexcept
+    : data_{reinterpret_cast<U8*>(home) + Manager::usualSize - headData, headData}
     , buffer_(home) {}
 
 Pkt::~Pkt() {
@@ -174,8 +207,14 @@ Pkt::~Pkt() {
 void Pkt::operator delete(void* memory) noexcept {
     // A reference that is given back once too often shall find that none is held.
     std::memset(memory, 0, sizeof(Pkt));
-    Zel::AllocTrackTypeInfo::trackDeallocation(_zelType.allocations());
-    Buffer::homeOf(memory)->give();
+    Buffer* const home = Buffer::homeOf(memory);
+    {
+        const Lock lock;
+        Zel::AllocTrackTypeInfo::trackDeallocationAlone(_zelType.allocations());
+        if (!home->isShared() && pool.buffers.give(home)) [[likely]]
+            return;
+    }
+    home->give();
 }
 
 Pkt::Ptr Pkt::clone() const noexcept {

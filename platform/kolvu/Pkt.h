@@ -56,7 +56,7 @@ class VARNOL_API Pkt final : public Zel::Object<Pkt, Zel::PtrInterface> {
   private:
     class Buffer;
 
-    explicit Pkt(Buffer* home) noexcept;
+    Pkt(Buffer* home, U32 headData) noexcept;
     [[noreturn]] static void noSuchIoVec() noexcept;
     Buffer* home() const noexcept;
     std::size_t headRoom() const noexcept;
@@ -81,6 +81,9 @@ class VARNOL_API Pkt::Manager {
 
     /// A packet without data; null when `capacity` packets are in use or memory is exhausted.
     Ptr newPkt() noexcept;
+    /// A packet with so many octets of data, of any value: newPkt(), and newSharedHeadData() of the
+    /// packet. Throws as the latter.
+    Ptr newPkt(U32 headData);
 
     /// The number of packets that exist.
     U32 inUse() const noexcept;
@@ -89,14 +92,16 @@ class VARNOL_API Pkt::Manager {
     void capacityIs(U32 capacity) noexcept;
 
   private:
-    friend VARNOL_API Manager& globalPktManager() noexcept;
+    friend Manager& globalPktManager() noexcept;
 
     static Manager global;
 
+    /// newPkt() with the lock held, or for more data than a buffer of the usual size has room for.
+    [[gnu::noinline, gnu::visibility("hidden")]] static Ptr newPktWithCare(U32 headData);
     constexpr Manager() noexcept = default;
 };
 
 /// The process's packet manager. It is never destroyed: packets may be released at any time.
-VARNOL_API Pkt::Manager& globalPktManager() noexcept;
+inline Pkt::Manager& globalPktManager() noexcept { return Pkt::Manager::global; }
 
 } // namespace Kolvu

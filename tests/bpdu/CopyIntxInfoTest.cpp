@@ -161,6 +161,49 @@ TEST_P(CopyIntxInfo, FindsItsPlaceAgainWhenTheSourceChangesMeanwhile) {
     expectEqualScalars(*dest->mstiN(9), *source->mstiN(9));
 }
 
+TEST_P(CopyIntxInfo, FindsItsPlaceAgainWhenTheDestinationChangesAheadOfIt) {
+    const IntxInfo::Ptr source = filled(1, {0, 3, 5, 7});
+    const IntxInfo::Ptr dest = record(1, {0, 3, 5, 7});
+    Journal log(dest, Journal::names);
+    log.look = [&](std::string const& write) {
+        if (write == "0/flags") {
+            dest->mstiNDel(5);
+            dest->mstiNIs(4);
+        }
+        if (write == "3/flags") {
+            EXPECT_EQ(dest->mstiNMemberIs(Samples::entry(7))->mstiId(), 7);
+        }
+    };
+    copyIntxInfo(source, dest);
+    expectEqualRecords(*dest, *source);
+}
+
+TEST_P(CopyIntxInfo, MakesAnEntryAgainThatTheDestinationLosesJustBeforeItsTurn) {
+    const IntxInfo::Ptr source = filled(1, {0, 3});
+    const IntxInfo::Ptr dest = record(1, {0, 3});
+    Journal log(dest, Journal::names);
+    log.look = [&](std::string const& write) {
+        if (write == "0/fwdDelay")
+            dest->mstiNDel(3);
+    };
+    copyIntxInfo(source, dest);
+    EXPECT_EQ(log.take(), scalarWrites + entryWrites(0) + (Lines{"mstiN[3] deleted", "mstiN[3]"}) +
+                              entryWrites(3));
+    expectEqualRecords(*dest, *source);
+}
+
+TEST_P(CopyIntxInfo, MakesARecordEqualThatNobodyWatches) {
+    for (auto const& instances : {std::initializer_list<Zel::U16>{}, {0}, {0, 3, 7}, {3}}) {
+        const IntxInfo::Ptr source = filled(1, {0, 3, 7});
+        const IntxInfo::Ptr dest = record(1, instances);
+        copyIntxInfo(source, dest);
+        expectEqualRecords(*dest, *source);
+        copyIntxInfo(record(1), dest);
+        EXPECT_EQ(keysOf(*dest), std::vector<unsigned>{});
+        expectZeroScalars(*dest);
+    }
+}
+
 TEST_P(CopyIntxInfo, SurvivesAnEntryDeletedWhileItIsWritten) {
     const IntxInfo::Ptr source = filled(1, {0, 3});
     const IntxInfo::Ptr dest = record(1);

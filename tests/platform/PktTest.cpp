@@ -178,6 +178,45 @@ TEST(PktManager, ReturnsNoPacketWhenMemoryIsExhausted) {
     EXPECT_TRUE(newPkt());
 }
 
+TEST(PktManager, HandsOutAPacketWithDataAsIfItHadGrown) {
+    const U32 inUse = globalPktManager().inUse();
+    for (U32 n : {0U, 1U, 53U, 1518U, Pkt::Manager::usualSize, 3 * Pkt::Manager::usualSize}) {
+        const Pkt::Ptr packet = globalPktManager().newPkt(n);
+        ASSERT_TRUE(packet);
+        EXPECT_EQ(packet->data().size(), n);
+        EXPECT_EQ(packet->references(), 1U);
+        EXPECT_EQ(globalPktManager().inUse(), inUse + 1);
+        std::ranges::fill(packet->data(), U8{7});
+        grow(packet, 2, 8);
+        EXPECT_EQ(packet->data().size(), n + 2);
+        EXPECT_TRUE(std::ranges::all_of(packet->data().subspan(2), [](U8 at) { return at == 7; }));
+    }
+    EXPECT_EQ(globalPktManager().inUse(), inUse);
+}
+
+TEST(PktManager, HandsOutNoPacketWithDataBeyondItsCapacity) {
+    const Capacity capacity(1);
+    const Pkt::Ptr only = newPkt();
+    for (U32 n : {53U, 2 * Pkt::Manager::usualSize})
+        EXPECT_FALSE(globalPktManager().newPkt(n));
+}
+
+TEST(PktManager, KeepsNoPacketWhoseDataFindNoMemory) {
+    const std::vector<Pkt::Ptr> packets = allKeptMemory();
+    const U32 inUse = globalPktManager().inUse();
+    {
+        const FailingAllocation failure(1);
+        EXPECT_FALSE(globalPktManager().newPkt(53));
+        EXPECT_TRUE(failure.happened());
+    }
+    {
+        const FailingAllocation failure(2);
+        EXPECT_THROW(globalPktManager().newPkt(5000), std::bad_alloc);
+        EXPECT_TRUE(failure.happened());
+    }
+    EXPECT_EQ(globalPktManager().inUse(), inUse);
+}
+
 // Data
 
 TEST(Pkt, GrowsToExactlyTheOctetsAskedFor) {
@@ -504,6 +543,12 @@ TEST(PktThreads, MakeShareAndReleasePacketsWhilePointersAreThreadSafe) {
     EXPECT_TRUE(holds(shared, std::vector<U8>(53, 0x11)));
     EXPECT_EQ(shared->references(), 1U);
     EXPECT_EQ(globalPktManager().inUse(), before + 1);
+}
+
+TEST(PktThreads, HaveDataFromTheBeginningWhilePointersAreThreadSafe) {
+    const ThreadSafePointers switchedOn;
+    for (U32 n : {53U, 2 * Pkt::Manager::usualSize})
+        EXPECT_EQ(globalPktManager().newPkt(n)->data().size(), n);
 }
 
 TEST(PktThreads, ReleaseWhatAnotherThreadMadeWhilePointersAreThreadSafe) {
