@@ -1,19 +1,18 @@
 #include "bpdu/VarnolUtils.h"
 
 #include "tests/bpdu/Frames.h"
+#include "tests/bpdu/Programs.h"
 
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <random>
-#include <sstream>
 #include <string>
 #include <system_error>
 #include <utility>
 #include <vector>
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -60,35 +59,6 @@ void writeCapture(std::string const& path, std::vector<Kolvu::Pkt::Ptr> const& f
     }
     file.close();
     ASSERT_TRUE(file) << "cannot write " << path;
-}
-
-/// One frame as tshark reads it: a text for each field that was asked for.
-using Row = std::vector<std::string>;
-
-std::vector<Row> readByTshark(std::string const& path, std::vector<std::string> const& fields) {
-    std::string command = "tshark -n -r '" + path + "' -T fields -E separator=,";
-    for (std::string const& field : fields)
-        command += " -e " + field;
-    FILE* tshark = ::popen(command.c_str(), "r");
-    if (!tshark)
-        throw std::system_error(errno, std::generic_category(), "popen");
-    std::string output;
-    char part[4096];
-    while (const std::size_t size = std::fread(part, 1, sizeof(part), tshark))
-        output.append(part, size);
-    const int status = ::pclose(tshark);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0)
-        << "tshark is missing or failed, with status " << status << ": " << command;
-
-    std::vector<Row> rows;
-    std::istringstream lines(output);
-    for (std::string line; std::getline(lines, line);) {
-        std::istringstream texts(line + ',');
-        rows.emplace_back();
-        for (std::string text; std::getline(texts, text, ',');)
-            rows.back().push_back(text);
-    }
-    return rows;
 }
 
 std::string address(Kolvu::EthAddr::Octets const& octets) {
@@ -228,7 +198,7 @@ TEST(Frames, AreReadByWiresharkAsTheRecordSays) {
 
     std::vector<std::string> fields;
     samples.front().forEachField([&](const char* field, auto const&) { fields.push_back(field); });
-    const std::vector<Row> rows = readByTshark(capture.path(), fields);
+    const std::vector<Programs::Row> rows = Programs::readByTshark(capture.path(), fields);
     ASSERT_EQ(rows.size(), count);
     for (std::size_t i = 0; i < count; ++i) {
         SCOPED_TRACE("frame " + std::to_string(i) + ": " + Frames::hex(frames[i]));

@@ -1,0 +1,165 @@
+/// stp-agent: speaks RSTP with real bridges through the library Varnol; see docs/agent.md.
+///
+/// Exit status: 0 all went well; 1 something failed; 2 wrong usage.
+
+#include "agent/Options.h"
+#include "agent/control/ControlClient.h"
+#include "agent/control/ControlServer.h"
+#include "agent/control/JsonView.h"
+#include "agent/control/TextView.h"
+#include "agent/io/CaptureFile.h"
+#include "agent/io/LivePorts.h"
+#include "agent/io/Replay.h"
+#include "framework/zel/Trace.h"
+
+#include <poll.h>
+#include <sys/signalfd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <stdexcept>
+#include <system_error>
+
+namespace Agent {
+namespace {
+
+void replayCapture(Options const& options) {
+    std::error_code none;
+    if (std::filesystem::equivalent(options.capture, options.pcap, none))
+        throw std::runtime_error(options.pcap + ": is the capture that is to be replayed");
+    CaptureReader reader(options.capture);
+    const auto first = reader.next();
+    if (!first)
+        throw std::runtime_error(options.capture + ": holds no frame");
+    std::optional<CaptureWriter> writer;
+    if (!options.pcap.empty())
+        writer.emplace(options.pcap, first->at);
+
+    Settings settings = options.settings;
+    settings.address = options.address.value_or(Kolvu::EthAddr{0x02, 0, 0, 0, 0, 0x0a});
+    Bridge bridge(
+        settings,
+        [&](Time at, Port const&, std::span<Zel::U8 const> frame) {
+            if (writer)
+                writer->write(at, frame);
+            return 0;
+        },
+        [&](Time at, Port const* port, std::string const& change) {
+            if (!options.json)
+                std::cout << changeText(at, port, change);
+        });
+    Port& port = bridge.portIs("capture");
+    bridge.portUp(port, settings.address, Time{});
+    const Time now = replay(*first, reader, bridge, port.id, writer ? &*writer : nullptr);
+    const AgentView view{bridge, now, {}};
+    std::cout << (options.json ? showJson(view, nullptr) : "\n" + showText(view, nullptr, true));
+}
+
+/// The signals that end the agent, as a descriptor.
+Descriptor endingSignals() {
+    sigset_t ending;
+    sigemptyset(&ending);
+    sigaddset(&ending, SIGINT);
+    sigaddset(&ending, SIGTERM);
+    sigprocmask(SIG_BLOCK, &ending, nullptr);
+    Descriptor signals(signalfd(-1, &ending, SFD_NONBLOCK | SFD_CLOEXEC));
+    if (!signals)
+        throw std::system_error(errno, std::generic_category(), "signalfd");
+    return signals;
+}
+
+void checkInterfaces(std::vector<std::string> const& interfaces) {
+    for (auto at = interfaces.begin(); at != interfaces.end(); ++at) {
+        if (!findLink(*at))
+            throw std::runtime_error(*at + ": is no Ethernet interface");
+        if (std::find(interfaces.begin(), at, *at) != at)
+            throw std::runtime_error(*at + ": is given twice");
+    }
+}
+
+/// The lowest of the interfaces', IEEE 802.1D-2004 7.12.5.
+Kolvu::EthAddr lowestAddress(std::vector<std::string> const& interfaces) {
+    std::vector<Kolvu::EthAddr> addresses;
+    for (std::string const& interface : interfaces)
+        if (const auto link = findLink(interface))
+            addresses.push_back(link->address);
+    return addresses.empty() ? Kolvu::EthAddr() : *std::ranges::min_element(addresses);
+}
+
+void runAgent(Options const& options) {
+    const Descriptor signals = endingSignals();
+    checkInterfaces(options.interfaces);
+    EventLoop loop;
+    std::optional<CaptureWriter> capture;
+    if (!options.pcap.empty())
+        capture.emplace(options.pcap, std::chrono::duration_cast<Time>(
+                                          std::chrono::system_clock::now().time_since_epoch()) -
+                                          loop.now());
+    Settings settings = options.settings;
+    settings.address = options.address ? *options.address : lowestAddress(options.interfaces);
+
+    LivePorts ports(loop, &openPcapSocket, &findLink);
+    std::optional<ControlServer> server;
+    Bridge bridge(
+        settings,
+        [&](Time now, Port const& port, std::span<Zel::U8 const> frame) {
+            return ports.send(now, port, frame);
+        },
+        [&](Time now, Port const* port, std::string const& change) {
+            if (server)
+                server->changed(changeText(now, port, change));
+        });
+    for (std::string const& interface : options.interfaces)
+        ports.portIs(bridge, interface);
+    ports.captureIs(capture ? &*capture : nullptr);
+    server.emplace(loop, options.socket, bridge);
+    LinkMonitor links;
+    loop.watch(links.descriptor(), POLLIN, [&] {
+        links.drain();
+        ports.follow();
+    });
+    loop.watch(signals.number(), POLLIN, [&] { loop.stop(); });
+    if (options.duration > 0)
+        loop.timerIs(loop.timer([&] { loop.stop(); }),
+                     loop.now() + std::chrono::duration_cast<Time>(
+                                      std::chrono::duration<double>(options.duration)));
+    ports.start(bridge);
+    std::cout << "stp-agent: running, control socket " << options.socket << std::endl;
+    loop.run();
+}
+
+int main(Options const& options) {
+    for (auto const& [handle, level] : options.traces)
+        Zel::traceLevelIs(handle, level, true);
+    switch (options.command) {
+    case Options::Command::run:
+        runAgent(options);
+        break;
+    case Options::Command::replay:
+        replayCapture(options);
+        break;
+    case Options::Command::request:
+        request(options.socket, options.request, std::cout);
+        break;
+    }
+    if (!std::cout.flush())
+        throw std::runtime_error("cannot write to standard output");
+    return 0;
+}
+
+} // namespace
+} // namespace Agent
+
+int main(int argc, char** argv) {
+    std::signal(SIGPIPE, SIG_IGN); // writing to nobody is an error like others
+    try {
+        return Agent::main(Agent::parseOptions(argc, argv));
+    } catch (std::exception const& error) {
+        std::cout.flush();
+        std::cerr << "stp-agent: " << error.what() << "\n";
+        return 1;
+    }
+}

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "agent/trees/Settings.h"
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Agent {
+
+/// What the command line asks for.
+struct Options {
+    enum class Command { run, replay, request };
+
+    Command command = Command::request;
+    // run and replay
+    std::vector<std::string> interfaces;
+    std::string capture; ///< the one to replay
+    Settings settings;
+    std::optional<Kolvu::EthAddr> address; ///< what --mac says
+    std::string pcap;                      ///< where to write frames; empty for nowhere
+    std::vector<std::pair<std::string, unsigned>> traces;
+    double duration = 0; ///< seconds; 0 for no end
+    bool json = false;
+    // run and requests
+    std::string socket;
+    std::string request; ///< what to ask the running agent
+};
+
+/// Reads the command line. Prints what was asked for (--help), or what is wrong and what is
+/// allowed, and ends the process, with 0 or 2, where nothing is left to do.
+Options parseOptions(int argc, char** argv);
+
+} // namespace Agent

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "agent/control/AgentView.h"
+
+namespace Agent {
+
+/// What a request on the control socket is answered with.
+struct Answer {
+    enum class Kind { text, error, watch };
+    Kind kind;
+    std::string text; ///< whole lines
+};
+
+/// Does what a request asks for, one line without its end:
+///
+///     show [PORT] [detail] [json]     show trees [json]     show bpdu PORT [json]
+///     watch                           set SETTING VALUE
+///
+/// A port is named as its interface, or as "Et1" or "Ethernet1". The request may be any octets.
+Answer answer(Bridge& bridge, ControlCounts const& counts, Time now, std::string_view request);
+
+} // namespace Agent
