@@ -70,6 +70,8 @@ void addSettings(CLI::App& app, Options& options, Texts& texts) {
     addSetting(app, options.settings, "hello", "1 to 9", "hello time in seconds");
     addSetting(app, options.settings, "port-priority", "0 to 240 in steps of 16",
                "priority of each port");
+    addSetting(app, options.settings, "rate-limit", "1 to 1000000",
+               "frames that each port takes in a second; 100 if not given");
     app.add_option("--mac", texts.mac, "bridge address")
         ->check(CLI::Validator(checkAddress, "MAC"));
     app.add_option("--pcap", options.pcap, "write every frame sent and heard to this capture");
@@ -116,9 +118,10 @@ Options parseOptions(int argc, char** argv) {
     CLI::App* watch = app.add_subcommand("watch", "a line for each change, until interrupted");
     watch->add_option("--socket", options.socket, "control socket")->capture_default_str();
 
-    CLI::App* set = app.add_subcommand(
-        "set", "say something else: priority N, cost N, hello S, port-priority N");
-    set->add_option("SETTING", words, "priority | cost | hello | port-priority, and the value")
+    CLI::App* set = app.add_subcommand("set", "say something else: priority N, cost N, hello S, "
+                                              "port-priority N; or take more: rate-limit N");
+    set->add_option("SETTING", words,
+                    "priority | cost | hello | port-priority | rate-limit, and the value")
         ->required()
         ->expected(2)
         ->check(CLI::Validator(checkWord, ""));

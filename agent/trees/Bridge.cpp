@@ -72,8 +72,10 @@ Bridge::~Bridge() = default;
 void Bridge::settingsIs(Settings const& settings, Time now) {
     const Settings former = std::exchange(settings_, settings);
     for (Port& port : ports_)
-        if (port.up)
+        if (port.up) {
             writeSaid(port);
+            writeRateLimit(port);
+        }
     const auto compare = [&](std::string_view name, auto before, auto after) {
         if (before != after)
             report(nullptr, now,
@@ -83,6 +85,7 @@ void Bridge::settingsIs(Settings const& settings, Time now) {
     compare("cost", former.cost, settings.cost);
     compare("port priority", former.portPriority, settings.portPriority);
     compare("hello", former.hello, settings.hello);
+    compare("rate limit", former.rateLimit, settings.rateLimit);
 }
 
 Port& Bridge::portIs(std::string name) {
@@ -130,10 +133,7 @@ void Bridge::portUp(Port& port, Kolvu::EthAddr const& address, Time now) {
         });
     port.sender->notifierIs(sendingPort);
 
-    const auto rx = sourcePort(port);
-    rx->rateLimitIntervalIs(seconds(rateInterval));
-    rx->rateLimitMaxCountIs(rateLimit);
-    rx->rateLimitEnabledIs(true);
+    writeRateLimit(port);
     writeCounters(port);
     report(&port, now, "up, address " + valueText(address));
 }
@@ -286,6 +286,13 @@ void Bridge::writeSaid(Port const& port) {
     tx->txNewInfoIs(tx->txNewInfo() + 1);
 }
 
+void Bridge::writeRateLimit(Port const& port) {
+    const auto rx = sourcePort(port);
+    rx->rateLimitIntervalIs(seconds(rateInterval));
+    rx->rateLimitMaxCountIs(settings_.rateLimit);
+    rx->rateLimitEnabledIs(true);
+}
+
 void Bridge::refuse(Port& port, Refusal refusal) {
     ++port.counts.refused[static_cast<std::size_t>(refusal)];
     Zel::trace(traceHandle, 5, [&](Zel::TraceStream& out) {
@@ -308,7 +315,7 @@ bool Bridge::aboveRate(Port& port, Time now) {
         port.intervalBegin = now;
         port.intervalCount = 0;
     }
-    return ++port.intervalCount > rateLimit;
+    return ++port.intervalCount > settings_.rateLimit;
 }
 
 void Bridge::dropRecord(Port& port) {

@@ -37,8 +37,7 @@ class Bridge {
     /// @param port  null for what concerns all
     using Report = std::function<void(Time now, Port const* port, std::string const& change)>;
 
-    /// BPDUs that a port takes within rateInterval; more are dropped.
-    static constexpr unsigned rateLimit = 100;
+    /// What Settings::rateLimit counts within.
     static constexpr Time rateInterval = std::chrono::seconds(1);
 
     Bridge(Settings const& settings, Send send, Report report);
@@ -47,7 +46,7 @@ class Bridge {
     Bridge& operator=(Bridge const&) = delete;
 
     Settings const& settings() const noexcept { return settings_; }
-    /// Says something else from the next BPDU on.
+    /// Says something else from the next BPDU on; a rate limit holds for the next frame heard.
     void settingsIs(Settings const& settings, Time now);
 
     /// Adds a port, which is down. The ports are numbered from 1 in the order in which they are
@@ -88,6 +87,7 @@ class Bridge {
     Varnol::TxMstPortStatus::Ptr configuredPort(Port const& port) const;
     Varnol::RxMstPortStatus::Ptr sourcePort(Port const& port) const;
     void writeSaid(Port const& port);
+    void writeRateLimit(Port const& port);
     void takeBpdu(Port& port, ReceivedBpdu const& bpdu, std::span<Zel::U8 const> frame, Time now);
     void refuse(Port& port, Refusal refusal);
     bool isOwn(ReceivedBpdu const& bpdu) const noexcept;

@@ -22,6 +22,8 @@ constexpr Range ranges[] = {
      }},
     {"hello", 1, 9, 1,
      [](Settings& settings, Zel::U32 value) { settings.hello = static_cast<Zel::U8>(value); }},
+    {"rate-limit", 1, 1'000'000, 1,
+     [](Settings& settings, Zel::U32 value) { settings.rateLimit = value; }},
 };
 
 } // namespace

@@ -9,7 +9,7 @@
 
 namespace Agent {
 
-/// What the agent is told to say: that its bridge is the root.
+/// What the agent is told to say, that its bridge is the root; and how much to listen to.
 struct Settings {
     /// The bridge's address.
     Kolvu::EthAddr address;
@@ -22,6 +22,8 @@ struct Settings {
     /// Seconds between two BPDUs of a port, 1 to 9 (IEEE 802.1D-2004 17.14: twice one second more
     /// is not to exceed the max age).
     Zel::U8 hello = 2;
+    /// Frames that each port takes in a second, 1 to 1000000; more are dropped.
+    Zel::U32 rateLimit = 100;
 
     static constexpr Stp::TimerVal maxAge = Stp::TimerVal::seconds(20);
     static constexpr Stp::TimerVal forwardDelay = Stp::TimerVal::seconds(15);
@@ -29,7 +31,7 @@ struct Settings {
     Stp::BridgeId bridgeId() const noexcept { return {priority, 0, address}; }
 };
 
-/// Changes the setting of that name, "priority", "cost", "port-priority" or "hello".
+/// Changes the setting of that name, "priority", "cost", "port-priority", "hello" or "rate-limit".
 /// @param value  a decimal number
 /// @return empty; or what is wrong and what is allowed, and nothing is changed
 std::string settingIs(Settings& settings, std::string_view name, std::string_view value);

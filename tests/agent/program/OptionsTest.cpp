@@ -23,6 +23,8 @@ TEST(Options, AWrongOneSaysWhatIsWrongAndWhatIsAllowed) {
         {{"run", "-i", "x", "--cost", "4294967296"}, "allowed: 0 to 4294967295"},
         {{"run", "-i", "x", "--hello", "10"}, "allowed: 1 to 9"},
         {{"run", "-i", "x", "--port-priority", "8"}, "allowed: 0 to 240 in steps of 16"},
+        {{"run", "-i", "x", "--rate-limit", "0"}, "'0' is not allowed; allowed: 1 to 1000000"},
+        {{"replay", "x", "--rate-limit", "many"}, "'many' is not allowed; allowed: 1 to 1000000"},
         {{"run", "-i", "x", "--mac", "01:00:00:00:00:00"}, "allowed: a unicast address"},
         {{"run", "-i", "x", "--mac", "02:00"}, "allowed: a unicast address"},
         {{"run", "-i", "x", "--trace", "StpAgent"}, "a handle and a level 0 to 9"},
@@ -37,7 +39,7 @@ TEST(Options, AWrongOneSaysWhatIsWrongAndWhatIsAllowed) {
         {{"show", "a", "\n"}, "is not allowed"},
         {{"set", "priority"}, "SETTING"},
         {{"set", "priority", "1"}, "allowed: 0 to 61440 in steps of 4096"},
-        {{"set", "mtu", "1"}, "known: priority, cost, port-priority, hello"},
+        {{"set", "mtu", "1"}, "known: priority, cost, port-priority, hello, rate-limit"},
         {{"watch", "x"}, "x"},
     };
     for (Wrong const& wrong : all) {

@@ -81,6 +81,17 @@ TEST(StpAgentReplay, SaysWhatItIsToldToSay) {
     EXPECT_EQ(own, 5); // in 19 s
 }
 
+TEST(StpAgentReplay, TakesNoMoreInASecondThanItsRateLimit) {
+    // Two of the frames come within a second of the one before them.
+    const std::string all = agent({"replay", rstp}).output;
+    EXPECT_NE(all.find("Dropped         0 above the rate"), std::string::npos) << all;
+    const Result result = agent({"replay", rstp, "--rate-limit", "1"});
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_NE(result.output.find("Received        7, "), std::string::npos) << result.output;
+    EXPECT_NE(result.output.find("Dropped         2 above the rate"), std::string::npos)
+        << result.output;
+}
+
 TEST(StpAgentReplay, AgreesWithTsharkOnWhatWasHeard) {
     const auto rows = Programs::readByTshark(rstp, {"stp.root.prio", "stp.root.hw", "stp.root.cost",
                                                     "stp.bridge.prio", "stp.bridge.hw", "stp.flags",

@@ -392,16 +392,54 @@ TEST(Bridge, CountsFramesThatAPortHearsWhileDown) {
 
 TEST(Bridge, DropsWhatComesAboveTheRateLimitAndTakesItAgainAfterwards) {
     Rig rig;
-    for (unsigned i = 0; i < Bridge::rateLimit + 50; ++i)
+    const unsigned limit = rig.bridge.settings().rateLimit;
+    EXPECT_EQ(limit, 100);
+    for (unsigned i = 0; i < limit + 50; ++i)
         rig.hear(rig.eth0, frameOf({.cost = i}), 1s + Time(i));
-    EXPECT_EQ(rig.eth0.counts.received, Bridge::rateLimit);
+    EXPECT_EQ(rig.eth0.counts.received, limit);
     EXPECT_EQ(rig.eth0.counts.rateLimited, 50);
-    EXPECT_EQ(rig.bridge.heardRecord(rig.eth0)->mstiN(0)->cistExtRootPathCost(),
-              Bridge::rateLimit - 1);
+    EXPECT_EQ(rig.bridge.heardRecord(rig.eth0)->mstiN(0)->cistExtRootPathCost(), limit - 1);
     rig.hear(rig.eth1, frameOf({}), 1s);
     EXPECT_EQ(rig.eth1.counts.received, 1) << "each port has its own";
     rig.hear(rig.eth0, frameOf({.cost = 7}), 1s + Bridge::rateInterval);
     EXPECT_EQ(rig.bridge.heardRecord(rig.eth0)->mstiN(0)->cistExtRootPathCost(), 7);
+}
+
+TEST(Bridge, TakesAsManyAsItsRateLimitSaysAlsoWhenThatIsChanged) {
+    Rig rig;
+    const auto heardWithin = [&](Time second, unsigned frames) {
+        const Zel::U64 before = rig.eth0.counts.received;
+        for (unsigned i = 0; i < frames; ++i)
+            rig.hear(rig.eth0, frameOf({}), second + Time(i));
+        return rig.eth0.counts.received - before;
+    };
+    Settings settings = rig.bridge.settings();
+    settings.rateLimit = 1;
+    rig.bridge.settingsIs(settings, 1s);
+    EXPECT_EQ(heardWithin(1s, 3), 1);
+    settings.rateLimit = 5;
+    rig.bridge.settingsIs(settings, 1s + 500ms);
+    EXPECT_EQ(heardWithin(1s + 500ms, 3), 2) << "three of five have come";
+    EXPECT_EQ(heardWithin(2s, 6), 5);
+    EXPECT_EQ(rig.eth0.counts.rateLimited, 2 + 1 + 1);
+    EXPECT_EQ(rig.changes.at(0), "-: rate limit: 100 -> 1");
+}
+
+TEST(Bridge, ItsRateLimitStandsInTheReceiveTrees) {
+    Rig rig;
+    rig.bridge.portDown(rig.eth1, 0s);
+    Settings settings = rig.bridge.settings();
+    settings.rateLimit = 250;
+    rig.bridge.settingsIs(settings, 1s);
+    rig.bridge.portUp(rig.eth1, otherPortAddress, 2s);
+    for (Varnol::RxStatus const* tree : {&rig.bridge.source(), &rig.bridge.dynamic()}) {
+        for (Port const* port : {&rig.eth0, &rig.eth1}) {
+            const auto status = tree->rxMstStatus("cist")->rxMstPortStatus(port->id);
+            EXPECT_TRUE(status->rateLimitEnabled());
+            EXPECT_EQ(status->rateLimitInterval(), 1.0) << "second";
+            EXPECT_EQ(status->rateLimitMaxCount(), 250);
+        }
+    }
 }
 
 TEST(Bridge, CountsFramesThatCannotBeSentAndTriesAgainWithTheNextHello) {

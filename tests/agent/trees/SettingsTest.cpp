@@ -16,6 +16,9 @@ TEST(Settings, TakeWhatIsWithinTheirRanges) {
     EXPECT_EQ(settings.portPriority, 240);
     EXPECT_EQ(settingIs(settings, "hello", "9"), "");
     EXPECT_EQ(settings.hello, 9);
+    for (const char* limit : {"1", "1000000"})
+        EXPECT_EQ(settingIs(settings, "rate-limit", limit), "");
+    EXPECT_EQ(settings.rateLimit, 1000000);
 }
 
 TEST(Settings, RefuseAllElseWithWhatIsAllowedAndStayAsTheyAre) {
@@ -27,6 +30,7 @@ TEST(Settings, RefuseAllElseWithWhatIsAllowedAndStayAsTheyAre) {
         {"port-priority", "8"}, {"port-priority", "256"},
         {"hello", "0"},         {"hello", "10"},
         {"cost", "4294967296"}, {"cost", "99999999999999999999"},
+        {"rate-limit", "0"},    {"rate-limit", "1000001"},
     };
     for (auto const& [name, value] : wrong) {
         Settings settings;
@@ -38,10 +42,12 @@ TEST(Settings, RefuseAllElseWithWhatIsAllowedAndStayAsTheyAre) {
         EXPECT_EQ(settings.cost, 0);
         EXPECT_EQ(settings.portPriority, 128);
         EXPECT_EQ(settings.hello, 2);
+        EXPECT_EQ(settings.rateLimit, 100);
     }
     Settings settings;
     EXPECT_EQ(settingIs(settings, "mtu", "1"),
-              "setting 'mtu' is not known; known: priority, cost, port-priority, hello");
+              "setting 'mtu' is not known; known: priority, cost, port-priority, hello, "
+              "rate-limit");
 }
 
 } // namespace
