@@ -54,7 +54,7 @@ void replayCapture(Options const& options) {
     Port& port = bridge.portIs("capture");
     bridge.portUp(port, settings.address, Time{});
     const Time now = replay(*first, reader, bridge, port.id, writer ? &*writer : nullptr);
-    const AgentView view{bridge, now, {}};
+    const AgentView view{bridge, now, {}, census()};
     std::cout << (options.json ? showJson(view, nullptr) : "\n" + showText(view, nullptr, true));
 }
 

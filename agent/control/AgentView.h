@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agent/control/Census.h"
 #include "agent/trees/Bridge.h"
 
 #include <optional>
@@ -23,6 +24,7 @@ struct AgentView {
     Bridge const& bridge;
     Time now;
     ControlCounts control{};
+    Census census{};
 };
 
 /// The best root among the agent's own claim and what is heard, by the priority vectors of IEEE

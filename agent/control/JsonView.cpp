@@ -179,6 +179,8 @@ std::string showJson(AgentView const& view, Port const* only) {
           {"refused_clients", view.control.refusedClients},
           {"silent_clients", view.control.silentClients},
           {"unreading_clients", view.control.unreadingClients}}},
+        {"census",
+         {{"live_objects", view.census.liveObjects}, {"packets_in_use", view.census.packets}}},
     });
 }
 

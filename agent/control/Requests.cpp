@@ -64,7 +64,7 @@ Answer answer(Bridge& bridge, ControlCounts const& counts, Time now, std::string
         words.push_back(word);
     const std::string command = words.empty() ? "" : words.front();
     if (command == "show")
-        return show({bridge, now, counts}, {words.begin() + 1, words.end()});
+        return show({bridge, now, counts, census()}, {words.begin() + 1, words.end()});
     if (command == "watch" && words.size() == 1)
         return {Answer::Kind::watch, {}};
     if (command == "set" && words.size() == 3) {

@@ -126,13 +126,15 @@ std::string detailText(AgentView const& view, Port const& port) {
     return "\n" + fullName(port) + "\n" + table.text("  ");
 }
 
-std::string controlText(AgentView const& view) {
+std::string processText(AgentView const& view) {
     ControlCounts const& counts = view.control;
     return "\nControl: " + count(counts.requests) + " requests, " + count(counts.badRequests) +
            " bad, " + count(counts.longRequests) + " too long, " + count(counts.refusedClients) +
            " clients too many, " + count(counts.silentClients) + " silent, " +
            count(counts.unreadingClients) + " not reading\n" +
-           "Frames from unknown ports: " + count(view.bridge.unknownPort()) + "\n";
+           "Frames from unknown ports: " + count(view.bridge.unknownPort()) + "\n" +
+           "Live objects: " + count(view.census.liveObjects) +
+           ", packets in use: " + count(view.census.packets) + "\n";
 }
 
 template <class A> std::string childName(typename A::Key const& key) {
@@ -197,7 +199,7 @@ std::string showText(AgentView const& view, Port const* only, bool detail) {
         addRow(table, view, port);
     }
     if (detail)
-        return shown + (only ? "" : controlText(view));
+        return shown + (only ? "" : processText(view));
     return shown + "\n" + table.text();
 }
 

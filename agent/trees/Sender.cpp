@@ -10,6 +10,8 @@ constinit Zel::TypeNode const Sender::_zelType{"Agent::Sender", {}};
 
 namespace {
 
+[[maybe_unused]] const bool registered = Zel::typeNodeIs(Sender::_zelType);
+
 Stp::MstPortSm::Ptr machineOf(Kolvu::EthAddr const& address) {
     const auto port = Zel::newActive<Stp::Port>();
     port->ethAddrIs(address);

@@ -24,6 +24,23 @@ TEST_F(ServerTest, AnswersARequestAndEndsTheConnection) {
     EXPECT_EQ(server.counts().badRequests, 0);
 }
 
+TEST_F(ServerTest, TellsHowManyObjectsAreAliveAtTheTime) {
+    const auto objects = [&] {
+        const std::string shown = answerTo("show detail\n");
+        const std::string before = "\nLive objects: ";
+        const std::size_t at = shown.find(before);
+        EXPECT_NE(at, std::string::npos) << shown;
+        return std::stoul(shown.substr(at + before.size()));
+    };
+    const auto few = objects();
+    EXPECT_EQ(few, census().liveObjects);
+    rig.hear(rig.eth0, Frames::frame(Frames::mstWith(9)), 1s);
+    EXPECT_GE(objects(), few + 20) << "a record and ten entries in two trees";
+    EXPECT_EQ(objects(), census().liveObjects);
+    EXPECT_NE(answerTo("show json\n").find("\"live_objects\": " + std::to_string(objects()) + ","),
+              std::string::npos);
+}
+
 TEST_F(ServerTest, TakesARequestInPieces) {
     RawClient client(path);
     for (const char octet : std::string_view("show\n")) {

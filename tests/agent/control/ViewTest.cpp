@@ -28,6 +28,7 @@ struct ShownRig : Rig {
         hear(eth1, Frames::frame(Frames::configuration), 9s);
         hear(eth4, Frames::frame(Frames::mstWith(2)), 9s);
         view.control.requests = 3;
+        view.census = {71, 2};
     }
 };
 
@@ -135,6 +136,9 @@ TEST_F(JsonViewTest, ItsSchemasRefuseWhatIsNotSo) {
     const std::string show = showJson(rig.view, nullptr);
     EXPECT_NE(wrongWith(without(show, "\"sent\": 1", "\"sent\": \"1\""), "show.json"), "");
     EXPECT_NE(wrongWith(without(show, "\"root_port\": ", "\"rootPort\": "), "show.json"), "");
+    EXPECT_NE(
+        wrongWith(without(show, "\"live_objects\": 71", "\"live_objects\": null"), "show.json"),
+        "");
     EXPECT_NE(wrongWith(without(show, "\"forwarding\"", "\"FWD\""), "show.json"), "");
     EXPECT_NE(wrongWith("[]", "trees.json"), "");
     EXPECT_NE(wrongWith("[{}]", "bpdu.json"), "");
