@@ -72,12 +72,9 @@ Descriptor endingSignals() {
 }
 
 void checkInterfaces(std::vector<std::string> const& interfaces) {
-    for (auto at = interfaces.begin(); at != interfaces.end(); ++at) {
-        if (!findLink(*at))
-            throw std::runtime_error(*at + ": is no Ethernet interface");
-        if (std::find(interfaces.begin(), at, *at) != at)
-            throw std::runtime_error(*at + ": is given twice");
-    }
+    for (std::string const& interface : interfaces)
+        if (!findLink(interface))
+            throw std::runtime_error(interface + ": is no Ethernet interface");
 }
 
 /// The lowest of the interfaces', IEEE 802.1D-2004 7.12.5.

@@ -1,5 +1,6 @@
 #include "agent/Options.h"
 
+#include "agent/control/ControlSocket.h"
 #include "framework/zel/Exception.h"
 
 #include <CLI/CLI.hpp>
@@ -45,12 +46,49 @@ std::string checkSeconds(std::string const& text) {
     return "'" + text + "' is not allowed; allowed: 0.001 to 1000000000";
 }
 
+/// Those of the agent and of the library.
+constexpr std::string_view traceHandles[] = {"StpAgent", "StpTxStatusSyncer", "StpRxStatusSyncer",
+                                             "Varnol"};
+
 std::string checkTrace(std::string const& text) {
     const std::size_t slash = text.rfind('/');
-    if (slash != text.npos && slash > 0 && text.size() == slash + 2 && text.back() >= '0' &&
-        text.back() <= '9')
+    std::string all;
+    for (const std::string_view handle : traceHandles)
+        all += (all.empty() ? "" : ", ") + std::string(handle);
+    if (slash != text.npos && std::ranges::count(traceHandles, text.substr(0, slash)) != 0 &&
+        text.size() == slash + 2 && text.back() >= '0' && text.back() <= '9')
         return {};
-    return "'" + text + "' is not allowed; allowed: a handle and a level 0 to 9, as StpAgent/5";
+    return "'" + text + "' is not allowed; allowed: one of " + all +
+           ", and a level 0 to 9, as StpAgent/5";
+}
+
+std::string checkSocket(std::string const& text) {
+    try {
+        static_cast<void>(socketAddress(text));
+        return {};
+    } catch (std::runtime_error const& error) {
+        return error.what();
+    }
+}
+
+std::string checkFile(std::string const& text) {
+    return text.empty() ? "'' is not allowed; allowed: the name of a file" : "";
+}
+
+/// What is wrong with the interfaces to run on; empty when nothing is.
+std::string checkInterfaces(std::vector<std::string> const& interfaces) {
+    for (auto at = interfaces.begin(); at != interfaces.end(); ++at)
+        if (std::find(interfaces.begin(), at, *at) != at)
+            return *at + " is given twice; allowed: each interface once";
+    return {};
+}
+
+/// What is wrong with what to show; empty when nothing is.
+std::string checkShow(std::vector<std::string> const& words) {
+    const bool isOne = words.size() < 2 && (words.empty() || words[0] != "bpdu");
+    if (isOne || (words.size() == 2 && (words[0] == "bpdu" || words[1] == "detail")))
+        return {};
+    return "allowed: [PORT] [detail], trees, or bpdu PORT";
 }
 
 std::string checkWord(std::string const& text) {
@@ -66,7 +104,7 @@ struct Texts {
 
 void addSettings(CLI::App& app, Options& options, Texts& texts) {
     addSetting(app, options.settings, "priority", "0 to 61440 in steps of 4096", "bridge priority");
-    addSetting(app, options.settings, "cost", "", "root path cost that is said");
+    addSetting(app, options.settings, "cost", "0 to 4294967295", "root path cost that is said");
     addSetting(app, options.settings, "hello", "1 to 9", "hello time in seconds");
     addSetting(app, options.settings, "port-priority", "0 to 240 in steps of 16",
                "priority of each port");
@@ -74,7 +112,8 @@ void addSettings(CLI::App& app, Options& options, Texts& texts) {
                "frames that each port takes in a second; 100 if not given");
     app.add_option("--mac", texts.mac, "bridge address")
         ->check(CLI::Validator(checkAddress, "MAC"));
-    app.add_option("--pcap", options.pcap, "write every frame sent and heard to this capture");
+    app.add_option("--pcap", options.pcap, "write every frame sent and heard to this capture")
+        ->check(CLI::Validator(checkFile, "FILE"));
     app.add_option("--trace", texts.traces, "show traces, as StpAgent/5 or StpTxStatusSyncer/8")
         ->check(CLI::Validator(checkTrace, "HANDLE/LEVEL"))
         ->allow_extra_args(false);
@@ -99,7 +138,9 @@ Options parseOptions(int argc, char** argv) {
         ->check(CLI::Validator(checkWord, "IFACE"));
     run->add_option("--duration", options.duration, "stop after so many seconds")
         ->check(CLI::Validator(checkSeconds, "S"));
-    run->add_option("--socket", options.socket, "control socket")->capture_default_str();
+    run->add_option("--socket", options.socket, "control socket")
+        ->check(CLI::Validator(checkSocket, "PATH"))
+        ->capture_default_str();
     addSettings(*run, options, texts);
 
     CLI::App* replay =
@@ -113,10 +154,14 @@ Options parseOptions(int argc, char** argv) {
     show->add_option("WHAT", words, "[PORT] [detail] | trees | bpdu PORT")
         ->check(CLI::Validator(checkWord, ""));
     show->add_flag("-j,--json", options.json, "JSON");
-    show->add_option("--socket", options.socket, "control socket")->capture_default_str();
+    show->add_option("--socket", options.socket, "control socket")
+        ->check(CLI::Validator(checkSocket, "PATH"))
+        ->capture_default_str();
 
     CLI::App* watch = app.add_subcommand("watch", "a line for each change, until interrupted");
-    watch->add_option("--socket", options.socket, "control socket")->capture_default_str();
+    watch->add_option("--socket", options.socket, "control socket")
+        ->check(CLI::Validator(checkSocket, "PATH"))
+        ->capture_default_str();
 
     CLI::App* set = app.add_subcommand("set", "say something else: priority N, cost N, hello S, "
                                               "port-priority N; or take more: rate-limit N");
@@ -125,18 +170,24 @@ Options parseOptions(int argc, char** argv) {
         ->required()
         ->expected(2)
         ->check(CLI::Validator(checkWord, ""));
-    set->add_option("--socket", options.socket, "control socket")->capture_default_str();
+    set->add_option("--socket", options.socket, "control socket")
+        ->check(CLI::Validator(checkSocket, "PATH"))
+        ->capture_default_str();
 
     try {
         app.parse(argc, argv);
         if (app.get_subcommands().size() != 1)
             throw CLI::RequiredError("one command");
-        if (set->parsed()) {
-            Settings ignored;
-            if (const std::string wrong = settingIs(ignored, words.at(0), words.at(1));
-                !wrong.empty())
-                throw CLI::ValidationError("set", wrong);
-        }
+        const auto refuse = [](const char* command, std::string const& wrong) {
+            if (!wrong.empty())
+                throw CLI::ValidationError(command, wrong);
+        };
+        if (Settings ignored; set->parsed())
+            refuse("set", settingIs(ignored, words.at(0), words.at(1)));
+        if (show->parsed())
+            refuse("show", checkShow(words));
+        if (run->parsed())
+            refuse("--interface", checkInterfaces(options.interfaces));
     } catch (CLI::ParseError const& error) {
         std::exit(app.exit(error) == 0 ? 0 : 2);
     }

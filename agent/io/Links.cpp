@@ -19,8 +19,9 @@ std::optional<Link> findLink(std::string const& interface) {
     ifreq request{};
     if (interface.empty() || interface.size() >= sizeof(request.ifr_name))
         return std::nullopt;
-    const auto ask = [&, socket = Descriptor(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0))](
-                         unsigned long what) {
+    // Opened once: a process without more files is not to take its links for gone.
+    static const Descriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const auto ask = [&](unsigned long what) {
         request = {};
         std::ranges::copy(interface, request.ifr_name);
         return ioctl(socket.number(), what, &request) == 0;

@@ -23,6 +23,9 @@ template <class Call> int despiteSignals(Call const& call) {
     return error;
 }
 
+/// Whether an error says that the system is busy, and nothing of the interface.
+bool isBusy(int error) { return error == EINTR || error == ENOBUFS || error == ENOMEM; }
+
 void traceError(std::string_view name, std::string_view what) {
     Zel::trace(traceHandle, 3, [&](Zel::TraceStream& out) { out << name << ": " << what; });
 }
@@ -100,6 +103,7 @@ void LivePorts::open(Open& open, Link const& link) {
     open.socket = openSocket_(open.port->name);
     open.index = link.index;
     open.failed = false;
+    open.errors = 0;
     open.missedBefore = open.port->counts.missed;
     loop_.watch(open.socket->descriptor(), POLLIN, [this, &open] { receive(open); });
     bridge_->portUp(*open.port, link.address, loop_.now());
@@ -116,14 +120,16 @@ void LivePorts::receive(Open& open) {
     for (unsigned i = 0; i < framesPerTurn; ++i) {
         std::span<Zel::U8 const> frame;
         const int error = despiteSignals([&] { return open.socket->receive(frame); });
-        if (error == EAGAIN)
-            break;
-        if (error != 0) {
+        if (error != 0 && error != EAGAIN) {
             ++open.port->counts.receiveErrors;
             traceError(open.port->name, std::string("not received: ") + std::strerror(error));
-            close(open); // follow() tries again
+            if (!isBusy(error) || ++open.errors > forgivenErrors)
+                close(open); // follow() tries again
             break;
         }
+        open.errors = 0;
+        if (error == EAGAIN)
+            break;
         const Time now = loop_.now();
         capture(now, frame);
         bridge_->receive(open.port->id, frame, now);

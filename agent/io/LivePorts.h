@@ -15,12 +15,15 @@ namespace Agent {
 /// The bridge's ports on the system's interfaces: opens and closes them as the links come and go,
 /// hands what they receive to the bridge, and sends for it.
 ///
-/// An interface that fails, however it does, is closed, which is a port down, and tried anew with
-/// the next follow(): a failure that lasts costs one try a second.
+/// An interface that fails is closed, which is a port down, and tried anew with the next follow().
+/// A system that is busy (EINTR, ENOBUFS, ENOMEM) is forgiven some errors in a row: a frame may be
+/// lost, the port is not. A failure that lasts costs a few tries a second.
 class LivePorts {
   public:
     /// Frames taken from one port before the others have their turn.
     static constexpr unsigned framesPerTurn = 64;
+    /// Receive errors in a row that a busy system is forgiven.
+    static constexpr unsigned forgivenErrors = 15;
     /// How often interfaces are looked at when nothing tells of them.
     static constexpr Time followPeriod = std::chrono::seconds(1);
 
@@ -51,6 +54,7 @@ class LivePorts {
         std::unique_ptr<PacketSocket> socket;
         Zel::U64 missedBefore = 0; // of sockets before this one
         bool failed = false;       // found while sending, to be closed
+        unsigned errors = 0;       // of a busy system, in a row
     };
 
     void open(Open& open, Link const& link);

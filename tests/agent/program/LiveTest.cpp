@@ -313,14 +313,6 @@ TEST_F(Live, ASecondAgentOnOneSocketIsRefusedAndAStaleSocketReplaced) {
     EXPECT_TRUE(shows("one", "Interface"));
 }
 
-TEST_F(Live, TakesAnInterfaceOnce) {
-    pair("a0", "a1");
-    const Result result = run(inside(
-        {STP_AGENT, "run", "-i", "a0", "-i", "a1", "-i", "a0", "--socket", file("one.sock")}));
-    EXPECT_EQ(result.exitStatus, 1);
-    EXPECT_EQ(result.errors, "stp-agent: a0: is given twice\n");
-}
-
 TEST_F(Live, SaysWhatItTakesToBePermitted) {
     pair("a0", "a1");
     std::filesystem::permissions(folder_.path(), std::filesystem::perms::all);
