@@ -2,6 +2,7 @@
 // another agent and Open vSwitch. Takes root with namespaces, and is skipped without.
 
 #include "agent/io/CaptureFile.h"
+#include "tests/agent/bpdu/ReadAlike.h"
 #include "tests/agent/program/Program.h"
 #include "tests/bpdu/Programs.h"
 
@@ -77,6 +78,20 @@ class Live : public testing::Test {
         return testing::AssertionFailure() << "no \"" << text << "\" in:\n" << show(name, what);
     }
 
+    /// Ends an agent that writes what it sends and hears into the file of its name with ".pcap".
+    /// tshark and tcpdump have to read every frame there as the agent does.
+    /// @return the frames
+    std::vector<Frames::Octets> readAlike(Background& process, std::string const& name) {
+        EXPECT_EQ(process.end(SIGTERM), 0);
+        std::vector<Frames::Octets> frames;
+        CaptureReader reader(file(name + ".pcap"));
+        while (auto frame = reader.next())
+            frames.push_back(frame->octets);
+        expectTsharkReadsAlike(frames);
+        expectTcpdumpReadsAlike(frames);
+        return frames;
+    }
+
     void startBridge(std::string const& protocol, std::vector<std::string> const& interfaces) {
         std::vector<std::string> command =
             inside({SOURCES "/tests/agent/program/namespace-bridge", protocol, folder_.path()});
@@ -116,9 +131,10 @@ TEST_F(LiveBridge, ARealBridgeElectsTheBetterOfTwoAgentsAndTheTreeFollowsTheirPr
     pair("a0", "o0");
     pair("a1", "o1");
     startBridge("rstp", {"o0", "o1"});
-    const auto one =
-        start("one", {"-i", "a0", "--priority", "4096", "--mac", first, "--cost", "7"});
-    const auto two = start("two", {"-i", "a1", "--priority", "8192", "--mac", second});
+    const auto one = start("one", {"-i", "a0", "--priority", "4096", "--mac", first, "--cost", "7",
+                                   "--pcap", file("one.pcap")});
+    const auto two = start(
+        "two", {"-i", "a1", "--priority", "8192", "--mac", second, "--pcap", file("two.pcap")});
 
     EXPECT_TRUE(await([&] { return bridgeStatus("rstp_root_id") == "1000020000000001"; }));
     EXPECT_EQ(bridgeStatus("rstp_root_path_cost"), "20007") << "what was said and the port's";
@@ -146,6 +162,8 @@ TEST_F(LiveBridge, ARealBridgeElectsTheBetterOfTwoAgentsAndTheTreeFollowsTheirPr
     EXPECT_TRUE(await([&] {
         return contents(file("watch")).find("topologyChange") != std::string::npos;
     })) << contents(file("watch"));
+    EXPECT_GE(readAlike(*one, "one").size(), 6) << "three of each";
+    EXPECT_GE(readAlike(*two, "two").size(), 6);
 }
 
 TEST_F(LiveBridge, TsharkAndTcpdumpAgreeOnWhatIsSentAndHeard) {
@@ -173,6 +191,8 @@ TEST_F(LiveBridge, TsharkAndTcpdumpAgreeOnWhatIsSentAndHeard) {
     ASSERT_TRUE(await([&] { return octets(file("agent.pcap")).size() >= 4; }));
     EXPECT_EQ(one->end(SIGTERM), 0);
     const auto own = octets(file("agent.pcap"));
+    expectTsharkReadsAlike(own);
+    expectTcpdumpReadsAlike(own);
     EXPECT_TRUE(await([&] {
         try {
             return std::ranges::includes(octets(file("tcpdump.pcap")), own);
@@ -213,7 +233,7 @@ TEST_F(LiveBridge, HearsConfigurationBpdusAndNotificationsOfAnOlderBridge) {
            "100002000000000300000004100002000000000380010100140002000400'))\n"
            "    time.sleep(1)\n";
     startBridge("stp", {"o0", "o1"});
-    const auto one = start("one", {"-i", "a0"});
+    const auto one = start("one", {"-i", "a0", "--pcap", file("one.pcap")});
     EXPECT_TRUE(shows("one", "configuration BPDU", {"detail"}));
     EXPECT_TRUE(shows("one", "a0         designated  -  "));
     const Background root(inside({"python3", file("root.py")}), file("root"));
@@ -223,6 +243,13 @@ TEST_F(LiveBridge, HearsConfigurationBpdusAndNotificationsOfAnOlderBridge) {
                shown.find(", 0 of them notifications") == std::string::npos;
     })) << show("one", {"detail"})
         << contents(file("root"));
+    const auto frames = readAlike(*one, "one");
+    const auto ofType = [&](unsigned type) {
+        return std::ranges::count(frames, type, [](auto const& frame) { return frame.at(20); });
+    };
+    EXPECT_GE(ofType(0x00), 1) << "configuration BPDUs";
+    EXPECT_GE(ofType(0x80), 1) << "notifications";
+    EXPECT_GE(ofType(0x02), 2) << "its own";
 }
 
 TEST_F(Live, FollowsALinkThatGoesDownVanishesAndComesBack) {
