@@ -88,7 +88,10 @@ std::string checkShow(std::vector<std::string> const& words) {
     const bool isOne = words.size() < 2 && (words.empty() || words[0] != "bpdu");
     if (isOne || (words.size() == 2 && (words[0] == "bpdu" || words[1] == "detail")))
         return {};
-    return "allowed: [PORT] [detail], trees, or bpdu PORT";
+    std::string all;
+    for (std::string const& word : words)
+        all += (all.empty() ? "" : " ") + word;
+    return "'" + all + "' is not allowed; allowed: [PORT] [detail], trees, or bpdu PORT";
 }
 
 std::string checkWord(std::string const& text) {

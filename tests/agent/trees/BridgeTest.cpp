@@ -318,30 +318,46 @@ Frames::Octets refusedFor(Refusal refusal) {
     return own;
 }
 
+/// The agent's trace lines on frames, as long as it is there.
+class TraceLines {
+  public:
+    TraceLines()
+        : former_(Zel::traceSinkIs(
+              {[](Zel::TraceRecord const& record, void* context) {
+                   static_cast<std::vector<std::string>*>(context)->emplace_back(record.text);
+               },
+               &lines_})) {
+        Zel::traceLevelIs("StpAgent", 5, true);
+    }
+    TraceLines(TraceLines const&) = delete;
+    TraceLines& operator=(TraceLines const&) = delete;
+    ~TraceLines() {
+        Zel::traceLevelIs("StpAgent", 5, false);
+        Zel::traceSinkIs(former_);
+    }
+    std::vector<std::string> const& all() const { return lines_; }
+
+  private:
+    std::vector<std::string> lines_;
+    Zel::TraceSink former_;
+};
+
 TEST(Bridge, EachReasonToRefuseAFrameHasACounterAndATraceLine) {
     Rig rig;
     rig.hear(rig.eth0, frameOf({}), 1s);
     const std::string before = rig.heard(rig.eth0);
     const std::size_t changes = rig.changes.size();
 
-    std::vector<std::string> lines;
-    const Zel::TraceSink former = Zel::traceSinkIs(
-        {[](Zel::TraceRecord const& record, void* context) {
-             static_cast<std::vector<std::string>*>(context)->emplace_back(record.text);
-         },
-         &lines});
-    Zel::traceLevelIs("StpAgent", 5, true);
+    const TraceLines lines;
     for (std::size_t i = 0; i < refusals; ++i)
         rig.hear(rig.eth0, refusedFor(static_cast<Refusal>(i)), 2s);
-    Zel::traceLevelIs("StpAgent", 5, false);
-    Zel::traceSinkIs(former);
 
-    ASSERT_EQ(lines.size(), refusals);
+    ASSERT_EQ(lines.all().size(), refusals);
     for (std::size_t i = 0; i < refusals; ++i) {
         const auto refusal = static_cast<Refusal>(i);
         EXPECT_EQ(rig.eth0.counts.refused[i], 1) << name(refusal);
-        EXPECT_EQ(lines[i], "eth0: frame refused, " + std::string(name(refusal)) + ": " +
-                                std::string(text(refusal)));
+        EXPECT_EQ(lines.all()[i], "eth0: frame refused, " + std::string(name(refusal)) + ": " +
+                                      std::string(text(refusal)));
     }
     EXPECT_EQ(rig.eth0.counts.bad(), refusals);
     EXPECT_EQ(rig.heard(rig.eth0), before);
@@ -352,6 +368,22 @@ TEST(Bridge, EachReasonToRefuseAFrameHasACounterAndATraceLine) {
     EXPECT_EQ(counters.received, 1);
     EXPECT_EQ(counters.taggedErrors, 1);
     EXPECT_EQ(counters.otherErrors, refusals - 1);
+}
+
+TEST(Bridge, TracesTheFramesThatItDropsUnread) {
+    Rig rig;
+    Settings settings = rig.bridge.settings();
+    settings.rateLimit = 1;
+    rig.bridge.settingsIs(settings, 0s);
+    rig.bridge.portDown(rig.eth1, 1s);
+    const TraceLines lines;
+    rig.bridge.receive(Kolvu::IntfId::ethernet(3), frameOf({}), 1s);
+    rig.hear(rig.eth1, frameOf({}), 1s);
+    rig.hear(rig.eth0, frameOf({}), 1s);
+    rig.hear(rig.eth0, frameOf({}), 1s);
+    EXPECT_EQ(lines.all(),
+              (std::vector<std::string>{"frame from no port of ours, Ethernet3",
+                                        "eth1: frame while down", "eth0: above the rate limit"}));
 }
 
 TEST(Bridge, RefusesItsOwnFramesWhicheverOfItsPortsSentThem) {
