@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <utility>
 #include <vector>
 
 namespace Agent {
@@ -60,7 +61,7 @@ void ControlServer::accept() {
         client.progress = loop_.now();
         setEvents(client);
     }
-    loop_.timerIs(clock_, loop_.now() + std::chrono::seconds(1));
+    startClock();
 }
 
 void ControlServer::read(int descriptor) {
@@ -165,7 +166,15 @@ void ControlServer::drop(int descriptor) {
     clients_.erase(descriptor);
 }
 
+/// Rings in a second, unless it is to ring before: clients that come one after the other do not
+/// put it off.
+void ControlServer::startClock() {
+    if (!std::exchange(clockRuns_, true))
+        loop_.timerIs(clock_, loop_.now() + std::chrono::seconds(1));
+}
+
 void ControlServer::lookAtClocks() {
+    clockRuns_ = false;
     std::vector<int> late;
     for (auto const& [descriptor, client] : clients_)
         if ((!client.asked || !client.output.empty()) && loop_.now() - client.progress > patience)
@@ -178,7 +187,7 @@ void ControlServer::lookAtClocks() {
     }
     loop_.watch(socket_.descriptor(), POLLIN, [this] { accept(); });
     if (!clients_.empty())
-        loop_.timerIs(clock_, loop_.now() + std::chrono::seconds(1));
+        startClock();
 }
 
 } // namespace Agent

@@ -49,6 +49,7 @@ class ControlServer {
     void say(Client& client, std::string const& text);
     void setEvents(Client const& client);
     void drop(int descriptor);
+    void startClock();
     void lookAtClocks();
 
     EventLoop& loop_;
@@ -57,6 +58,7 @@ class ControlServer {
     ControlCounts counts_;
     std::map<int, Client> clients_;
     EventLoop::Timer clock_;
+    bool clockRuns_ = false;
 };
 
 } // namespace Agent

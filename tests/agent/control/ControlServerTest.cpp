@@ -285,6 +285,17 @@ TEST_F(PatienceTest, EndsWithAClientThatDoesNotSayWhatItWants) {
     EXPECT_TRUE(silent.ended());
 }
 
+TEST_F(PatienceTest, IsNotProlongedByClientsThatComeMeanwhile) {
+    const RawClient silent(path);
+    turns();
+    for (const Time end = clock + ControlServer::patience + 2s; clock < end; clock += 500ms) {
+        RawClient other(path);
+        other.say("show\n");
+        turns();
+    }
+    EXPECT_EQ(server.counts().silentClients, 1);
+}
+
 TEST_F(PatienceTest, EndsWithAClientThatDoesNotTakeItsAnswer) {
     for (int i = 0; i < 4000; ++i) // for an answer that the system has no room for
         rig.bridge.portIs("port" + std::to_string(i));
