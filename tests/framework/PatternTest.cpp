@@ -11,6 +11,7 @@
 #include <initializer_list>
 #include <map>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -982,6 +983,29 @@ TEST_F(PatternTest, ARemovedChildThatIsHeldElsewhereIsAZombieWithoutAnOwner) {
     EXPECT_EQ(child->watched(), item.ptr()) << "it stays bound";
     tape.steps.clear();
     item->countIs(5);
+    expectNoSteps();
+}
+
+TEST_F(PatternTest, AChildThatFindsNoPlaceAndIsHeldElsewhereIsAZombieWithoutAnOwner) {
+    startGroups(); // without groups: the map of the children has no buckets yet
+    Ptr<GroupSyncer::ZelGroup> child;
+    std::optional<FailingAllocation> exhausted;
+    when("ZelGroup(g) active 1", [&] {
+        child = Zel::ptrCast<GroupSyncer::ZelGroup>(Ptr(tape.group));
+        exhausted.emplace(1);
+    });
+    EXPECT_THROW(source->groupIs("g"), std::bad_alloc);
+    EXPECT_TRUE(exhausted->happened());
+    exhausted.reset();
+    ASSERT_TRUE(child);
+    EXPECT_EQ(groups->group("g"), nullptr);
+    EXPECT_EQ(child->owner(), nullptr);
+    EXPECT_TRUE(child->zelMarkedForDeletion());
+    EXPECT_FALSE(child->hasNotificationActive());
+    EXPECT_EQ(child->references(), 1u);
+    groups = nullptr;
+    tape.steps.clear();
+    source->group("g")->levelIs(5);
     expectNoSteps();
 }
 

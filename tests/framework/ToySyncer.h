@@ -28,11 +28,12 @@ class Tape {
     std::function<void(std::string const& step)> at;
 
     void note(std::string const& who, std::string_view what);
-    // The syncers that note on this tape, and the reactors on a source and on an item that were
-    // made last, while they live; also while they are constructed.
+    // The syncers that note on this tape, and the reactors on a source, on a group and on an item
+    // that were made last, while they live; also while they are constructed.
     ItemSyncer* itemSyncer = nullptr;
     GroupSyncer* groupSyncer = nullptr;
     Record::NotifieeConst* source = nullptr;
+    Group::NotifieeConst* group = nullptr;
     Item::NotifieeConst* item = nullptr;
 
     /// The steps since the last call.
