@@ -1036,6 +1036,21 @@ TEST_F(PatternTest, DeletingAllChildrenDeletesEach) {
     expectNoSteps();
 }
 
+TEST_F(PatternTest, ReleasingTheChildrenReleasesThoseThatAreMadeMeanwhile) {
+    for (const unsigned key : {2u, 3u})
+        source->itemIs(key);
+    const Ptr<Item> behind = other->itemIs(1);
+    startQuietly();
+    when("ZelItem(3) owner null", [&] { syncer->itemIs(behind); });
+    syncer->children().release();
+    expectSteps(itemRemoved("ZelItem(2)") +
+                steps("ZelItem(3)", {"zombie 1", "active 0", "owner null"}) +
+                itemMade("ZelItem(1)") + steps("ZelItem(3)", {"active 0", "destroy"}) +
+                itemRemoved("ZelItem(1)"));
+    EXPECT_EQ(syncer->children().map().members(), 0u);
+    EXPECT_TRUE(behind->notifieeList()->empty());
+}
+
 TEST_F(PatternTest, ARemovedChildWithChildrenThatIsHeldElsewhereRunsNoHandlerNorDoTheyBelow) {
     const Ptr<Group> group = source->groupIs("g");
     const Ptr<Item> item = group->itemIs(1);
