@@ -110,7 +110,7 @@ void ItemSyncer::handleInitialized() {
         for (Zel::Ptr<ZelItem> const& child : children_)
             child->handleInitialized();
     }
-    initialized_ = true;
+    initializedIs(true);
 }
 
 void ItemSyncer::handleTally(ItemId key) {
