@@ -61,7 +61,7 @@ void writeRstBpdu(Stp::RstpBpdu bpdu, IntxMstiInfo const& cist) {
 /// for.
 [[gnu::always_inline]] inline Kolvu::Pkt::Ptr getPkt(Bridging::VlanIdOrNone vlan,
                                                      Kolvu::EthAddr const& srcMac, U32 size,
-                                                     Stp::CommonBpdu*& bpdu) {
+                                                     Stp::CommonBpdu** bpdu) {
     Zel::trace(
         traceHandle, 8,
         [&](Zel::TraceStream& out) {
@@ -84,7 +84,7 @@ void writeRstBpdu(Stp::RstpBpdu bpdu, IntxMstiInfo const& cist) {
     }
     U8* const frame = pkt->ioVec().base;
     LlcHeader::write(frame, vlan, srcMac, size);
-    bpdu = Stp::CommonBpdu::at(frame + bpduOffset);
+    *bpdu = Stp::CommonBpdu::at(frame + bpduOffset);
     return pkt;
 }
 
@@ -92,7 +92,7 @@ void writeRstBpdu(Stp::RstpBpdu bpdu, IntxMstiInfo const& cist) {
 
 Kolvu::Pkt::Ptr VarnolGetPkt(Bridging::VlanIdOrNone vlan, Kolvu::EthAddr srcMac, U32 size,
                              Stp::CommonBpdu** bpdu) {
-    return getPkt(vlan, srcMac, size, *bpdu);
+    return getPkt(vlan, srcMac, size, bpdu);
 }
 
 Kolvu::Pkt::Ptr generatePktFromIntxInfo(Stp::MstPortSm::Ptr port, IntxInfo::Ptr info, bool tagged) {
@@ -113,7 +113,7 @@ Kolvu::Pkt::Ptr generatePktFromIntxInfo(Stp::MstPortSm::Ptr port, IntxInfo::Ptr 
     const Stp::Port::Ptr sender = port->port();
 
     Stp::CommonBpdu* bpdu = nullptr;
-    Kolvu::Pkt::Ptr pkt = getPkt(0, sender->ethAddr(), Stp::RstpBpdu::octets, bpdu);
+    Kolvu::Pkt::Ptr pkt = getPkt(0, sender->ethAddr(), Stp::RstpBpdu::octets, &bpdu);
     if (!pkt) [[unlikely]] {
         Zel::trace(traceHandle, 2,
                    [](Zel::TraceStream& out) { out << "generateBpdu: failed to allocate pkt "; });

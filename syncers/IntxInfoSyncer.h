@@ -14,7 +14,8 @@ namespace Varnol {
 /// ends the mirroring and leaves the destination as it is. Writes are not compared first. Traces as
 /// "StpTxStatusSyncer".
 class VARNOL_API IntxInfoSyncer final : public Zel::RootSyncer<IntxInfoSyncer, IntxInfo>,
-                                        public Zel::RbTreeMember {
+                                        public Zel::RbTreeMember,
+                                        public Zel::Initialized {
   public:
     class ZelSource;
     class ZelMstiNSm;
@@ -38,8 +39,6 @@ class VARNOL_API IntxInfoSyncer final : public Zel::RootSyncer<IntxInfoSyncer, I
     IntxInfo::Ptr const& dest() const noexcept { return dest_; }
     Bridging::VlanIdOrNone vlanIdOrZero() const noexcept { return vlanIdOrZero_; }
     Zel::String const& parentId() const noexcept { return parentId_; }
-    bool initialized() const noexcept { return initialized_; }
-    void initializedIs(bool initialized) noexcept { initialized_ = initialized; }
 
     Bridging::VlanIdOrNone fwkKey() const noexcept { return vlanIdOrZero_; }
     /// "[parentId|VLAN]".
@@ -59,11 +58,10 @@ class VARNOL_API IntxInfoSyncer final : public Zel::RootSyncer<IntxInfoSyncer, I
     void handleMstiN(Stp::BridgeSystemId key);
 
   private:
+    Bridging::VlanIdOrNone vlanIdOrZero_;
     IntxInfo::Ptr dest_;
     Zel::String parentId_;
     MstiN mstiN_;
-    Bridging::VlanIdOrNone vlanIdOrZero_;
-    bool initialized_ = false;
 };
 
 /// The reactor on the source record.
@@ -86,7 +84,8 @@ class IntxInfoSyncer::ZelSource final : public Zel::Reactor<ZelSource, IntxInfo,
 class IntxInfoSyncer::ZelMstiNSm final
     : public Zel::Reactor<ZelMstiNSm, IntxMstiInfo, IntxInfoSyncer>,
       public Zel::NamedHandlers<ZelMstiNSm, IntxMstiInfo>,
-      public Zel::RbTreeMember {
+      public Zel::RbTreeMember,
+      public Zel::Initialized {
   public:
     static Zel::TypeNode const _zelType;
 
@@ -98,8 +97,6 @@ class IntxInfoSyncer::ZelMstiNSm final
     Zel::Ptr<IntxMstiInfo const> mstiN() const noexcept { return notifier(); }
     /// The destination entry; null while it has not been found.
     IntxMstiInfo::Ptr const& dest() const noexcept { return dest_; }
-    bool initialized() const noexcept { return initialized_; }
-    void initializedIs(bool initialized) noexcept { initialized_ = initialized; }
     void traceName(Zel::TraceStream& out) const;
 
     void handleInitialized();
@@ -116,9 +113,8 @@ class IntxInfoSyncer::ZelMstiNSm final
     }
 
   private:
-    IntxMstiInfo::Ptr dest_;
     Stp::BridgeSystemId mstiId_;
-    bool initialized_ = false;
+    IntxMstiInfo::Ptr dest_;
 };
 
 /// Creates a syncer; see there for the arguments.

@@ -14,7 +14,8 @@ namespace Varnol {
 /// Traces as "StpRxStatusSyncer".
 class VARNOL_API RxMstPortStatusToRxDynamicSyncer final
     : public Zel::RootSyncer<RxMstPortStatusToRxDynamicSyncer, RxMstPortStatus>,
-      public Zel::HashMember {
+      public Zel::HashMember,
+      public Zel::Initialized {
   public:
     class ZelSource;
 
@@ -39,8 +40,6 @@ class VARNOL_API RxMstPortStatusToRxDynamicSyncer final
     RxStatus::Ptr const& rxStatus() const noexcept { return rxStatus_; }
     /// The interface in the dynamic tree, looked for anew; null when there is none.
     Zel::Ptr<RxMstPortStatus> dest() const;
-    bool initialized() const noexcept { return initialized_; }
-    void initializedIs(bool initialized) noexcept { initialized_ = initialized; }
     /// "[MST name|Et1]".
     Zel::String keyInfo() const;
     void traceName(Zel::TraceStream& out) const;
@@ -67,7 +66,6 @@ class VARNOL_API RxMstPortStatusToRxDynamicSyncer final
     Zel::Name mstName_;
     RxStatus::Ptr rxStatus_;
     Kolvu::IntfId intfId_;
-    bool initialized_ = false;
 };
 
 /// The reactor on the source interface. Bound to another one it copies the scalars.

@@ -11,7 +11,8 @@ namespace Varnol {
 /// "StpRxStatusSyncer".
 class VARNOL_API RxMstStatusToRxDynamicSyncer final
     : public Zel::RootSyncer<RxMstStatusToRxDynamicSyncer, RxMstStatus>,
-      public Zel::HashMember {
+      public Zel::HashMember,
+      public Zel::Initialized {
   public:
     class ZelSource;
     using MstDynPortSms =
@@ -34,8 +35,6 @@ class VARNOL_API RxMstStatusToRxDynamicSyncer final
     Zel::Name const& mstName() const noexcept { return mstName_; }
     Zel::Name const& fwkKey() const noexcept { return mstName_; }
     RxStatus::Ptr const& rxStatus() const noexcept { return rxStatus_; }
-    bool initialized() const noexcept { return initialized_; }
-    void initializedIs(bool initialized) noexcept { initialized_ = initialized; }
     /// "[MST name]".
     Zel::String keyInfo() const;
     void traceName(Zel::TraceStream& out) const;
@@ -64,7 +63,6 @@ class VARNOL_API RxMstStatusToRxDynamicSyncer final
     Zel::Name mstName_;
     RxStatus::Ptr rxStatus_;
     MstDynPortSms mstDynPortSm_;
-    bool initialized_ = false;
 };
 
 /// The reactor on the source's MST name.

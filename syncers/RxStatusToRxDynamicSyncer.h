@@ -13,7 +13,8 @@ namespace Varnol {
 /// this one only finds them. The service holds it by a counted pointer; dropping the last one
 /// leaves the destination as it is. Traces as "StpRxStatusSyncer".
 class VARNOL_API RxStatusToRxDynamicSyncer final
-    : public Zel::RootSyncer<RxStatusToRxDynamicSyncer, RxStatus> {
+    : public Zel::RootSyncer<RxStatusToRxDynamicSyncer, RxStatus>,
+      public Zel::Initialized {
   public:
     class ZelSource;
     using MstDynSyncerSms = Zel::KeyedReactors<
@@ -32,8 +33,6 @@ class VARNOL_API RxStatusToRxDynamicSyncer final
                                            Zel::Ptr<RxStatus> const& rxStatus);
 
     RxStatus::Ptr const& rxStatus() const noexcept { return rxStatus_; }
-    bool initialized() const noexcept { return initialized_; }
-    void initializedIs(bool initialized) noexcept { initialized_ = initialized; }
     /// Empty.
     Zel::String keyInfo() const { return {}; }
     void traceName(Zel::TraceStream& out) const;
@@ -63,7 +62,6 @@ class VARNOL_API RxStatusToRxDynamicSyncer final
   private:
     RxStatus::Ptr rxStatus_;
     MstDynSyncerSms mstDynSyncerSm_;
-    bool initialized_ = false;
 };
 
 /// The reactor on the source's root. Bound to another one it copies the heartbeats and times.

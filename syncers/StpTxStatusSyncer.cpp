@@ -26,9 +26,9 @@ constinit Zel::TypeNode const IntxInfoSyncer::ZelMstiNSm::_zelType{
 
 IntxInfoSyncer::IntxInfoSyncer(Zel::Ptr<IntxInfo const> source, IntxInfo::Ptr dest,
                                Bridging::VlanIdOrNone vlanIdOrZero, Zel::String parentId)
-    : dest_(std::move(dest))
-    , parentId_(std::move(parentId))
-    , vlanIdOrZero_(vlanIdOrZero) {
+    : vlanIdOrZero_(vlanIdOrZero)
+    , dest_(std::move(dest))
+    , parentId_(std::move(parentId)) {
     const Construction construction(*this);
     sourceStart(source);
     if (dest_)

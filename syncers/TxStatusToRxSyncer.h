@@ -12,7 +12,8 @@ namespace Varnol {
 ///
 /// The service holds it by a counted pointer; dropping the last one leaves the receive tree as it
 /// is. Traces as "StpTxStatusSyncer".
-class VARNOL_API TxStatusToRxSyncer final : public Zel::RootSyncer<TxStatusToRxSyncer, TxStatus> {
+class VARNOL_API TxStatusToRxSyncer final : public Zel::RootSyncer<TxStatusToRxSyncer, TxStatus>,
+                                            public Zel::Initialized {
   public:
     class ZelSource;
     class ZelTxMstStatusSm;
@@ -30,8 +31,6 @@ class VARNOL_API TxStatusToRxSyncer final : public Zel::RootSyncer<TxStatusToRxS
                                     Zel::Ptr<RxStatus> const& rxStatus);
 
     RxStatus::Ptr const& rxStatus() const noexcept { return rxStatus_; }
-    bool initialized() const noexcept { return initialized_; }
-    void initializedIs(bool initialized) noexcept { initialized_ = initialized; }
     /// Empty.
     Zel::String keyInfo() const { return {}; }
     void traceName(Zel::TraceStream& out) const;
@@ -49,7 +48,6 @@ class VARNOL_API TxStatusToRxSyncer final : public Zel::RootSyncer<TxStatusToRxS
   private:
     RxStatus::Ptr rxStatus_;
     TxMstStatusSms txMstStatus_;
-    bool initialized_ = false;
 };
 
 /// The reactor on the source's root. Bound to another tree it follows that tree's MST names; what
@@ -72,7 +70,8 @@ class TxStatusToRxSyncer::ZelSource final
 /// entity of the same name it writes nothing.
 class TxStatusToRxSyncer::ZelTxMstStatusSm final
     : public Zel::Reactor<ZelTxMstStatusSm, TxMstStatus, TxStatusToRxSyncer>,
-      public Zel::HashMember {
+      public Zel::HashMember,
+      public Zel::Initialized {
   public:
     static Zel::TypeNode const _zelType;
 
@@ -85,8 +84,6 @@ class TxStatusToRxSyncer::ZelTxMstStatusSm final
     void txMstStatusIs(Zel::Ptr<TxMstStatus const> const& txMstStatus) { notifierIs(txMstStatus); }
     /// The MST name of the receive tree; null only where the reactor was made as a zombie.
     RxMstStatus::Ptr const& rxMstStatus() const noexcept { return rxMstStatus_; }
-    bool initialized() const noexcept { return initialized_; }
-    void initializedIs(bool initialized) noexcept { initialized_ = initialized; }
     /// "[name]".
     Zel::String keyInfo() const;
     void traceName(Zel::TraceStream& out) const;
@@ -101,7 +98,6 @@ class TxStatusToRxSyncer::ZelTxMstStatusSm final
   private:
     Zel::Name name_;
     RxMstStatus::Ptr rxMstStatus_;
-    bool initialized_ = false;
 };
 
 /// Creates a syncer; see there for the arguments.

@@ -17,7 +17,8 @@ namespace Varnol {
 ///
 /// The ports that an MST name brings with it when it is added to the source after the syncer was
 /// made have no destination: their reactors exist, and write nothing. Ports added to it later have.
-class VARNOL_API TxStatusToTxSyncer final : public Zel::RootSyncer<TxStatusToTxSyncer, TxStatus> {
+class VARNOL_API TxStatusToTxSyncer final : public Zel::RootSyncer<TxStatusToTxSyncer, TxStatus>,
+                                            public Zel::Initialized {
   public:
     class ZelSource;
     class ZelTxMstStatusSm;
@@ -35,8 +36,6 @@ class VARNOL_API TxStatusToTxSyncer final : public Zel::RootSyncer<TxStatusToTxS
     static Ptr TxStatusToTxSyncerIs(Zel::Ptr<TxStatus const> source, Zel::Ptr<TxStatus> dest);
 
     TxStatus::Ptr const& dest() const noexcept { return dest_; }
-    bool initialized() const noexcept { return initialized_; }
-    void initializedIs(bool initialized) noexcept { initialized_ = initialized; }
     /// Empty.
     Zel::String keyInfo() const { return {}; }
     void traceName(Zel::TraceStream& out) const;
@@ -54,7 +53,6 @@ class VARNOL_API TxStatusToTxSyncer final : public Zel::RootSyncer<TxStatusToTxS
   private:
     TxStatus::Ptr dest_;
     TxMstStatusSms txMstStatus_;
-    bool initialized_ = false;
 };
 
 /// The reactor on the source's root.
@@ -76,7 +74,8 @@ class TxStatusToTxSyncer::ZelSource final
 /// The reactor on one of the source's MST names.
 class TxStatusToTxSyncer::ZelTxMstStatusSm final
     : public Zel::Reactor<ZelTxMstStatusSm, TxMstStatus, TxStatusToTxSyncer>,
-      public Zel::HashMember {
+      public Zel::HashMember,
+      public Zel::Initialized {
   public:
     class ZelTxMstPortStatusSm;
     using TxMstPortStatusSms = Zel::ChildReactors<TxMstStatus::txMstPortStatusAttribute,
@@ -93,8 +92,6 @@ class TxStatusToTxSyncer::ZelTxMstStatusSm final
     Zel::Ptr<TxMstStatus const> txMstStatus() const noexcept { return notifier(); }
     /// The destination's MST name; null until handleInitialized() has made or found it.
     TxMstStatus::Ptr const& dest() const noexcept { return dest_; }
-    bool initialized() const noexcept { return initialized_; }
-    void initializedIs(bool initialized) noexcept { initialized_ = initialized; }
     /// "[name]".
     Zel::String keyInfo() const;
     void traceName(Zel::TraceStream& out) const;
@@ -124,14 +121,14 @@ class TxStatusToTxSyncer::ZelTxMstStatusSm final
     Zel::Name name_;
     TxMstStatus::Ptr dest_;
     TxMstPortStatusSms txMstPortStatus_;
-    bool initialized_ = false;
 };
 
 /// The reactor on one of the source's interfaces.
 class TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm final
     : public Zel::Reactor<ZelTxMstPortStatusSm, TxMstPortStatus, ZelTxMstStatusSm>,
       public Zel::NamedHandlers<ZelTxMstPortStatusSm, TxMstPortStatus>,
-      public Zel::HashMember {
+      public Zel::HashMember,
+      public Zel::Initialized {
   public:
     using TxInfoSyncers = Zel::KeyedReactors<
         Zel::RbTreeMap<IntxInfoSyncer, Bridging::VlanIdOrNone, ZelTxMstPortStatusSm>>;
@@ -147,8 +144,6 @@ class TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm final
     Zel::Ptr<TxMstPortStatus const> txMstPortStatus() const noexcept { return notifier(); }
     /// The destination's interface; null until handleInitialized() has found it.
     TxMstPortStatus::Ptr const& dest() const noexcept { return dest_; }
-    bool initialized() const noexcept { return initialized_; }
-    void initializedIs(bool initialized) noexcept { initialized_ = initialized; }
     /// "[MST name|Et1]".
     Zel::String keyInfo() const;
     void traceName(Zel::TraceStream& out) const;
@@ -187,7 +182,6 @@ class TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm final
     TxMstPortStatus::Ptr dest_;
     TxInfoSyncers txInfoSyncer_;
     Kolvu::IntfId intfId_;
-    bool initialized_ = false;
 };
 
 /// Creates a syncer; see there for the arguments.

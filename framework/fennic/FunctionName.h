@@ -113,17 +113,16 @@ constexpr std::string_view functionName(std::string_view signature) noexcept {
             const std::size_t after = detail::afterGroup(signature, at);
             const std::size_t next = detail::afterQualifiers(signature, after);
             const std::string_view rest = signature.substr(next);
+            const bool ofConversion = inConversion && rest.starts_with('('); // part of its type
             if (rest.starts_with("::")) { // an anonymous scope, or a function around this one
                 inConversion = inConversion && after - at > 2;
                 at = next;
-            } else if (inConversion && rest.starts_with('(')) {
-                at = after;
-            } else if (at > begin && detail::endsSignature(rest)) {
+            } else if (!ofConversion && at > begin && detail::endsSignature(rest)) {
                 return signature.substr(begin, at - begin);
-            } else if (rest.starts_with('(') || rest.starts_with('[')) {
+            } else if (!ofConversion && (rest.starts_with('(') || rest.starts_with('['))) {
                 begin = ++at; // the result is a function or an array: its declarator is around us
             } else {
-                at = after; // within the return type, as in "decltype (x)"
+                at = after; // within a type, as in "decltype (x)"
             }
         } else if (c == '<' || c == '[' || c == '{') {
             const std::size_t after = detail::afterGroup(signature, at);

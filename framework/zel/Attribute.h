@@ -16,9 +16,10 @@
 ///
 /// Each attribute `x` of an entity `E` is described by the type `E::xAttribute` with the static
 /// members `id`, `name` and `kind`, the types `Entity` and `Value` (for a collection `Child`, and
-/// for what has keys `Key`), `read(entity)`, and, for a scalar, `write(entity, value)`, the mutator,
-/// and `store(entity, value)`, which notifies no one. Everything that treats all attributes alike (copy, mirror, count, print,
-/// compare) walks these descriptions; no second list of attributes exists.
+/// for what has keys `Key`), `read(entity)`, and, for a scalar, `write(entity, value)`, the
+/// mutator, and `store(entity, value)`, which notifies no one. Everything that treats all
+/// attributes alike (copy, mirror, count, print, compare) walks these descriptions; no second list
+/// of attributes exists.
 namespace Zel {
 
 /// Names an attribute within its type. The first attribute has 258, the others follow in the order

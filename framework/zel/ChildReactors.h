@@ -33,17 +33,23 @@ template <class Map> class KeyedReactors {
     /// a zombie.
     ///
     /// What the construction sets off may do anything: where it has led to a child under the key,
-    /// that one stays.
+    /// that one stays. Throws what make() throws, and std::bad_alloc where the map must grow; there
+    /// is no child under the key then.
     /// @return the child under the key
     template <class Owner, class Make>
     Ptr<Child> keep(Owner& owner, Key const& key, Make const& make) {
         const Ptr<Owner> ownerAlive(&owner);
-        const Ptr<Child> made = make();
+        Ptr<Child> made = make();
         if (Ptr<Child> present = map_[key]) {
             retire(*made);
             return present;
         }
-        addMember(map_, made, key);
+        try {
+            addMember(map_, made, key);
+        } catch (...) {
+            retire(*made); // a handler may hold it
+            throw;
+        }
         made->zelDoZombieReactors(owner.zelMarkedForDeletion());
         return made;
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "framework/zel/Api.h"
 #include "framework/zel/Attribute.h"
 #include "framework/zel/PtrInterface.h"
 
@@ -35,7 +36,7 @@ class VARNOL_API NotifieeList {
     /// delivery. What a reactor throws ends the delivery and goes on to the caller. Fatal when
     /// deliveries of one entity are nested deeper than maxDepth: then reactors feed each other.
     /// Requires: the entity has a reactor.
-    [[gnu::noplt]] static void deliver(Entity const& entity, AttributeId id, void const* key);
+    VARNOL_NO_PLT static void deliver(Entity const& entity, AttributeId id, void const* key);
 
     static constexpr U32 maxDepth = 64;
 

@@ -38,8 +38,10 @@ struct NamedHandlers : detail::NamedHandlers<Self, E, detail::AttributeRange> {}
 /// - `children()`, its KeyedReactors, if it keeps any itself; its destructor then calls tearDown().
 /// - `void rebound()` where a new notifier means something else than replay() and resync().
 ///
-/// A handler may do anything, also destroy the reactor, its owner and both trees. The constructor
-/// of a class with children, or that runs handlers, holds a PtrInterface::Construction.
+/// A handler may do anything, also destroy the reactor, its owner and both trees. One that is given
+/// a key finds the reactor alive to its end; the owner only where there is a keeper of the
+/// attribute. The constructor of a class with children, or that runs handlers, holds a
+/// PtrInterface::Construction.
 template <class Self, class E, class Owner>
 class Reactor : public Object<Self, NotifieeConstOf<E>> {
     using Base = Object<Self, NotifieeConstOf<E>>;

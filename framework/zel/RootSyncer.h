@@ -1,6 +1,7 @@
 #pragma once
 
 #include "framework/zel/ChildReactors.h"
+#include "framework/zel/Initialized.h"
 #include "framework/zel/Reactor.h"
 
 namespace Zel {
@@ -11,7 +12,7 @@ namespace Zel {
 /// Self is the syncer's class. It has a nested class `ZelSource`, a Reactor on E owned by Self, and
 /// `children()` for its KeyedReactors if it has any. Its constructor holds a Construction and
 /// calls, in this order, sourceStart(), what it does itself, children().resync() and
-/// handleInitialized(); its destructor calls tearDown().
+/// handleInitialized(), with which Self derives from Initialized; its destructor calls tearDown().
 template <class Self, class E> class RootSyncer : public Object<Self, PtrInterface> {
     using Base = Object<Self, PtrInterface>;
 

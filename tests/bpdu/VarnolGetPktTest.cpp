@@ -164,6 +164,11 @@ TEST(VarnolGetPkt, ReturnsNullAndTracesOnceWhenThePoolIsExhausted) {
     EXPECT_EQ(record.function, "VarnolGetPkt");
 }
 
+TEST(VarnolGetPkt, LooksForNoPlaceOfTheBpduWhenThePoolIsExhausted) {
+    const PoolOf none(0);
+    EXPECT_EQ(VarnolGetPkt(0, Frames::portAddress, 36, nullptr), nullptr);
+}
+
 TEST(VarnolGetPkt, TracesTheCallBeforeTheFailure) {
     const TraceCapture capture("Varnol", {3, 8});
     const PoolOf none(0);

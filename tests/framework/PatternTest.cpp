@@ -11,6 +11,7 @@
 #include <initializer_list>
 #include <map>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -985,6 +986,29 @@ TEST_F(PatternTest, ARemovedChildThatIsHeldElsewhereIsAZombieWithoutAnOwner) {
     expectNoSteps();
 }
 
+TEST_F(PatternTest, AChildThatFindsNoPlaceAndIsHeldElsewhereIsAZombieWithoutAnOwner) {
+    startGroups(); // without groups: the map of the children has no buckets yet
+    Ptr<GroupSyncer::ZelGroup> child;
+    std::optional<FailingAllocation> exhausted;
+    when("ZelGroup(g) active 1", [&] {
+        child = Zel::ptrCast<GroupSyncer::ZelGroup>(Ptr(tape.group));
+        exhausted.emplace(1);
+    });
+    EXPECT_THROW(source->groupIs("g"), std::bad_alloc);
+    EXPECT_TRUE(exhausted->happened());
+    exhausted.reset();
+    ASSERT_TRUE(child);
+    EXPECT_EQ(groups->group("g"), nullptr);
+    EXPECT_EQ(child->owner(), nullptr);
+    EXPECT_TRUE(child->zelMarkedForDeletion());
+    EXPECT_FALSE(child->hasNotificationActive());
+    EXPECT_EQ(child->references(), 1u);
+    groups = nullptr;
+    tape.steps.clear();
+    source->group("g")->levelIs(5);
+    expectNoSteps();
+}
+
 TEST_F(PatternTest, AChildThatIsMadeAgainIsAnotherOne) {
     source->itemIs(1);
     startQuietly();
@@ -1010,6 +1034,21 @@ TEST_F(PatternTest, DeletingAllChildrenDeletesEach) {
     expectItems(*destination, {1, 2, 3});
     syncer->itemDelAll();
     expectNoSteps();
+}
+
+TEST_F(PatternTest, ReleasingTheChildrenReleasesThoseThatAreMadeMeanwhile) {
+    for (const unsigned key : {2u, 3u})
+        source->itemIs(key);
+    const Ptr<Item> behind = other->itemIs(1);
+    startQuietly();
+    when("ZelItem(3) owner null", [&] { syncer->itemIs(behind); });
+    syncer->children().release();
+    expectSteps(itemRemoved("ZelItem(2)") +
+                steps("ZelItem(3)", {"zombie 1", "active 0", "owner null"}) +
+                itemMade("ZelItem(1)") + steps("ZelItem(3)", {"active 0", "destroy"}) +
+                itemRemoved("ZelItem(1)"));
+    EXPECT_EQ(syncer->children().map().members(), 0u);
+    EXPECT_TRUE(behind->notifieeList()->empty());
 }
 
 TEST_F(PatternTest, ARemovedChildWithChildrenThatIsHeldElsewhereRunsNoHandlerNorDoTheyBelow) {

@@ -110,7 +110,7 @@ void ItemSyncer::handleInitialized() {
         for (Zel::Ptr<ZelItem> const& child : children_)
             child->handleInitialized();
     }
-    initialized_ = true;
+    initializedIs(true);
 }
 
 void ItemSyncer::handleTally(ItemId key) {
@@ -213,11 +213,17 @@ GroupSyncer::ZelGroup::ZelGroup(Zel::Ptr<Group const> const& group, GroupSyncer*
     : TapedReactor(group, owner, "ZelGroup(" + textOf(group->name()) + ")", owner->tape())
     , key_(group->name()) {
     const Construction guard(*this);
+    if (tape())
+        tape()->group = this;
     children_.resync(*this, group);
     start();
 }
 
-GroupSyncer::ZelGroup::~ZelGroup() { tearDown(); }
+GroupSyncer::ZelGroup::~ZelGroup() {
+    tearDown();
+    if (tape() && tape()->group == this)
+        tape()->group = nullptr;
+}
 
 Zel::Ptr<GroupSyncer::ZelGroup::ZelItem> GroupSyncer::ZelGroup::item(ItemId key) {
     return Zel::Ptr<ZelItem>(children_.find(key));

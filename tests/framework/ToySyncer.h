@@ -28,11 +28,12 @@ class Tape {
     std::function<void(std::string const& step)> at;
 
     void note(std::string const& who, std::string_view what);
-    // The syncers that note on this tape, and the reactors on a source and on an item that were
-    // made last, while they live; also while they are constructed.
+    // The syncers that note on this tape, and the reactors on a source, on a group and on an item
+    // that were made last, while they live; also while they are constructed.
     ItemSyncer* itemSyncer = nullptr;
     GroupSyncer* groupSyncer = nullptr;
     Record::NotifieeConst* source = nullptr;
+    Group::NotifieeConst* group = nullptr;
     Item::NotifieeConst* item = nullptr;
 
     /// The steps since the last call.
@@ -101,12 +102,12 @@ class TapedReactor : public Zel::Reactor<Self, E, Owner> {
 template <class Self, class Owner>
 class ItemReactor : public TapedReactor<Self, Item, Owner>,
                     public Zel::NamedHandlers<Self, Item>,
-                    public Zel::RbTreeMember {
+                    public Zel::RbTreeMember,
+                    public Zel::Initialized {
     using Base = TapedReactor<Self, Item, Owner>;
 
   public:
     ItemId fwkKey() const noexcept { return key_; }
-    bool initialized() const noexcept { return initialized_; }
 
     template <Zel::ScalarAttribute A> void handle(A) {
         if (!this->begins(A::name))
@@ -118,7 +119,7 @@ class ItemReactor : public TapedReactor<Self, Item, Owner>,
     void handleInitialized() {
         this->note("handleInitialized");
         this->replay();
-        initialized_ = true;
+        this->initializedIs(true);
     }
 
   protected:
@@ -135,11 +136,10 @@ class ItemReactor : public TapedReactor<Self, Item, Owner>,
 
   private:
     ItemId key_;
-    bool initialized_ = false;
 };
 
 /// Mirrors the scalars, the tallies and the items of a record; takes no notice of its groups.
-class ItemSyncer final : public Zel::RootSyncer<ItemSyncer, Record> {
+class ItemSyncer final : public Zel::RootSyncer<ItemSyncer, Record>, public Zel::Initialized {
     using Base = Zel::RootSyncer<ItemSyncer, Record>;
 
   public:
@@ -160,7 +160,6 @@ class ItemSyncer final : public Zel::RootSyncer<ItemSyncer, Record> {
     Zel::Ptr<ZelItem> itemIs(Zel::Ptr<Item const> const& item);
     void itemDel(ItemId key);
     void itemDelAll();
-    bool initialized() const noexcept { return initialized_; }
     Tape* tape() const noexcept { return tape_; }
 
     void handleItem(ItemId key);
@@ -176,7 +175,6 @@ class ItemSyncer final : public Zel::RootSyncer<ItemSyncer, Record> {
     Zel::Ptr<Record> destination_;
     Tape* tape_;
     Children children_;
-    bool initialized_ = false;
 };
 
 class ItemSyncer::ZelSource final : public TapedReactor<ZelSource, Record, ItemSyncer> {

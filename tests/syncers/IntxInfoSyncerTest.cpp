@@ -116,6 +116,15 @@ TEST_P(IntxInfoSyncerTest, MirrorsARecordWithoutEntries) {
     EXPECT_EQ(reactorsOf(*syncer), Keys());
 }
 
+// There is one for each record and one for each entry: the mark that they are initialized stands
+// beside their keys and takes no room of its own.
+static_assert(sizeof(IntxInfoSyncer) == sizeof(Zel::RootSyncer<IntxInfoSyncer, IntxInfo>) +
+                                            sizeof(Zel::RbTreeMember) + 3 * sizeof(void*) +
+                                            sizeof(IntxInfoSyncer::MstiN));
+static_assert(sizeof(IntxInfoSyncer::ZelMstiNSm) ==
+              sizeof(Zel::Reactor<IntxInfoSyncer::ZelMstiNSm, IntxMstiInfo, IntxInfoSyncer>) +
+                  sizeof(Zel::RbTreeMember) + 2 * sizeof(void*));
+
 TEST_P(IntxInfoSyncerTest, IsInitializedAndActiveOnceTheFactoryReturns) {
     start(filled(9, {0}));
     EXPECT_TRUE(syncer->initialized());

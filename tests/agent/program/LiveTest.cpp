@@ -94,7 +94,7 @@ class Live : public testing::Test {
 
     void startBridge(std::string const& protocol, std::vector<std::string> const& interfaces) {
         std::vector<std::string> command =
-            inside({SOURCES "/tests/agent/program/namespace-bridge", protocol, folder_.path()});
+            inside({SOURCES "/examples/bridge/namespace-bridge", protocol, folder_.path()});
         command.insert(command.end(), interfaces.begin(), interfaces.end());
         bridge_ = std::make_unique<Background>(command, file("bridge"));
         ASSERT_TRUE(await([&] { return std::filesystem::exists(file("ready")); }))
@@ -164,6 +164,16 @@ TEST_F(LiveBridge, ARealBridgeElectsTheBetterOfTwoAgentsAndTheTreeFollowsTheirPr
     })) << contents(file("watch"));
     EXPECT_GE(readAlike(*one, "one").size(), 6) << "three of each";
     EXPECT_GE(readAlike(*two, "two").size(), 6);
+}
+
+TEST_F(LiveBridge, TheDemosExchangeHappensAsItSays) {
+    const auto exchange =
+        Programs::outputOf(SOURCES "/examples/bridge/live-exchange " STP_AGENT " 2>&1");
+    EXPECT_EQ(exchange.status, 0) << exchange.text;
+    for (auto const& text : {"  Root            4096.0." + first + ", this bridge\n",
+                             "  Root            4096.0." + first + "\n  Root path cost  20007\n",
+                             " -> 8192.0." + second + "\n"})
+        EXPECT_NE(exchange.text.find(text), std::string::npos) << text << " in " << exchange.text;
 }
 
 TEST_F(LiveBridge, TsharkAndTcpdumpAgreeOnWhatIsSentAndHeard) {
