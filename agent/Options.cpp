@@ -86,7 +86,8 @@ std::string checkInterfaces(std::vector<std::string> const& interfaces) {
 /// What is wrong with what to show; empty when nothing is.
 std::string checkShow(std::vector<std::string> const& words) {
     const bool isOne = words.size() < 2 && (words.empty() || words[0] != "bpdu");
-    if (isOne || (words.size() == 2 && (words[0] == "bpdu" || words[1] == "detail")))
+    if (isOne || (words.size() == 2 &&
+                  (words[0] == "bpdu" || (words[1] == "detail" && words[0] != "trees"))))
         return {};
     std::string all;
     for (std::string const& word : words)

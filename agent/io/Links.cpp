@@ -19,8 +19,10 @@ std::optional<Link> findLink(std::string const& interface) {
     ifreq request{};
     if (interface.empty() || interface.size() >= sizeof(request.ifr_name))
         return std::nullopt;
-    // Opened once: a process without more files is not to take its links for gone.
-    static const Descriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    // Kept open: a process without more files is not to take its links for gone.
+    static Descriptor socket;
+    if (!socket)
+        socket = Descriptor(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     const auto ask = [&](unsigned long what) {
         request = {};
         std::ranges::copy(interface, request.ifr_name);

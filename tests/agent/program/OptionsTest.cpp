@@ -39,6 +39,7 @@ TEST(Options, AWrongOneSaysWhatIsWrongAndWhatIsAllowed) {
         {{"show", "--socket", std::string(108, 'x')}, "the path is to have 1 to 107 octets"},
         {{"replay", "x", "--pcap", ""}, "'' is not allowed; allowed: the name of a file"},
         {{"show", "a", "b"}, "'a b' is not allowed; allowed: [PORT] [detail], trees, or bpdu PORT"},
+        {{"show", "trees", "detail"}, "'trees detail' is not allowed; allowed: [PORT] [detail]"},
         {{"show", "bpdu"}, "'bpdu' is not allowed; allowed: [PORT] [detail], trees, or bpdu PORT"},
         {{"show", "a", "detail", "b"},
          "'a detail b' is not allowed; allowed: [PORT] [detail], trees, or bpdu PORT"},
