@@ -5,8 +5,8 @@
 #   agent.sh SOURCE_FOLDER BUILD_FOLDER COMPILER TREES_AGENT
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
-# shellcheck source=tests/package/workplace.sh
-. "$here/workplace.sh"
+# shellcheck source=tests/package/common.sh
+. "$here/common.sh"
 source=$1
 build=$2
 compiler=$3

@@ -1,6 +1,6 @@
 # What the scripts beside it share: a folder to work in, and what they ask there.
 #
-#   . workplace.sh
+#   . common.sh
 # Sets `work`, a folder that is removed in the end.
 # shellcheck shell=sh
 export LC_ALL=C
