@@ -32,7 +32,7 @@ template <class Map, class Element> class MapWalk {
             at_.ptrAssign(map_->next(*at_));
         else
             moveTo(map_->firstAfter(at_->fwkKey()));
-        if (at_ && version_ != map_->version()) [[unlikely]]
+        if (version_ != map_->version()) [[unlikely]]
             findPlaceAgain();
         return *this;
     }
