@@ -149,8 +149,8 @@ std::vector<Field> const& fields() {
 /// What tcpdump prints of a frame, IEEE 802.1D-2004's names put in tcpdump's words.
 std::string tcpdumpText(ReceivedBpdu const& bpdu, std::size_t octets) {
     const auto bridge = [](Stp::BridgeId const& id) {
-        return hexadecimal(unsigned{id.priority()} + id.systemIdExtension(), 4).substr(2) +
-               "." + address(id.address());
+        return hexadecimal(unsigned{id.priority()} + id.systemIdExtension(), 4).substr(2) + "." +
+               address(id.address());
     };
     const auto seconds = [](Stp::TimerVal timer) {
         char text[16];
