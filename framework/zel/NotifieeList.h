@@ -30,6 +30,12 @@ class VARNOL_API NotifieeList {
     void add(PtrInterface::NotifieeConst const& reactor) noexcept;
     void remove(PtrInterface::NotifieeConst const& reactor) noexcept;
 
+    static constexpr U32 maxDepth = 64;
+
+  private:
+    friend Entity;
+    class Cursor;
+
     /// Calls onAttribute(id, key) on each reactor of the entity whose notification is active: at
     /// once, depth first, in the order of binding. One that is unbound, switched off or destroyed
     /// meanwhile is not called any more; one that is bound meanwhile is not called in this
@@ -37,11 +43,6 @@ class VARNOL_API NotifieeList {
     /// deliveries of one entity are nested deeper than maxDepth: then reactors feed each other.
     /// Requires: the entity has a reactor.
     VARNOL_NO_PLT static void deliver(Entity const& entity, AttributeId id, void const* key);
-
-    static constexpr U32 maxDepth = 64;
-
-  private:
-    class Cursor;
 
     /// The delivery that a cursor has been entered for.
     [[gnu::noinline, gnu::visibility("hidden")]] static void

@@ -97,15 +97,15 @@ TEST(RootView, IsTheBestOfWhatIsSaidAndHeard) {
 class JsonViewTest : public testing::Test {
   protected:
     void SetUp() override {
-        if (Programs::outputOf("python3 -c 'import jsonschema' 2>&1").status != 0)
-            GTEST_SKIP() << "python3-jsonschema is missing";
+        const auto library = Programs::outputOf("/usr/bin/python3 -c 'import jsonschema' 2>&1");
+        ASSERT_EQ(library.status, 0) << "python3-jsonschema is needed: " << library.text;
     }
     /// What is wrong with a text by a schema; empty when nothing is.
     std::string wrongWith(std::string const& text, std::string const& schema) {
         const auto file = folder_.path() / "instance.json";
         std::ofstream(file) << text;
         const auto output = Programs::outputOf(
-            "python3 -c 'import json, sys, jsonschema\n"
+            "/usr/bin/python3 -c 'import json, sys, jsonschema\n"
             "schema = json.load(open(sys.argv[1]))\n"
             "jsonschema.Draft7Validator.check_schema(schema)\n"
             "for e in "

@@ -17,13 +17,16 @@ TEST(FindLink, FindsNothingThatIsNoEthernetInterface) {
 TEST(FindLink, FindsALinkAlsoWhenTheProcessHasNoMoreFiles) {
     const std::filesystem::path interfaces = "/sys/class/net";
     std::string ethernet;
+    std::string others;
     if (std::filesystem::exists(interfaces)) {
         for (auto const& interface : std::filesystem::directory_iterator(interfaces))
             if (findLink(interface.path().filename()))
                 ethernet = interface.path().filename();
+            else
+                others += " " + interface.path().filename().string();
     }
     if (ethernet.empty())
-        GTEST_SKIP() << "no Ethernet interface";
+        GTEST_SKIP() << "/sys/class/net has no Ethernet interface, only:" << others;
     rlimit before{};
     getrlimit(RLIMIT_NOFILE, &before);
     rlimit none = before;

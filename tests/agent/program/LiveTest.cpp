@@ -7,6 +7,8 @@
 #include "tests/bpdu/Programs.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <optional>
 
 #include <unistd.h>
@@ -19,14 +21,14 @@ class Live : public testing::Test {
     void SetUp() override {
         const auto made = Programs::outputOf("ip netns add " + name_ + " 2>&1");
         if (made.status != 0)
-            GTEST_SKIP() << "no network namespace: " << made.text;
+            GTEST_SKIP() << "`ip netns add` makes no network namespace: " << made.text;
         made_ = true;
         const auto veth = Programs::outputOf("ip -n " + name_ +
                                              " link add probe type veth peer name other 2>&1 && "
                                              "ip -n " +
                                              name_ + " link del probe 2>&1");
         if (veth.status != 0)
-            GTEST_SKIP() << "no virtual interfaces: " << veth.text;
+            GTEST_SKIP() << "`ip link add type veth` makes no interfaces there: " << veth.text;
     }
     ~Live() override {
         bridge_.reset();
@@ -119,7 +121,8 @@ class LiveBridge : public Live {
   protected:
     void SetUp() override {
         if (access("/dev/net/tun", R_OK | W_OK) != 0)
-            GTEST_SKIP() << "no /dev/net/tun, which Open vSwitch takes";
+            GTEST_SKIP() << "/dev/net/tun, which Open vSwitch takes, cannot be used: "
+                         << std::strerror(errno);
         Live::SetUp();
     }
 };
