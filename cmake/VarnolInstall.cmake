@@ -7,6 +7,8 @@ include(CMakePackageConfigHelpers)
 # What only the library's own sources include is not installed.
 set(varnol_internal_headers
   framework/fennic/FunctionName.h
+  framework/zel/LineWriter.h
+  framework/zel/Printable.h
   platform/kolvu/FreeList.h
   syncers/HandlerTrace.h)
 

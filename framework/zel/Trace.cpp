@@ -2,14 +2,10 @@
 
 #include "framework/zel/Exception.h"
 
-#include <cerrno>
 #include <charconv>
 #include <mutex>
-#include <system_error>
 #include <type_traits>
 #include <utility>
-
-#include <unistd.h>
 
 namespace Zel {
 
@@ -147,23 +143,6 @@ TraceStream& TraceStream::shortest(double value) {
     return *this << std::string_view(text, end);
 }
 
-void traceToStderr(TraceRecord const& record, void*) {
-    TraceStream line;
-    line << record.handle << "/" << record.level << " " << record.file << ":" << record.line << " "
-         << record.function << ": ";
-    std::string octets(line.text());
-    for (char c : record.text)
-        octets += static_cast<U8>(c) < ' ' || c == 0x7f ? '?' : c;
-    octets += '\n';
-
-    ssize_t written;
-    do {
-        written = ::write(STDERR_FILENO, octets.data(), octets.size());
-    } while (written < 0 && errno == EINTR);
-    if (written < 0)
-        throw std::system_error(errno, std::generic_category(), "trace");
-}
-
 TraceSink traceSinkIs(TraceSink sink) {
     if (!sink.function)
         throwRangeException("the function of a trace sink is null");
@@ -171,6 +150,14 @@ TraceSink traceSinkIs(TraceSink sink) {
     if (!inSink)
         lock.lock();
     return std::exchange(currentSink, sink);
+}
+
+void traceSinkDel(TraceSink sink) noexcept {
+    std::unique_lock lock(sinkMutex, std::defer_lock);
+    if (!inSink)
+        lock.lock();
+    if (currentSink == sink)
+        currentSink = {};
 }
 
 U64 tracesLost() noexcept { return lost.load(std::memory_order_relaxed); }
