@@ -9,6 +9,7 @@ set(varnol_internal_headers
   framework/fennic/FunctionName.h
   framework/zel/LineWriter.h
   framework/zel/Printable.h
+  framework/zel/TraceRegistry.h
   platform/kolvu/FreeList.h
   syncers/HandlerTrace.h)
 

@@ -13,7 +13,7 @@
 /// be composed or written is given up and counted in tracesLost().
 ///
 /// Handles, levels and the sink may be used from any thread. Levels are switched by the names of
-/// handles, see traceLevelIs(). Besides the default sink there
+/// handles, see traceLevelIs(), or by patterns, see TraceLevels.h. Besides the default sink there
 /// is one that writes a file, see TraceFileSink.h.
 
 #include "framework/zel/Api.h"
@@ -89,8 +89,8 @@ class VARNOL_API TraceHandle {
 /// Throws Zel::RangeException for a level above 9 or an empty name, and std::bad_alloc.
 VARNOL_API void traceLevelIs(std::string_view handle, unsigned level, bool on);
 
-/// Whether that level was last switched on; false when it was never switched.
-/// Throws as traceLevelIs().
+/// Whether that level was last switched on, by the name or by a pattern that matches it; false when
+/// it was never switched. Throws as traceLevelIs().
 VARNOL_API bool traceLevel(std::string_view handle, unsigned level);
 
 /// The numbers that a trace text may hold.
