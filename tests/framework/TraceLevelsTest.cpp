@@ -10,11 +10,11 @@
 #include <gtest/gtest.h>
 
 #include <deque>
+#include <iterator>
 #include <memory>
 #include <random>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 namespace {
@@ -26,12 +26,14 @@ constexpr Zel::U32 all = 0x3ff;
 
 /// The levels of a handle that are on; the handle has made itself known then.
 Zel::U32 levelsOf(TraceHandle& handle) {
-    Zel::U32 on = 0;
-    const auto look = [&]<std::size_t... level>(std::index_sequence<level...>) {
-        ((on |= handle.levelIsOn(static_cast<unsigned>(level)) ? 1u << level : 0u), ...);
-    };
-    look(std::make_index_sequence<10>());
-    return on;
+    const bool on[] = {handle.levelIsOn(0), handle.levelIsOn(1), handle.levelIsOn(2),
+                       handle.levelIsOn(3), handle.levelIsOn(4), handle.levelIsOn(5),
+                       handle.levelIsOn(6), handle.levelIsOn(7), handle.levelIsOn(8),
+                       handle.levelIsOn(9)};
+    Zel::U32 levels = 0;
+    for (unsigned level = 0; level < std::size(on); ++level)
+        levels |= on[level] ? 1u << level : 0u;
+    return levels;
 }
 
 /// Bits 0 to n.
