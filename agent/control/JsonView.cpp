@@ -192,6 +192,19 @@ std::string treesJson(AgentView const& view) {
                      {"dynamic", treeJson(bridge.dynamic())}});
 }
 
+std::string tracesJson(TracesView const& view) {
+    Json handles = Json::array();
+    for (Zel::TraceHandleLevels const& handle : view.handles)
+        handles.push_back({{"handle", handle.handle}, {"levels", levelsOf(handle.on)}});
+    Json settings = Json::array();
+    for (Zel::TraceSetting const& setting : view.settings)
+        settings.push_back({{"pattern", setting.pattern},
+                            {"is_name", setting.isName},
+                            {"on", levelsOf(setting.on)},
+                            {"off", levelsOf(setting.off)}});
+    return document({{"handles", handles}, {"settings", settings}, {"lost", view.lost}});
+}
+
 std::string bpduJson(AgentView const& view, Port const& port) {
     std::string octets;
     if (port.heard)

@@ -219,6 +219,18 @@ std::string bpduText(AgentView const& view, Port const& port) {
     return shown + "\n" + treeText("SAID", view.bridge.saidRecord(port).ptr());
 }
 
+std::string tracesText(TracesView const& view) {
+    Table handles;
+    handles.row({"Handle", "Levels"});
+    for (Zel::TraceHandleLevels const& handle : view.handles)
+        handles.row({handle.handle, levelsText(handle.on)});
+    Table settings;
+    settings.row({"Pattern", "On", "Off"});
+    for (Zel::TraceSetting const& setting : view.settings)
+        settings.row({setting.pattern, levelsText(setting.on), levelsText(setting.off)});
+    return handles.text() + "\n" + settings.text() + "\nLost: " + count(view.lost) + "\n";
+}
+
 std::string changeText(Time at, Port const* port, std::string_view change) {
     return secondsText(at) + " s  " + (port ? port->name : "bridge") + "  " + std::string(change) +
            "\n";

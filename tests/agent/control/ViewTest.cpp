@@ -122,6 +122,10 @@ TEST_F(JsonViewTest, FollowsItsSchemas) {
     EXPECT_EQ(wrongWith(showJson(rig.view, nullptr), "show.json"), "");
     EXPECT_EQ(wrongWith(showJson(rig.view, &rig.eth2), "show.json"), "");
     EXPECT_EQ(wrongWith(treesJson(rig.view), "trees.json"), "");
+    EXPECT_EQ(wrongWith(tracesJson(tracesView()), "traces.json"), "");
+    EXPECT_EQ(wrongWith(tracesJson({{{"StpAgent", 0x3ff}}, {{"Stp*", false, 1, 0x3fe}}, 7}),
+                        "traces.json"),
+              "");
     for (Port const& port : rig.bridge.ports())
         EXPECT_EQ(wrongWith(bpduJson(rig.view, port), "bpdu.json"), "") << port.name;
 }
@@ -140,6 +144,10 @@ TEST_F(JsonViewTest, ItsSchemasRefuseWhatIsNotSo) {
         wrongWith(without(show, "\"live_objects\": 71", "\"live_objects\": null"), "show.json"),
         "");
     EXPECT_NE(wrongWith(without(show, "\"forwarding\"", "\"FWD\""), "show.json"), "");
+    const std::string traces = tracesJson({{{"StpAgent", 0x200}}, {}, 7});
+    EXPECT_NE(wrongWith(without(traces, "9", "10"), "traces.json"), "");
+    EXPECT_NE(wrongWith(without(traces, "7", "-1"), "traces.json"), "");
+    EXPECT_NE(wrongWith(without(traces, "\"lost\"", "\"Lost\""), "traces.json"), "");
     EXPECT_NE(wrongWith("[]", "trees.json"), "");
     EXPECT_NE(wrongWith("[{}]", "bpdu.json"), "");
 }
