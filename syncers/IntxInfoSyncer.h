@@ -74,7 +74,7 @@ class IntxInfoSyncer::ZelSource final : public Zel::Reactor<ZelSource, IntxInfo,
 
     template <Zel::ScalarAttribute A> void handle(A) {
         if (watched() && owner()->dest_)
-            A::write(*owner()->dest_, A::read(*watched()));
+            write(A{}, *owner()->dest_, A::read(*watched()));
     }
     void handle(IntxInfo::mstiNAttribute, Stp::BridgeSystemId key) { owner()->handleMstiN(key); }
     IntxInfoSyncer& keeper(IntxInfo::mstiNAttribute) { return *owner(); }
@@ -107,9 +107,9 @@ class IntxInfoSyncer::ZelMstiNSm final
         if (!dest_)
             return;
         if (watched())
-            A::write(*dest_, A::read(*watched()));
+            write(A{}, *dest_, A::read(*watched()));
         else
-            A::write(*dest_, typename A::Value{});
+            write(A{}, *dest_, typename A::Value{});
     }
 
   private:

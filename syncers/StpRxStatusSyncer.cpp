@@ -312,7 +312,7 @@ void RxMstPortStatusToRxDynamicSyncer::handleInitialized() {
         const Zel::Ptr<RxMstPortStatus const> from = source();
         forEachCopied([&](auto attribute) {
             using A = decltype(attribute);
-            A::write(*to, A::read(*from));
+            write(attribute, *to, A::read(*from));
         });
     } else {
         traceHandler(traceHandle, 7, *this, noDestination);
@@ -329,7 +329,7 @@ template <class A> void RxMstPortStatusToRxDynamicSyncer::copy(A, const char* ha
         return;
     }
     traceHandler(traceHandle, 8, *this, noMessage, __builtin_FILE(), __builtin_LINE(), handler);
-    A::write(*to, A::read(*watched()));
+    write(A{}, *to, A::read(*watched()));
 }
 
 void RxMstPortStatusToRxDynamicSyncer::handleBpduCount() {
@@ -375,13 +375,18 @@ void RxMstPortStatusToRxDynamicSyncer::handleRxUpdate(Bridging::VlanIdOrNone vla
     if (record) {
         traceHandler(traceHandle, 8, *this,
                      [&](TraceStream& out) { out << "creating/updating vlan=" << vlan; });
-        copyIntxInfo(record, to->rxInfoIs(vlan));
-        to->rxUpdateInc(vlan, 1);
+        const IntxInfo::Ptr copy =
+            writing<RxMstPortStatus::rxInfoAttribute>(*to, vlan)->rxInfoIs(vlan);
+        {
+            const auto written = writingAll(*copy);
+            copyIntxInfo(record, copy);
+        }
+        writing<RxMstPortStatus::rxUpdateAttribute>(*to, vlan)->rxUpdateInc(vlan, 1);
     } else {
         traceHandler(traceHandle, 8, *this,
                      [&](TraceStream& out) { out << "deleting vlan=" << vlan; });
-        to->rxInfoDel(vlan);
-        to->rxUpdateDel(vlan);
+        writing<RxMstPortStatus::rxInfoAttribute>(*to, vlan)->rxInfoDel(vlan);
+        writing<RxMstPortStatus::rxUpdateAttribute>(*to, vlan)->rxUpdateDel(vlan);
     }
 }
 

@@ -170,7 +170,7 @@ class TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm final
     /// Writes txNewInfo or txHelloWhenOn, zero when the source is gone.
     template <Zel::ScalarAttribute A> void handle(A) {
         if (dest_)
-            A::write(*dest_, watched() ? A::read(*watched()) : typename A::Value{});
+            write(A{}, *dest_, watched() ? A::read(*watched()) : typename A::Value{});
     }
     /// What another source interface sets off: all update counts, then the scalars.
     void rebound();

@@ -22,7 +22,7 @@ class BlockTimerSelf {
     BlockTimerSelf(TraceFile& file, MessageId const& messageId) noexcept
         : file_(file)
         , messageId_(messageId)
-        , begin_(file.isOn() ? monotonicTime() : 0) {}
+        , begin_(file.isOn() ? file.blockBegins(messageId) : 0) {}
     /// Describes the place with the first block that is entered while the trace is on.
     BlockTimerSelf(TraceFile& file, BlockPlace& place) noexcept
         : file_(file)
@@ -32,7 +32,7 @@ class BlockTimerSelf {
     BlockTimerSelf& operator=(BlockTimerSelf const&) = delete;
     ~BlockTimerSelf() {
         if (begin_ != 0) [[unlikely]]
-            file_.blockIs(messageId_, begin_);
+            file_.blockEnds(messageId_, begin_);
     }
 
   private:

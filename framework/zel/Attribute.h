@@ -39,6 +39,21 @@ enum class AttributeKind : U8 {
 
 template <AttributeId id> using AttributeTag = std::integral_constant<AttributeId, id>;
 
+/// A key without its type, for those who only show it: a number or a text.
+struct KeyView {
+    bool isText;
+    U64 number;
+    std::string_view text;
+};
+
+/// Of a Key that has a `view()` its text, of another its `value()`.
+template <class Key> constexpr KeyView keyView(Key const& key) noexcept {
+    if constexpr (requires { key.view(); })
+        return {.isText = true, .number = 0, .text = key.view()};
+    else
+        return {.isText = false, .number = key.value(), .text = {}};
+}
+
 /// One row of a type's attribute table.
 struct AttributeInfo {
     AttributeId id;
@@ -48,6 +63,8 @@ struct AttributeInfo {
     std::type_info const* valueType;
     /// The key's type; null unless the attribute is a collection or a map of values.
     std::type_info const* keyType;
+    /// Shows a key that a notification of the attribute carries; null where there is no key.
+    KeyView (*keyView)(void const* key);
 };
 
 template <class E, AttributeId id>
@@ -110,12 +127,18 @@ template <class E, class F> constexpr bool dispatchAttribute(AttributeId id, F&&
 }
 
 template <class A> constexpr AttributeInfo attributeInfo() {
-    if constexpr (CollectionAttribute<A>)
-        return {A::id, A::name, A::kind, &typeid(typename A::Child), &typeid(typename A::Key)};
-    else if constexpr (ValueMapAttribute<A>)
-        return {A::id, A::name, A::kind, &typeid(typename A::Value), &typeid(typename A::Key)};
-    else
-        return {A::id, A::name, A::kind, &typeid(typename A::Value), nullptr};
+    if constexpr (KeyedAttribute<A>) {
+        using Key = typename A::Key;
+        constexpr auto view = [](void const* key) {
+            return keyView(*static_cast<Key const*>(key));
+        };
+        if constexpr (CollectionAttribute<A>)
+            return {A::id, A::name, A::kind, &typeid(typename A::Child), &typeid(Key), view};
+        else
+            return {A::id, A::name, A::kind, &typeid(typename A::Value), &typeid(Key), view};
+    } else {
+        return {A::id, A::name, A::kind, &typeid(typename A::Value), nullptr, nullptr};
+    }
 }
 
 namespace detail {

@@ -3,6 +3,7 @@
 #include "framework/zel/Attribute.h"
 #include "framework/zel/Entity.h"
 #include "framework/zel/Object.h"
+#include "framework/zel/Writer.h"
 
 namespace Zel {
 
@@ -43,7 +44,7 @@ struct NamedHandlers : detail::NamedHandlers<Self, E, detail::AttributeRange> {}
 /// attribute. The constructor of a class with children, or that runs handlers, holds a
 /// PtrInterface::Construction.
 template <class Self, class E, class Owner>
-class Reactor : public Object<Self, NotifieeConstOf<E>> {
+class Reactor : public Object<Self, NotifieeConstOf<E>>, protected Writer<Self> {
     using Base = Object<Self, NotifieeConstOf<E>>;
 
   public:

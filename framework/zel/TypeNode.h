@@ -3,6 +3,7 @@
 #include "framework/zel/AllocTrack.h"
 #include "framework/zel/Attribute.h"
 
+#include <atomic>
 #include <span>
 #include <string_view>
 
@@ -37,6 +38,14 @@ class TypeNode {
     }
     /// Where allocations of the class are recorded.
     AllocTrackTypeInfo::Slot& allocations() const noexcept { return allocations_; }
+    /// How often objects of this class, a reactor's or a syncer's, have written into a destination.
+    /// Writes that two threads make at the same time may be counted as one.
+    U64 writes() const noexcept { return writes_.load(std::memory_order_relaxed); }
+    [[gnu::always_inline]] void writesInc() const noexcept {
+        writes_.store(writes() + 1, std::memory_order_relaxed);
+    }
+    /// What a binary trace calls the type; 0 until it is described there.
+    std::atomic<U32>& traceId() const noexcept { return traceId_; }
     /// The type registered before this one; null for the first.
     TypeNode const* previous() const noexcept { return previous_; }
 
@@ -46,6 +55,8 @@ class TypeNode {
     std::string_view name_;
     std::span<AttributeInfo const> attributes_;
     mutable AllocTrackTypeInfo::Slot allocations_;
+    mutable std::atomic<U64> writes_{0};
+    mutable std::atomic<U32> traceId_{0};
     mutable TypeNode const* previous_ = nullptr;
     mutable bool registered_ = false;
 };
