@@ -8,6 +8,7 @@ include(CMakePackageConfigHelpers)
 set(varnol_internal_headers
   framework/fennic/FunctionName.h
   platform/kolvu/FreeList.h
+  syncers/CopiedScalars.h
   syncers/HandlerTrace.h)
 
 list(TRANSFORM VARNOL_ROOMS REPLACE "(.+)" "${PROJECT_SOURCE_DIR}/\\1/*.h" OUTPUT_VARIABLE varnol_patterns)
