@@ -78,9 +78,9 @@ void otherType(String what, std::type_info const& expected, Value const& given) 
 }
 
 void otherArgumentCount(TypeNode const& type, std::size_t expected, std::size_t given) {
-    throwRangeException(String(type.name())
-                            .merge(" is constructed from ", valueToStrep(U64{expected}),
-                                   " arguments, not ", valueToStrep(U64{given}))
+    throwRangeException(String("the number of arguments that ")
+                            .merge(type.name(), " is constructed from is ",
+                                   valueToStrep(U64{expected}), ", not ", valueToStrep(U64{given}))
                             .c_str());
 }
 

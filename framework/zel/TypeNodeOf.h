@@ -263,7 +263,7 @@ Ptr<PtrInterface> callCreator(Result (*creator)(Arg...), std::span<Value const> 
         otherArgumentCount(T::_zelType, sizeof...(Arg), args.size());
     return [&]<std::size_t... at>(std::index_sequence<at...>)->Ptr<PtrInterface> {
         [[maybe_unused]] const auto what = [] {
-            return String(T::_zelType.name()).merge(" is constructed from a");
+            return String(T::_zelType.name()).merge(" is constructed from a value");
         };
         // All of them first, in their order.
         std::tuple<std::remove_cvref_t<Arg>...> taken{
