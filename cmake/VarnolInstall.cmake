@@ -11,6 +11,7 @@ set(varnol_internal_headers
   framework/zel/Printable.h
   framework/zel/TraceRegistry.h
   platform/kolvu/FreeList.h
+  syncers/CopiedScalars.h
   syncers/HandlerTrace.h)
 
 list(TRANSFORM VARNOL_ROOMS REPLACE "(.+)" "${PROJECT_SOURCE_DIR}/\\1/*.h" OUTPUT_VARIABLE varnol_patterns)

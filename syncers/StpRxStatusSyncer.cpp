@@ -3,6 +3,8 @@
 #include "framework/zel/CopyScalars.h"
 #include "framework/zel/Fatal.h"
 #include "framework/zel/Reinstantiation.h"
+#include "framework/zel/TypeNodeOf.h"
+#include "syncers/CopiedScalars.h"
 #include "syncers/HandlerTrace.h"
 #include "syncers/RxMstPortStatusToRxDynamicSyncer.h"
 #include "syncers/RxMstStatusToRxDynamicSyncer.h"
@@ -22,10 +24,12 @@ void scanningList(TraceStream& out) { out << "scanning list"; }
 
 // ---- RxStatusToRxDynamicSyncer ----
 
-constinit Zel::TypeNode const RxStatusToRxDynamicSyncer::_zelType{
-    "Varnol::RxStatusToRxDynamicSyncer", {}};
-constinit Zel::TypeNode const RxStatusToRxDynamicSyncer::ZelSource::_zelType{
-    "Varnol::RxStatusToRxDynamicSyncer::ZelSource", {}};
+constinit Zel::TypeNode const RxStatusToRxDynamicSyncer::_zelType =
+    Zel::typeNodeOf<RxStatusToRxDynamicSyncer,
+                    &RxStatusToRxDynamicSyncer::RxStatusToRxDynamicSyncerIs>(
+        "Varnol::RxStatusToRxDynamicSyncer");
+constinit Zel::TypeNode const RxStatusToRxDynamicSyncer::ZelSource::_zelType =
+    Zel::typeNodeOf<ZelSource>("Varnol::RxStatusToRxDynamicSyncer::ZelSource");
 
 RxStatusToRxDynamicSyncer::RxStatusToRxDynamicSyncer(Zel::Ptr<RxStatus const> const& source,
                                                      Zel::Ptr<RxStatus> const& rxStatus)
@@ -58,9 +62,7 @@ void RxStatusToRxDynamicSyncer::sourceIs(Zel::Ptr<RxStatus const> const& source)
         handleMstStatus();
 }
 
-RxMstStatusToRxDynamicSyncer::Ptr RxStatusToRxDynamicSyncer::mstDynSyncerSm(Zel::Name const& name) {
-    return Zel::Ptr(mstDynSyncerSm_.find(name));
-}
+ZEL_DEFINE_CHILDREN(RxStatusToRxDynamicSyncer, mstDynSyncerSm)
 
 RxMstStatusToRxDynamicSyncer::Ptr RxStatusToRxDynamicSyncer::mstDynSyncerSmIs(
     Zel::Name name, Zel::Ptr<RxMstStatus const> const& source, Zel::Ptr<RxStatus> const& rxStatus) {
@@ -78,12 +80,6 @@ RxMstStatusToRxDynamicSyncer::Ptr RxStatusToRxDynamicSyncer::mstDynSyncerSmIs(
     child->hasNotificationActiveIs(true);
     return child;
 }
-
-void RxStatusToRxDynamicSyncer::mstDynSyncerSmDel(Zel::Name const& name) {
-    mstDynSyncerSm_.del(name);
-}
-
-void RxStatusToRxDynamicSyncer::mstDynSyncerSmDelAll() { mstDynSyncerSm_.delAll(); }
 
 void RxStatusToRxDynamicSyncer::handleInitialized() {
     FENNIC_BLOCK_TIMER();
@@ -132,10 +128,12 @@ rxStatusToRxDynamicSyncerFactory(Zel::Ptr<RxStatus const> const& source,
 
 // ---- RxMstStatusToRxDynamicSyncer ----
 
-constinit Zel::TypeNode const RxMstStatusToRxDynamicSyncer::_zelType{
-    "Varnol::RxMstStatusToRxDynamicSyncer", {}};
-constinit Zel::TypeNode const RxMstStatusToRxDynamicSyncer::ZelSource::_zelType{
-    "Varnol::RxMstStatusToRxDynamicSyncer::ZelSource", {}};
+constinit Zel::TypeNode const RxMstStatusToRxDynamicSyncer::_zelType =
+    Zel::typeNodeOf<RxMstStatusToRxDynamicSyncer,
+                    &RxMstStatusToRxDynamicSyncer::RxMstStatusToRxDynamicSyncerIs>(
+        "Varnol::RxMstStatusToRxDynamicSyncer");
+constinit Zel::TypeNode const RxMstStatusToRxDynamicSyncer::ZelSource::_zelType =
+    Zel::typeNodeOf<ZelSource>("Varnol::RxMstStatusToRxDynamicSyncer::ZelSource");
 
 RxMstStatusToRxDynamicSyncer::RxMstStatusToRxDynamicSyncer(
     Zel::Name mstName, Zel::Ptr<RxMstStatus const> const& source,
@@ -163,10 +161,7 @@ void RxMstStatusToRxDynamicSyncer::traceName(TraceStream& out) const {
     out << "RxMstStatusToRxDynamicSyncer" << keyInfo();
 }
 
-RxMstPortStatusToRxDynamicSyncer::Ptr
-RxMstStatusToRxDynamicSyncer::mstDynPortSm(Kolvu::IntfId intf) {
-    return Zel::Ptr(mstDynPortSm_.find(intf));
-}
+ZEL_DEFINE_CHILDREN(RxMstStatusToRxDynamicSyncer, mstDynPortSm)
 
 RxMstPortStatusToRxDynamicSyncer::Ptr
 RxMstStatusToRxDynamicSyncer::mstDynPortSmIs(Zel::Name mstName, Kolvu::IntfId intf,
@@ -187,10 +182,6 @@ RxMstStatusToRxDynamicSyncer::mstDynPortSmIs(Zel::Name mstName, Kolvu::IntfId in
     child->hasNotificationActiveIs(true);
     return child;
 }
-
-void RxMstStatusToRxDynamicSyncer::mstDynPortSmDel(Kolvu::IntfId intf) { mstDynPortSm_.del(intf); }
-
-void RxMstStatusToRxDynamicSyncer::mstDynPortSmDelAll() { mstDynPortSm_.delAll(); }
 
 void RxMstStatusToRxDynamicSyncer::handleInitialized() {
     FENNIC_BLOCK_TIMER();
@@ -240,10 +231,12 @@ rxMstStatusToRxDynamicSyncerFactory(Zel::Name mstName, Zel::Ptr<RxMstStatus cons
 
 // ---- RxMstPortStatusToRxDynamicSyncer ----
 
-constinit Zel::TypeNode const RxMstPortStatusToRxDynamicSyncer::_zelType{
-    "Varnol::RxMstPortStatusToRxDynamicSyncer", {}};
-constinit Zel::TypeNode const RxMstPortStatusToRxDynamicSyncer::ZelSource::_zelType{
-    "Varnol::RxMstPortStatusToRxDynamicSyncer::ZelSource", {}};
+constinit Zel::TypeNode const RxMstPortStatusToRxDynamicSyncer::_zelType =
+    Zel::typeNodeOf<RxMstPortStatusToRxDynamicSyncer,
+                    &RxMstPortStatusToRxDynamicSyncer::RxMstPortStatusToRxDynamicSyncerIs>(
+        "Varnol::RxMstPortStatusToRxDynamicSyncer");
+constinit Zel::TypeNode const RxMstPortStatusToRxDynamicSyncer::ZelSource::_zelType =
+    Zel::typeNodeOf<ZelSource>("Varnol::RxMstPortStatusToRxDynamicSyncer::ZelSource");
 
 namespace {
 
@@ -252,24 +245,14 @@ constexpr const char* portSignature =
     "Kolvu::IntfId, const Zel::Ptr<const Varnol::RxMstPortStatus>&, "
     "const Zel::Ptr<Varnol::RxStatus>&)";
 
-/// Calls visit(attribute) for the scalars that are copied, in the order in which they are.
-template <class F> void forEachCopied(F&& visit) {
-    visit(RxMstPortStatus::bpduCountAttribute{});
-    visit(RxMstPortStatus::rateLimitIntervalAttribute{});
-    visit(RxMstPortStatus::rateLimitMaxCountAttribute{});
-    visit(RxMstPortStatus::rateLimitEnabledAttribute{});
-    visit(RxMstPortStatus::countersAttribute{});
-    visit(RxMstPortStatus::localCountersAttribute{});
-}
-
 } // namespace
 
 RxMstPortStatusToRxDynamicSyncer::RxMstPortStatusToRxDynamicSyncer(
     Zel::Name mstName, Kolvu::IntfId intfId, Zel::Ptr<RxMstPortStatus const> const& source,
     Zel::Ptr<RxStatus> const& rxStatus)
     : mstName_(std::move(mstName))
-    , rxStatus_(rxStatus)
-    , intfId_(intfId) {
+    , intfId_(intfId)
+    , rxStatus_(rxStatus) {
     if (!rxStatus)
         Zel::assertionFailed("rxStatus", portSignature);
     if (!source && dest())

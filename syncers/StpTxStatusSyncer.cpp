@@ -2,6 +2,7 @@
 #include "framework/zel/CopyScalars.h"
 #include "framework/zel/Fatal.h"
 #include "framework/zel/Reinstantiation.h"
+#include "framework/zel/TypeNodeOf.h"
 #include "syncers/HandlerTrace.h"
 #include "syncers/IntxInfoSyncer.h"
 #include "syncers/TxStatusToRxSyncer.h"
@@ -18,11 +19,12 @@ using Zel::TraceStream;
 
 // ---- IntxInfoSyncer ----
 
-constinit Zel::TypeNode const IntxInfoSyncer::_zelType{"Varnol::IntxInfoSyncer", {}};
-constinit Zel::TypeNode const IntxInfoSyncer::ZelSource::_zelType{
-    "Varnol::IntxInfoSyncer::ZelSource", {}};
-constinit Zel::TypeNode const IntxInfoSyncer::ZelMstiNSm::_zelType{
-    "Varnol::IntxInfoSyncer::ZelMstiNSm", {}};
+constinit Zel::TypeNode const IntxInfoSyncer::_zelType =
+    Zel::typeNodeOf<IntxInfoSyncer, &IntxInfoSyncer::IntxInfoSyncerIs>("Varnol::IntxInfoSyncer");
+constinit Zel::TypeNode const IntxInfoSyncer::ZelSource::_zelType =
+    Zel::typeNodeOf<ZelSource>("Varnol::IntxInfoSyncer::ZelSource");
+constinit Zel::TypeNode const IntxInfoSyncer::ZelMstiNSm::_zelType =
+    Zel::typeNodeOf<ZelMstiNSm>("Varnol::IntxInfoSyncer::ZelMstiNSm");
 
 IntxInfoSyncer::IntxInfoSyncer(Zel::Ptr<IntxInfo const> source, IntxInfo::Ptr dest,
                                Bridging::VlanIdOrNone vlanIdOrZero, Zel::String parentId)
@@ -55,20 +57,7 @@ Zel::String IntxInfoSyncer::keyInfo() const {
 
 void IntxInfoSyncer::traceName(TraceStream& out) const { out << keyInfo() << "IntxInfoSyncer"; }
 
-Zel::Ptr<IntxInfoSyncer::ZelMstiNSm> IntxInfoSyncer::mstiN(Stp::BridgeSystemId key) {
-    return Zel::Ptr(mstiN_.find(key));
-}
-
-Zel::Ptr<IntxInfoSyncer::ZelMstiNSm>
-IntxInfoSyncer::mstiNIs(Zel::Ptr<IntxMstiInfo const> const& entry) {
-    return mstiN_.is(*this, entry);
-}
-
-void IntxInfoSyncer::mstiNDel(Stp::BridgeSystemId key) { mstiN_.del(key); }
-
-void IntxInfoSyncer::mstiNDel(MstiNIterator const& at) { mstiN_.del(at); }
-
-void IntxInfoSyncer::mstiNDelAll() { mstiN_.delAll(); }
+ZEL_DEFINE_CHILD_REACTORS(IntxInfoSyncer, mstiN)
 
 void IntxInfoSyncer::handleInitialized() {
     FENNIC_BLOCK_TIMER();
@@ -145,13 +134,16 @@ IntxInfoSyncer::Ptr intxInfoSyncerFactory(Zel::Ptr<IntxInfo const> source, IntxI
 
 // ---- TxStatusToTxSyncer ----
 
-constinit Zel::TypeNode const TxStatusToTxSyncer::_zelType{"Varnol::TxStatusToTxSyncer", {}};
-constinit Zel::TypeNode const TxStatusToTxSyncer::ZelSource::_zelType{
-    "Varnol::TxStatusToTxSyncer::ZelSource", {}};
-constinit Zel::TypeNode const TxStatusToTxSyncer::ZelTxMstStatusSm::_zelType{
-    "Varnol::TxStatusToTxSyncer::ZelTxMstStatusSm", {}};
-constinit Zel::TypeNode const TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm::_zelType{
-    "Varnol::TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm", {}};
+constinit Zel::TypeNode const TxStatusToTxSyncer::_zelType =
+    Zel::typeNodeOf<TxStatusToTxSyncer, &TxStatusToTxSyncer::TxStatusToTxSyncerIs>(
+        "Varnol::TxStatusToTxSyncer");
+constinit Zel::TypeNode const TxStatusToTxSyncer::ZelSource::_zelType =
+    Zel::typeNodeOf<ZelSource>("Varnol::TxStatusToTxSyncer::ZelSource");
+constinit Zel::TypeNode const TxStatusToTxSyncer::ZelTxMstStatusSm::_zelType =
+    Zel::typeNodeOf<ZelTxMstStatusSm>("Varnol::TxStatusToTxSyncer::ZelTxMstStatusSm");
+constinit Zel::TypeNode const TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm::_zelType =
+    Zel::typeNodeOf<ZelTxMstPortStatusSm>(
+        "Varnol::TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm");
 
 TxStatusToTxSyncer::TxStatusToTxSyncer(Zel::Ptr<TxStatus const> source, Zel::Ptr<TxStatus> dest)
     : dest_(std::move(dest)) {
@@ -174,19 +166,7 @@ TxStatusToTxSyncer::Ptr TxStatusToTxSyncer::TxStatusToTxSyncerIs(Zel::Ptr<TxStat
 
 void TxStatusToTxSyncer::traceName(TraceStream& out) const { out << "TxToTx" << keyInfo(); }
 
-Zel::Ptr<TxStatusToTxSyncer::ZelTxMstStatusSm>
-TxStatusToTxSyncer::txMstStatus(Zel::Name const& name) {
-    return Zel::Ptr(txMstStatus_.find(name));
-}
-
-Zel::Ptr<TxStatusToTxSyncer::ZelTxMstStatusSm>
-TxStatusToTxSyncer::txMstStatusIs(Zel::Ptr<TxMstStatus const> const& element) {
-    return txMstStatus_.is(*this, element);
-}
-
-void TxStatusToTxSyncer::txMstStatusDel(Zel::Name const& name) { txMstStatus_.del(name); }
-
-void TxStatusToTxSyncer::txMstStatusDelAll() { txMstStatus_.delAll(); }
+ZEL_DEFINE_CHILD_REACTORS(TxStatusToTxSyncer, txMstStatus)
 
 void TxStatusToTxSyncer::handleInitialized() {
     FENNIC_BLOCK_TIMER();
@@ -242,31 +222,12 @@ void TxStatusToTxSyncer::ZelTxMstStatusSm::traceName(TraceStream& out) const {
 }
 
 Zel::Ptr<TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm>
-TxStatusToTxSyncer::ZelTxMstStatusSm::txMstPortStatus(Kolvu::IntfId intf) {
-    return Zel::Ptr(txMstPortStatus_.find(intf));
-}
-
-Zel::Ptr<TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm>
-TxStatusToTxSyncer::ZelTxMstStatusSm::txMstPortStatusIs(
-    Zel::Ptr<TxMstPortStatus const> const& element) {
-    return txMstPortStatus_.is(*this, element);
-}
-
-Zel::Ptr<TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm>
 TxStatusToTxSyncer::ZelTxMstStatusSm::newTxMstPortStatus(
     Zel::Ptr<TxMstPortStatus const> const& element) {
     return txMstPortStatus_.make(*this, element);
 }
 
-void TxStatusToTxSyncer::ZelTxMstStatusSm::txMstPortStatusDel(Kolvu::IntfId intf) {
-    txMstPortStatus_.del(intf);
-}
-
-void TxStatusToTxSyncer::ZelTxMstStatusSm::txMstPortStatusDel(TxMstPortStatusIterator const& at) {
-    txMstPortStatus_.del(at);
-}
-
-void TxStatusToTxSyncer::ZelTxMstStatusSm::txMstPortStatusDelAll() { txMstPortStatus_.delAll(); }
+ZEL_DEFINE_CHILD_REACTORS(TxStatusToTxSyncer::ZelTxMstStatusSm, txMstPortStatus)
 
 void TxStatusToTxSyncer::ZelTxMstStatusSm::handleInitialized() {
     FENNIC_BLOCK_TIMER();
@@ -323,9 +284,7 @@ void TxToTxPort::traceName(TraceStream& out) const {
     out << "TxToTx::ZelTxMstPortStatusSm" << keyInfo();
 }
 
-IntxInfoSyncer::Ptr TxToTxPort::txInfoSyncer(Bridging::VlanIdOrNone vlan) {
-    return Zel::Ptr(txInfoSyncer_.find(vlan));
-}
+ZEL_DEFINE_CHILDREN(TxToTxPort, txInfoSyncer)
 
 bool TxToTxPort::txInfoSyncerHas(Bridging::VlanIdOrNone vlan) {
     return txInfoSyncer_.find(vlan) != nullptr;
@@ -345,10 +304,6 @@ IntxInfoSyncer::Ptr TxToTxPort::txInfoSyncerIs(Zel::Ptr<IntxInfo const> source,
                                                 std::move(parentId));
     });
 }
-
-void TxToTxPort::txInfoSyncerDel(Bridging::VlanIdOrNone vlan) { txInfoSyncer_.del(vlan); }
-
-void TxToTxPort::txInfoSyncerDelAll() { txInfoSyncer_.delAll(); }
 
 void TxToTxPort::handleInitialized() {
     FENNIC_BLOCK_TIMER();
@@ -453,11 +408,13 @@ TxStatusToTxSyncer::Ptr txStatusToTxSyncerFactory(Zel::Ptr<TxStatus const> sourc
 
 // ---- TxStatusToRxSyncer ----
 
-constinit Zel::TypeNode const TxStatusToRxSyncer::_zelType{"Varnol::TxStatusToRxSyncer", {}};
-constinit Zel::TypeNode const TxStatusToRxSyncer::ZelSource::_zelType{
-    "Varnol::TxStatusToRxSyncer::ZelSource", {}};
-constinit Zel::TypeNode const TxStatusToRxSyncer::ZelTxMstStatusSm::_zelType{
-    "Varnol::TxStatusToRxSyncer::ZelTxMstStatusSm", {}};
+constinit Zel::TypeNode const TxStatusToRxSyncer::_zelType =
+    Zel::typeNodeOf<TxStatusToRxSyncer, &TxStatusToRxSyncer::TxStatusToRxSyncerIs>(
+        "Varnol::TxStatusToRxSyncer");
+constinit Zel::TypeNode const TxStatusToRxSyncer::ZelSource::_zelType =
+    Zel::typeNodeOf<ZelSource>("Varnol::TxStatusToRxSyncer::ZelSource");
+constinit Zel::TypeNode const TxStatusToRxSyncer::ZelTxMstStatusSm::_zelType =
+    Zel::typeNodeOf<ZelTxMstStatusSm>("Varnol::TxStatusToRxSyncer::ZelTxMstStatusSm");
 
 TxStatusToRxSyncer::TxStatusToRxSyncer(Zel::Ptr<TxStatus const> const& source,
                                        Zel::Ptr<RxStatus> const& rxStatus)
@@ -485,19 +442,7 @@ TxStatusToRxSyncer::TxStatusToRxSyncerIs(Zel::Ptr<TxStatus const> const& source,
 
 void TxStatusToRxSyncer::traceName(TraceStream& out) const { out << "TxToRx" << keyInfo(); }
 
-Zel::Ptr<TxStatusToRxSyncer::ZelTxMstStatusSm>
-TxStatusToRxSyncer::txMstStatus(Zel::Name const& name) {
-    return Zel::Ptr(txMstStatus_.find(name));
-}
-
-Zel::Ptr<TxStatusToRxSyncer::ZelTxMstStatusSm>
-TxStatusToRxSyncer::txMstStatusIs(Zel::Ptr<TxMstStatus const> const& element) {
-    return txMstStatus_.is(*this, element);
-}
-
-void TxStatusToRxSyncer::txMstStatusDel(Zel::Name const& name) { txMstStatus_.del(name); }
-
-void TxStatusToRxSyncer::txMstStatusDelAll() { txMstStatus_.delAll(); }
+ZEL_DEFINE_CHILD_REACTORS(TxStatusToRxSyncer, txMstStatus)
 
 void TxStatusToRxSyncer::handleInitialized() {
     FENNIC_BLOCK_TIMER();

@@ -3,6 +3,7 @@
 #include "framework/fennic/ActivityTrace.h"
 #include "framework/zel/Entity.h"
 #include "framework/zel/Exception.h"
+#include "framework/zel/GenericIf.h"
 #include "framework/zel/Strep.h"
 #include "framework/zel/Trace.h"
 #include "framework/zel/TypeNode.h"
@@ -444,6 +445,9 @@ U64 TraceFile::blockBegins(MessageId const& messageId, BlockKind kind,
     if (lane->top != lane->framesEnd) [[likely]] {
         Zel::TypeNode const& type = *activity.entity.fwkType();
         BlockRecord about{};
+        Zel::GenericIf const* const generic = type.genericIf();
+        if (generic && generic->keyView)
+            about.entityKey = keyImage(generic->keyView(activity.entity));
         about.entity = reinterpret_cast<std::uintptr_t>(&activity.entity);
         Zel::AttributeInfo const* const attribute = type.attribute(activity.attribute);
         if (activity.key && attribute && attribute->keyView)

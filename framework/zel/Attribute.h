@@ -17,9 +17,9 @@
 /// Each attribute `x` of an entity `E` is described by the type `E::xAttribute` with the static
 /// members `id`, `name` and `kind`, the types `Entity` and `Value` (for a collection `Child`, and
 /// for what has keys `Key`), `read(entity)`, and, for a scalar, `write(entity, value)`, the
-/// mutator, and `store(entity, value)`, which notifies no one. Everything that treats all
-/// attributes alike (copy, mirror, count, print, compare) walks these descriptions; no second list
-/// of attributes exists.
+/// mutator, and, of an entity, `store(entity, value)`, which notifies no one. What has keys also
+/// has the mutators of its elements. Everything that treats all attributes alike (copy, mirror,
+/// count, print, compare) walks these descriptions; no second list of attributes exists.
 namespace Zel {
 
 /// Names an attribute within its type. The first attribute has 258, the others follow in the order
@@ -35,6 +35,8 @@ enum class AttributeKind : U8 {
     scalar,     ///< one value
     collection, ///< child entities, by key
     valueMap,   ///< values, by key
+    constant,   ///< one value of a syncer or reactor, which nobody else can write
+    reactors,   ///< child reactors, by key
 };
 
 template <AttributeId id> using AttributeTag = std::integral_constant<AttributeId, id>;
@@ -83,6 +85,11 @@ template <class A>
 concept CollectionAttribute = A::kind == AttributeKind::collection;
 template <class A>
 concept ValueMapAttribute = A::kind == AttributeKind::valueMap;
+template <class A>
+concept ReactorsAttribute = A::kind == AttributeKind::reactors;
+/// It has elements by key.
+template <class A>
+concept ElementsAttribute = CollectionAttribute<A> || ValueMapAttribute<A> || ReactorsAttribute<A>;
 /// Its notifications carry the key of an element.
 template <class A>
 concept KeyedAttribute = CollectionAttribute<A> || ValueMapAttribute<A>;
@@ -136,6 +143,9 @@ template <class A> constexpr AttributeInfo attributeInfo() {
             return {A::id, A::name, A::kind, &typeid(typename A::Child), &typeid(Key), view};
         else
             return {A::id, A::name, A::kind, &typeid(typename A::Value), &typeid(Key), view};
+    } else if constexpr (ReactorsAttribute<A>) {
+        return {A::id,  A::name, A::kind, &typeid(typename A::Child), &typeid(typename A::Key),
+                nullptr};
     } else {
         return {A::id, A::name, A::kind, &typeid(typename A::Value), nullptr, nullptr};
     }

@@ -48,6 +48,29 @@ class Reactor : public Object<Self, NotifieeConstOf<E>>, protected Writer<Self> 
     using Base = Object<Self, NotifieeConstOf<E>>;
 
   public:
+    using Watched = E;
+    using OwnerClass = Owner;
+
+    /// The attributes of a reactor that declares none (see DeclareReactor.h).
+    struct notifierAttribute {
+        using Entity = Self;
+        using Value = Zel::Ptr<E const>;
+        static constexpr AttributeId id = 258;
+        static constexpr std::string_view name = "notifier";
+        static constexpr AttributeKind kind = AttributeKind::constant;
+        static Value read(Entity const& reactor) { return reactor.notifier(); }
+    };
+    struct ownerAttribute {
+        using Entity = Self;
+        using Value = Zel::Ptr<Owner const>;
+        static constexpr AttributeId id = 259;
+        static constexpr std::string_view name = "owner";
+        static constexpr AttributeKind kind = AttributeKind::constant;
+        static Value read(Entity const& reactor) { return Value(reactor.owner()); }
+    };
+    static notifierAttribute zelAttribute(AttributeTag<258>);
+    static ownerAttribute zelAttribute(AttributeTag<259>);
+
     ~Reactor() override = default;
 
     /// The root syncer or reactor that owns this one; null once it has removed it.

@@ -79,6 +79,11 @@ template <class Self, class E> class RootSyncer : public Object<Self, PtrInterfa
         return source_ ? static_cast<typename Self::ZelSource const&>(*source_).watched() : nullptr;
     }
 
+    /// The reactor on the source; null without one.
+    auto zelSource() const noexcept {
+        return Zel::Ptr(static_cast<typename Self::ZelSource*>(source_.ptr()));
+    }
+
   protected:
     RootSyncer() = default;
     /// Creates the reactor on the source and switches its notification on; nothing for null. The

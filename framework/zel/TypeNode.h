@@ -9,18 +9,24 @@
 
 namespace Zel {
 
-/// What the framework knows of one class: its name, its attributes and its live objects.
+struct GenericIf;
+
+/// What the framework knows of one class: its name, its attributes, how they are reached, and its
+/// live objects.
 ///
 /// Each class has one, `_zelType`, defined in the class's source file with
 ///
-///     constinit Zel::TypeNode const IntxInfo::_zelType{"Varnol::IntxInfo",
-///                                                      Zel::attributeTable<IntxInfo>};
+///     constinit Zel::TypeNode const IntxInfo::_zelType =
+///         Zel::typeNodeOf<IntxInfo>("Varnol::IntxInfo"); // TypeNodeOf.h
 ///     static const bool registered = Zel::typeNodeIs(IntxInfo::_zelType);
 class TypeNode {
   public:
-    constexpr TypeNode(std::string_view name, std::span<AttributeInfo const> attributes) noexcept
+    /// @param genericIf  the class's generic attribute interface; null for none
+    constexpr TypeNode(std::string_view name, std::span<AttributeInfo const> attributes,
+                       GenericIf const* genericIf = nullptr) noexcept
         : name_(name)
-        , attributes_(attributes) {}
+        , attributes_(attributes)
+        , genericIf_(genericIf) {}
     TypeNode(TypeNode const&) = delete;
     TypeNode& operator=(TypeNode const&) = delete;
 
@@ -36,6 +42,8 @@ class TypeNode {
         }
         return nullptr;
     }
+    /// What the functions of GenericIf.h call; null when the class has no such interface.
+    GenericIf const* genericIf() const noexcept { return genericIf_; }
     /// Where allocations of the class are recorded.
     AllocTrackTypeInfo::Slot& allocations() const noexcept { return allocations_; }
     /// How often objects of this class, a reactor's or a syncer's, have written into a destination.
@@ -54,6 +62,7 @@ class TypeNode {
 
     std::string_view name_;
     std::span<AttributeInfo const> attributes_;
+    GenericIf const* genericIf_;
     mutable AllocTrackTypeInfo::Slot allocations_;
     mutable std::atomic<U64> writes_{0};
     mutable std::atomic<U32> traceId_{0};

@@ -1,0 +1,36 @@
+#include "framework/zel/TreeWalk.h"
+
+#include "framework/zel/Exception.h"
+
+#include <algorithm>
+
+namespace Zel {
+
+std::vector<TreeElement> treeElements(PtrInterface const& object, AttributeId attribute) {
+    std::vector<TreeElement> elements;
+    for (const auto walk = genericIfIterator(object, attribute); walk->iterNonnull();
+         walk->iterInc())
+        elements.push_back({walk->iterKey(), walk->iterObj()});
+    std::ranges::stable_sort(elements, [](TreeElement const& left, TreeElement const& right) {
+        return left.key < right.key;
+    });
+    return elements;
+}
+
+Value treeValue(PtrInterface const& object, AttributeId attribute) {
+    Value value;
+    genericIfAttributeOp(object, attribute, AttributeOp::read, value);
+    return value;
+}
+
+TypeNode const& treeType(PtrInterface const& object) {
+    TypeNode const* const type = object.fwkType();
+    if (!type || !type->genericIf())
+        throwRangeException(
+            String("the class ")
+                .merge(type ? type->name() : "of an object", " has no generic attribute interface")
+                .c_str());
+    return *type;
+}
+
+} // namespace Zel
