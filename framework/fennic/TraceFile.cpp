@@ -159,73 +159,75 @@ constinit TraceFile* firstAttached = nullptr;
 
 U64 monotonicTime() noexcept { return std::max(nanoseconds(CLOCK_MONOTONIC), U64{1}); }
 
-/// A thread's right to its lanes, of all files, which it gives back when it ends.
-class LaneOwner {
-  public:
-    LaneOwner() = default;
-    LaneOwner(LaneOwner const&) = delete;
-    LaneOwner& operator=(LaneOwner const&) = delete;
-    ~LaneOwner() {
-        const std::lock_guard lock(attachedMutex);
-        for (TraceFile* file = firstAttached; file; file = file->nextAttached_) {
-            for (TraceFile::Lane& lane : file->lanes_) {
-                if (lane.owner.load(std::memory_order_relaxed) == this)
-                    lane.owner.store(nullptr, std::memory_order_release);
+/// What a thread knows of its lanes. Found without a call, also in a library loaded late.
+struct [[gnu::visibility("hidden")]] TraceFile::Thread {
+    /// Gives the thread's lanes back, of all files, when it ends.
+    class End {
+      public:
+        End() = default;
+        End(End const&) = delete;
+        End& operator=(End const&) = delete;
+        ~End() {
+            here.hasEnded = true;
+            const std::lock_guard lock(attachedMutex);
+            for (TraceFile* file = firstAttached; file; file = file->nextAttached_) {
+                for (Lane& lane : file->lanes_) {
+                    if (lane.owner.load(std::memory_order_relaxed) == &here)
+                        lane.owner.store(nullptr, std::memory_order_release);
+                }
             }
         }
-    }
-    static LaneOwner& ofThisThread() noexcept {
-        static thread_local LaneOwner owner;
-        return owner;
-    }
+    };
+
+    [[gnu::tls_model("initial-exec")]] static thread_local Thread here;
+
+    /// Whether it is writing just now, through any lane.
+    std::atomic<bool> busy{false};
+    bool hasEnded = false;
+    /// The lane that it used last, and the epoch in which it is the thread's.
+    U64 epoch = 0;
+    Lane* lane = nullptr;
 };
 
+[[gnu::tls_model("initial-exec")]] constinit thread_local TraceFile::Thread TraceFile::Thread::here;
+
+/// While one lives that has a lane, the memory stays attached.
 class [[gnu::visibility("hidden")]] TraceFile::Writing {
   public:
     explicit Writing(TraceFile & file) noexcept
-        : lane_(file.isOn() ? begin(file) : nullptr) {}
+        : lane_(begin(file)) {}
     Writing(Writing const&) = delete;
     Writing& operator=(Writing const&) = delete;
     ~Writing() {
         if (lane_)
-            lane_->busy.store(false, std::memory_order_release);
+            Thread::here.busy.store(false, std::memory_order_release);
     }
     Lane* lane() const noexcept { return lane_; }
 
   private:
-    friend TraceFile;
-
-    struct Held {
-        U64 epoch;
-        Lane* lane;
-    };
-
     static Lane* begin(TraceFile & file) noexcept {
-        const U64 epoch = file.epoch_.load(std::memory_order_relaxed);
-        Lane* const lane = held.epoch == epoch ? held.lane : file.claimLane(epoch);
-        if (!lane) [[unlikely]]
-            return nullptr;
-        if (writersLock.load(std::memory_order_relaxed)) [[unlikely]] {
-            lane->busy.store(true);
-        } else {
-            lane->busy.store(true, std::memory_order_relaxed);
-            std::atomic_signal_fence(std::memory_order_seq_cst);
+        U64 epoch = file.epoch_.load(std::memory_order_relaxed);
+        while (epoch != 0) {
+            Thread& thread = Thread::here;
+            if (thread.epoch != epoch && !file.claimLane(thread, epoch)) [[unlikely]]
+                return nullptr;
+            if (writersLock.load(std::memory_order_relaxed)) [[unlikely]] {
+                thread.busy.store(true);
+            } else {
+                thread.busy.store(true, std::memory_order_relaxed);
+                std::atomic_signal_fence(std::memory_order_seq_cst);
+            }
+            const U64 now = file.epoch_.load();
+            if (now == epoch) [[likely]]
+                return thread.lane;
+            thread.busy.store(false, std::memory_order_release);
+            epoch = now;
         }
-        if (file.epoch_.load() == epoch) [[likely]]
-            return lane;
-        lane->busy.store(false, std::memory_order_release);
         return nullptr;
     }
 
-    // The lane that this thread used last; found without a call, also in a library loaded late.
-    [[gnu::tls_model("initial-exec")]] static thread_local Held held;
-
     Lane* const lane_;
 };
-
-[[gnu::tls_model(
-    "initial-exec")]] constinit thread_local TraceFile::Writing::Held TraceFile::Writing::held{
-    0, nullptr};
 
 void TraceFile::memoryIs(std::span<std::byte> memory) {
     if (memory.data() == nullptr || memory.empty()) {
@@ -306,42 +308,46 @@ void TraceFile::detach() noexcept {
         activityTraceIs(false);
     epoch_.store(0);
     barrierOnAllThreads();
-    // A writer marks its lane before it looks at the epoch: once none is marked, none has the
-    // memory any more.
-    for (Lane& lane : lanes_) {
-        while (lane.busy.load())
-            std::this_thread::yield();
-    }
-    const std::lock_guard lock(attachedMutex);
+    const std::lock_guard lock(attachedMutex); // no owner ends meanwhile
     TraceFile** link = &firstAttached;
     while (*link != this)
         link = &(*link)->nextAttached_;
     *link = nextAttached_;
-    for (Lane& lane : lanes_)
-        lane.owner.store(nullptr, std::memory_order_relaxed);
+    // A writer marks itself before it looks at the epoch: once no owner of a lane is marked, none
+    // has the memory any more.
+    for (Lane& lane : lanes_) {
+        if (Thread const* const owner = lane.owner.load(std::memory_order_relaxed)) {
+            while (owner->busy.load())
+                std::this_thread::yield();
+            lane.owner.store(nullptr, std::memory_order_relaxed);
+        }
+    }
 }
 
-TraceFile::Lane* TraceFile::claimLane(U64 epoch) noexcept {
-    LaneOwner const* const owner = &LaneOwner::ofThisThread();
+bool TraceFile::claimLane(Thread& thread, U64 epoch) noexcept {
+    static thread_local const Thread::End end;
+    if (thread.hasEnded)
+        return false;
     const std::lock_guard lock(mutex_);
     if (epoch_.load(std::memory_order_relaxed) != epoch)
-        return nullptr;
-    Lane* const end = lanes_.data() + laneCount_;
-    const auto ownedBy = [](void const* wanted) {
-        return [wanted](Lane const& lane) {
+        return true; // to be tried again
+    Lane* const lanesEnd = lanes_.data() + laneCount_;
+    const auto laneOf = [&](Thread const* wanted) {
+        return std::find_if(lanes_.data(), lanesEnd, [&](Lane const& lane) {
             return lane.owner.load(std::memory_order_acquire) == wanted;
-        };
+        });
     };
-    Lane* lane = std::find_if(lanes_.data(), end, ownedBy(owner));
-    if (lane == end) {
-        lane = std::find_if(lanes_.data(), end, ownedBy(nullptr));
-        if (lane == end)
-            return nullptr;
-        lane->owner.store(owner, std::memory_order_relaxed);
+    Lane* lane = laneOf(&thread);
+    if (lane == lanesEnd) {
+        lane = laneOf(nullptr);
+        if (lane == lanesEnd)
+            return false;
+        lane->owner.store(&thread, std::memory_order_relaxed);
         lane->header->threadId = static_cast<U64>(::gettid());
     }
-    Writing::held = {epoch, lane};
-    return lane;
+    thread.epoch = epoch;
+    thread.lane = lane;
+    return true;
 }
 
 void TraceFile::messageIs(MessageId& messageId, std::string_view text,

@@ -81,13 +81,14 @@ class VARNOL_API TraceFile {
         DescriptorKind kind;
     };
 
-    /// What one thread writes with; see TraceFormat.h. All but `busy`, `owner` and `chunk` is the
-    /// owner's alone.
+    struct Thread;
+    class Writing;
+
+    /// What one thread writes with; see TraceFormat.h. All but `owner` and `chunk` is the owner's
+    /// alone.
     struct alignas(64) Lane {
-        /// Whether the owner is writing just now.
-        std::atomic<bool> busy{false};
-        /// The thread, by the address of a variable of its own; null for none.
-        std::atomic<void const*> owner{nullptr};
+        /// Null for none.
+        std::atomic<Thread*> owner{nullptr};
         /// The first number of the chunk that the lane fills; 0 for none.
         std::atomic<U64> chunk{0};
         U64 sequence = 0; // of the next record
@@ -100,14 +101,12 @@ class VARNOL_API TraceFile {
         U64 recordCount = 0;
         U16 index = 0;
     };
-    /// While one lives that has a lane, the memory stays attached.
-    class Writing;
-    friend class LaneOwner;
 
     void detach() noexcept;
     void describe(FileHeader& header, U32 messageId, Message const& message) noexcept;
     void add(MessageId& messageId, Message message);
-    Lane* claimLane(U64 epoch) noexcept;
+    /// Finds the thread a lane, unless the epoch has passed. @return whether to go on
+    bool claimLane(Thread& thread, U64 epoch) noexcept;
     void nextChunk(Lane& lane) noexcept;
     U32 described(MessageId const& messageId) const noexcept;
     void push(Lane& lane) noexcept;

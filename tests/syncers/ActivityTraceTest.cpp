@@ -171,10 +171,8 @@ TEST_F(TransmitActivity, KeysAreRecordedAsNumbersAndTexts) {
     EXPECT_EQ(read().records().back().key.size, 4);
     EXPECT_TRUE(std::ranges::count(all, "reaction TxStatusToTxSyncer::ZelSource "
                                         "TxStatus[].txMstStatus[mst1]"));
-    bool whole = false;
-    for (BlockRecord const& record : read().records())
-        whole = whole || record.key.size == 37;
-    EXPECT_TRUE(whole);
+    const auto records = read().records();
+    EXPECT_TRUE(std::ranges::any_of(records, [](auto& each) { return each.key.size == 37; }));
 }
 
 TEST_F(TransmitActivity, TheBlocksThatAreOpenTellWhereAReactorIs) {
@@ -243,7 +241,7 @@ TEST_F(Counts, WritesAndNotificationsAreAsManyAsTheTraceShows) {
         for (const Kolvu::IntfId intf : {Samples::et1, Samples::po1}) {
             const auto out = source->txMstStatusIs(name)->txMstPortStatusIs(intf);
             const auto in = received->rxMstStatusIs(name)->rxMstPortStatusIs(intf);
-            for (const Zel::U16 each : {10, 20}) {
+            for (const Zel::U16 each : std::initializer_list<Zel::U16>{10, 20}) {
                 Samples::fill(*out->txInfoIs(each));
                 Samples::fill(*out->txInfoIs(each)->mstiNIs(0));
                 out->txUpdateIs(each, 3);
