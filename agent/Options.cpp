@@ -82,14 +82,17 @@ std::string checkInterfaces(std::vector<std::string> const& interfaces) {
 /// What is wrong with what to show; empty when nothing is.
 std::string checkShow(std::vector<std::string> const& words) {
     const bool isOne = words.size() < 2 && (words.empty() || words[0] != "bpdu");
-    if (isOne ||
-        (words.size() == 2 && (words[0] == "bpdu" || (words[1] == "detail" && words[0] != "trees" &&
-                                                      words[0] != "traces"))))
+    const auto hasDetail = [](std::string_view what) {
+        return what != "trees" && what != "traces" && what != "mirror";
+    };
+    if (isOne || (words.size() == 2 &&
+                  (words[0] == "bpdu" || (words[1] == "detail" && hasDetail(words[0])))))
         return {};
     std::string all;
     for (std::string const& word : words)
         all += (all.empty() ? "" : " ") + word;
-    return "'" + all + "' is not allowed; allowed: [PORT] [detail], trees, traces, or bpdu PORT";
+    return "'" + all +
+           "' is not allowed; allowed: [PORT] [detail], trees, mirror, traces, or bpdu PORT";
 }
 
 std::string checkWord(std::string const& text) {
@@ -162,8 +165,9 @@ Options parseOptions(int argc, char** argv) {
     addSettings(*replay, options, texts);
 
     CLI::App* show = app.add_subcommand(
-        "show", "show ports of the running agent: [PORT] [detail], trees, traces, bpdu PORT");
-    show->add_option("WHAT", words, "[PORT] [detail] | trees | traces | bpdu PORT")
+        "show",
+        "show ports of the running agent: [PORT] [detail], trees, mirror, traces, bpdu PORT");
+    show->add_option("WHAT", words, "[PORT] [detail] | trees | mirror | traces | bpdu PORT")
         ->check(CLI::Validator(checkWord, ""));
     show->add_flag("-j,--json", options.json, "JSON");
     show->add_option("--socket", options.socket, "control socket")

@@ -72,7 +72,7 @@ class RxStatusToRxDynamicSyncer::ZelSource final
 
     template <Zel::ScalarAttribute A> void handle(A) {
         if (owner()->rxStatus_)
-            A::write(*owner()->rxStatus_, watched() ? A::read(*watched()) : typename A::Value{});
+            write(A{}, *owner()->rxStatus_, watched() ? A::read(*watched()) : typename A::Value{});
     }
     void handle(RxStatus::rxMstStatusAttribute, Zel::Name const& name) {
         owner()->handleMstStatus(name);

@@ -10,6 +10,7 @@ namespace Agent {
 
 std::string showJson(AgentView const& view, Port const* only);
 std::string treesJson(AgentView const& view);
+std::string mirrorJson(AgentView const& view);
 std::string tracesJson(TracesView const& view);
 std::string bpduJson(AgentView const& view, Port const& port);
 

@@ -41,6 +41,8 @@ Answer show(AgentView const& view, std::vector<std::string> words) {
     };
     if (words == std::vector<std::string>{"trees"})
         return text(json ? treesJson(view) : treesText(view));
+    if (words == std::vector<std::string>{"mirror"})
+        return text(json ? mirrorJson(view) : mirrorText(view));
     if (words == std::vector<std::string>{"traces"})
         return text(json ? tracesJson(tracesView()) : tracesText(tracesView()));
     if (words.size() == 2 && words[0] == "bpdu") {
@@ -51,7 +53,7 @@ Answer show(AgentView const& view, std::vector<std::string> words) {
     }
     const bool detail = take(words, "detail");
     if (words.size() > 1)
-        return error("show what? [PORT] [detail], trees, traces, or bpdu PORT");
+        return error("show what? [PORT] [detail], trees, mirror, traces, or bpdu PORT");
     Port const* only = nullptr;
     if (!words.empty() && !(only = view.bridge.port(words[0])))
         return unknownPort(view.bridge, words[0]);

@@ -14,7 +14,7 @@ struct Answer {
 /// Does what a request asks for, one line without its end:
 ///
 ///     show [PORT] [detail] [json]     show trees [json]     show bpdu PORT [json]
-///     show traces [json]
+///     show traces [json]              show mirror [json]
 ///     watch                           set SETTING VALUE
 ///
 /// The value of the setting "trace" is as for Zel::traceSettingsAre(). A port is named as its

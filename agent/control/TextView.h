@@ -13,6 +13,8 @@ std::string showText(AgentView const& view, Port const* only, bool detail);
 std::string treesText(AgentView const& view);
 /// What a port has heard last and what it says, field by field, and the octets of the frame heard.
 std::string bpduText(AgentView const& view, Port const& port);
+/// Each mirroring: whether its trees are in step, and, line by line, where they are not.
+std::string mirrorText(AgentView const& view);
 /// The trace handles and what is set for them.
 std::string tracesText(TracesView const& view);
 /// A change, as one line.

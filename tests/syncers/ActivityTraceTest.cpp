@@ -12,6 +12,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -274,6 +275,75 @@ TEST_F(Counts, WritesAndNotificationsAreAsManyAsTheTraceShows) {
     EXPECT_EQ(made, shown);
     EXPECT_EQ(Zel::notificationsDelivered() - delivered, reactions);
     EXPECT_GT(reactions, 100U);
+}
+
+TEST_F(Counts, EveryChangeOfADestinationIsAWriteOfASyncer) {
+    const TxStatus::Ptr source(new TxStatus);
+    const TxStatus::Ptr sent(new TxStatus);
+    const TxStatus::Ptr last(new TxStatus);
+    const RxStatus::Ptr received(new RxStatus);
+    const RxStatus::Ptr dynamic(new RxStatus);
+    const RxStatus::Ptr end(new RxStatus);
+    const auto txToTx = txStatusToTxSyncerFactory(source, sent);
+    const auto txToRx = txStatusToRxSyncerFactory(source, dynamic);
+    const auto rxToRx = rxStatusToRxDynamicSyncerFactory(received, dynamic);
+    // What reacts to the destinations.
+    const auto onSent = txStatusToTxSyncerFactory(sent, last);
+    const auto onDynamic = rxStatusToRxDynamicSyncerFactory(dynamic, end);
+    std::vector<IntxInfoChangeSm::Ptr> counters;
+    const auto change = [&](Zel::U16 round) {
+        source->heartbeatTimeoutIs(round);
+        received->localHeartbeatIs(round);
+        received->updateCtrTimeIs(round);
+        for (const Kolvu::IntfId intf : {Samples::et1, Samples::po1}) {
+            const auto out = source->txMstStatusIs("mst1")->txMstPortStatusIs(intf);
+            const auto in = received->rxMstStatusIs("mst1")->rxMstPortStatusIs(intf);
+            Samples::fill(*out->txInfoIs(vlan));
+            Samples::fill(*out->txInfoIs(vlan)->mstiNIs(round));
+            out->txUpdateIs(vlan, round);
+            out->txNewInfoIs(round);
+            out->txHelloWhenOnIs(Stp::TimerVal::units(round));
+            Samples::fill(*in, round);
+            Samples::fill(*in->rxInfoIs(vlan)->mstiNIs(round));
+            in->rxUpdateInc(vlan, 1);
+            if (const auto copy = dynamic->rxMstStatus("mst1")->rxMstPortStatus(intf)) {
+                if (const IntxInfo::Ptr record = copy->rxInfo(vlan))
+                    counters.push_back(intxInfoChangeSmFactory(record, vlan));
+            }
+        }
+    };
+    change(1);
+    change(2);
+    const auto out = source->txMstStatus("mst1")->txMstPortStatus(Samples::et1);
+    const auto in = received->rxMstStatus("mst1")->rxMstPortStatus(Samples::et1);
+    out->txInfo(vlan)->mstiNDel(1);
+    in->rxInfo(vlan)->mstiNDel(1);
+    in->rxUpdateInc(vlan, 1);
+    out->txInfoDel(vlan);
+    out->txUpdateDel(vlan);
+    in->rxUpdateDel(vlan);
+    source->txMstStatus("mst1")->txMstPortStatusDel(Samples::et1);
+    received->rxMstStatus("mst1")->rxMstPortStatusDel(Samples::et1);
+    source->txMstStatusDel("mst1");
+    received->rxMstStatusDel("mst1");
+
+    // The destinations' entities are those that are written. Blocks end behind those inside them.
+    const TraceReader reader = read();
+    ASSERT_EQ(reader.records().size(), reader.recorded());
+    std::size_t inWrites = 0;
+    std::vector<std::vector<BlockRecord>> reactions(64); // by depth, without the block around them
+    for (BlockRecord const& record : reader.records()) {
+        for (BlockRecord const& reaction : std::exchange(reactions.at(record.depth + 1U), {})) {
+            ASSERT_EQ(record.kind, BlockKind::write) << line(reader, reaction);
+            EXPECT_TRUE(record.attribute == 0 ||
+                        (record.entity == reaction.entity && record.attribute == reaction.attribute))
+                << line(reader, reaction);
+            ++inWrites;
+        }
+        if (record.kind == BlockKind::reaction)
+            reactions.at(record.depth).push_back(record);
+    }
+    EXPECT_GT(inWrites, 150U);
 }
 
 } // namespace

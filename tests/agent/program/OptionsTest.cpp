@@ -54,13 +54,13 @@ TEST(Options, AWrongOneSaysWhatIsWrongAndWhatIsAllowed) {
         {{"show", "--socket", std::string(108, 'x')}, "the path is to have 1 to 107 octets"},
         {{"replay", "x", "--pcap", ""}, "'' is not allowed; allowed: the name of a file"},
         {{"show", "a", "b"},
-         "'a b' is not allowed; allowed: [PORT] [detail], trees, traces, or bpdu "
+         "'a b' is not allowed; allowed: [PORT] [detail], trees, mirror, traces, or bpdu "
          "PORT"},
         {{"show", "trees", "detail"}, "'trees detail' is not allowed; allowed: [PORT] [detail]"},
         {{"show", "bpdu"},
-         "'bpdu' is not allowed; allowed: [PORT] [detail], trees, traces, or bpdu PORT"},
+         "'bpdu' is not allowed; allowed: [PORT] [detail], trees, mirror, traces, or bpdu PORT"},
         {{"show", "a", "detail", "b"},
-         "'a detail b' is not allowed; allowed: [PORT] [detail], trees, traces, or bpdu PORT"},
+         "'a detail b' is not allowed; allowed: [PORT] [detail], trees, mirror, traces, or bpdu PORT"},
         {{"run", "-i", "x", "--duration", "-1"}, "--duration"},
         {{"run", "-i", "x", "--duration", "0"}, "allowed: 0.001 to 1000000000"},
         {{"run", "-i", "x", "--duration", "nan"}, "allowed: 0.001 to 1000000000"},
