@@ -128,7 +128,7 @@ void addSettings(CLI::App& app, Options& options, Texts& texts) {
         app.add_option("--trace-map", options.traceMap, "keep the binary trace in this file")
             ->check(CLI::Validator(checkFile, "FILE"));
     app.add_option("--trace-map-size", options.traceMapSize, "its size in octets")
-        ->check(CLI::Validator(checkTraceMapSize, "4096 to 1073741824"))
+        ->check(CLI::Validator(checkTraceMapSize, "16384 to 1073741824"))
         ->type_name("N")
         ->capture_default_str()
         ->needs(map);

@@ -73,6 +73,7 @@ TEST_F(ServerTest, AnswersRubbishWithAnError) {
                                            "show bpdu\n",
                                            "show a b\n",
                                            "show traces detail\n",
+                                           "show mirror detail\n",
                                            "set trace\n",
                                            "set trace \xff\xfe/8\n",
                                            "show nosuch\n",
@@ -230,6 +231,11 @@ TEST_F(ServerTest, SetsWhatIsToBeSaid) {
     EXPECT_EQ(rig.changes.size(), 2);
     rig.bridge.hello(1s);
     EXPECT_EQ(rig.sent.at(0).frame.at(22), 0x10);
+}
+
+TEST_F(ServerTest, ShowsWhetherTheMirrorsAreInStep) {
+    EXPECT_TRUE(answerTo("show mirror\n").starts_with("ok\nMirror "));
+    EXPECT_TRUE(answerTo("show mirror json\n").starts_with("ok\n[\n  {\n    \"mirrors\": ["));
 }
 
 TEST_F(ServerTest, SwitchesTracesAndShowsThem) {

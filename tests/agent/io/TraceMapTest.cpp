@@ -168,16 +168,16 @@ TEST_F(TraceMapTest, TakesTheLeastSizeAndRefusesAnotherThatIsNotAllowed) {
             said = error.what();
         }
         EXPECT_EQ(said, path.string() + ": a trace map of " + std::to_string(size) +
-                            " octets is not allowed; allowed: 4096 to 1073741824");
+                            " octets is not allowed; allowed: 16384 to 1073741824");
     }
     EXPECT_EQ(names(), Names{"map"});
     EXPECT_EQ(contents(path).size(), TraceMap::smallestSize);
 }
 
 TEST_F(TraceMapTest, TakesASizeThatIsNoMultipleOfAnything) {
-    const TraceMap map(path, 12345);
+    const TraceMap map(path, 23456);
     work();
-    EXPECT_EQ(contents(path).size(), 12345u);
+    EXPECT_EQ(contents(path).size(), 23456u);
 }
 
 } // namespace
