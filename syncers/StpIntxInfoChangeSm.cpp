@@ -1,16 +1,6 @@
 #include "syncers/IntxInfoChangeSm.h"
 
-#include "framework/zel/TypeNodeOf.h"
-
 namespace Varnol {
-
-constinit Zel::TypeNode const IntxInfoChangeSm::_zelType =
-    Zel::typeNodeOf<IntxInfoChangeSm, &IntxInfoChangeSm::IntxInfoChangeSmIs>(
-        "Varnol::IntxInfoChangeSm");
-constinit Zel::TypeNode const IntxInfoChangeSm::ZelIntxInfo::_zelType =
-    Zel::typeNodeOf<ZelIntxInfo>("Varnol::IntxInfoChangeSm::ZelIntxInfo");
-constinit Zel::TypeNode const IntxInfoChangeSm::ZelMstiN::_zelType =
-    Zel::typeNodeOf<ZelMstiN>("Varnol::IntxInfoChangeSm::ZelMstiN");
 
 namespace {
 [[maybe_unused]] const bool registered = Zel::typeNodeIs(IntxInfoChangeSm::_zelType) &&

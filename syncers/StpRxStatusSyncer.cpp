@@ -3,7 +3,6 @@
 #include "framework/zel/CopyScalars.h"
 #include "framework/zel/Fatal.h"
 #include "framework/zel/Reinstantiation.h"
-#include "framework/zel/TypeNodeOf.h"
 #include "syncers/CopiedScalars.h"
 #include "syncers/HandlerTrace.h"
 #include "syncers/RxMstPortStatusToRxDynamicSyncer.h"
@@ -23,13 +22,6 @@ void scanningList(TraceStream& out) { out << "scanning list"; }
 } // namespace
 
 // ---- RxStatusToRxDynamicSyncer ----
-
-constinit Zel::TypeNode const RxStatusToRxDynamicSyncer::_zelType =
-    Zel::typeNodeOf<RxStatusToRxDynamicSyncer,
-                    &RxStatusToRxDynamicSyncer::RxStatusToRxDynamicSyncerIs>(
-        "Varnol::RxStatusToRxDynamicSyncer");
-constinit Zel::TypeNode const RxStatusToRxDynamicSyncer::ZelSource::_zelType =
-    Zel::typeNodeOf<ZelSource>("Varnol::RxStatusToRxDynamicSyncer::ZelSource");
 
 RxStatusToRxDynamicSyncer::RxStatusToRxDynamicSyncer(Zel::Ptr<RxStatus const> const& source,
                                                      Zel::Ptr<RxStatus> const& rxStatus)
@@ -128,13 +120,6 @@ rxStatusToRxDynamicSyncerFactory(Zel::Ptr<RxStatus const> const& source,
 
 // ---- RxMstStatusToRxDynamicSyncer ----
 
-constinit Zel::TypeNode const RxMstStatusToRxDynamicSyncer::_zelType =
-    Zel::typeNodeOf<RxMstStatusToRxDynamicSyncer,
-                    &RxMstStatusToRxDynamicSyncer::RxMstStatusToRxDynamicSyncerIs>(
-        "Varnol::RxMstStatusToRxDynamicSyncer");
-constinit Zel::TypeNode const RxMstStatusToRxDynamicSyncer::ZelSource::_zelType =
-    Zel::typeNodeOf<ZelSource>("Varnol::RxMstStatusToRxDynamicSyncer::ZelSource");
-
 RxMstStatusToRxDynamicSyncer::RxMstStatusToRxDynamicSyncer(
     Zel::Name mstName, Zel::Ptr<RxMstStatus const> const& source,
     Zel::Ptr<RxStatus> const& rxStatus)
@@ -230,13 +215,6 @@ rxMstStatusToRxDynamicSyncerFactory(Zel::Name mstName, Zel::Ptr<RxMstStatus cons
 }
 
 // ---- RxMstPortStatusToRxDynamicSyncer ----
-
-constinit Zel::TypeNode const RxMstPortStatusToRxDynamicSyncer::_zelType =
-    Zel::typeNodeOf<RxMstPortStatusToRxDynamicSyncer,
-                    &RxMstPortStatusToRxDynamicSyncer::RxMstPortStatusToRxDynamicSyncerIs>(
-        "Varnol::RxMstPortStatusToRxDynamicSyncer");
-constinit Zel::TypeNode const RxMstPortStatusToRxDynamicSyncer::ZelSource::_zelType =
-    Zel::typeNodeOf<ZelSource>("Varnol::RxMstPortStatusToRxDynamicSyncer::ZelSource");
 
 namespace {
 

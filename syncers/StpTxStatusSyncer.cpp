@@ -2,7 +2,6 @@
 #include "framework/zel/CopyScalars.h"
 #include "framework/zel/Fatal.h"
 #include "framework/zel/Reinstantiation.h"
-#include "framework/zel/TypeNodeOf.h"
 #include "syncers/HandlerTrace.h"
 #include "syncers/IntxInfoSyncer.h"
 #include "syncers/TxStatusToRxSyncer.h"
@@ -18,13 +17,6 @@ using Zel::TraceStream;
 } // namespace
 
 // ---- IntxInfoSyncer ----
-
-constinit Zel::TypeNode const IntxInfoSyncer::_zelType =
-    Zel::typeNodeOf<IntxInfoSyncer, &IntxInfoSyncer::IntxInfoSyncerIs>("Varnol::IntxInfoSyncer");
-constinit Zel::TypeNode const IntxInfoSyncer::ZelSource::_zelType =
-    Zel::typeNodeOf<ZelSource>("Varnol::IntxInfoSyncer::ZelSource");
-constinit Zel::TypeNode const IntxInfoSyncer::ZelMstiNSm::_zelType =
-    Zel::typeNodeOf<ZelMstiNSm>("Varnol::IntxInfoSyncer::ZelMstiNSm");
 
 IntxInfoSyncer::IntxInfoSyncer(Zel::Ptr<IntxInfo const> source, IntxInfo::Ptr dest,
                                Bridging::VlanIdOrNone vlanIdOrZero, Zel::String parentId)
@@ -133,17 +125,6 @@ IntxInfoSyncer::Ptr intxInfoSyncerFactory(Zel::Ptr<IntxInfo const> source, IntxI
 }
 
 // ---- TxStatusToTxSyncer ----
-
-constinit Zel::TypeNode const TxStatusToTxSyncer::_zelType =
-    Zel::typeNodeOf<TxStatusToTxSyncer, &TxStatusToTxSyncer::TxStatusToTxSyncerIs>(
-        "Varnol::TxStatusToTxSyncer");
-constinit Zel::TypeNode const TxStatusToTxSyncer::ZelSource::_zelType =
-    Zel::typeNodeOf<ZelSource>("Varnol::TxStatusToTxSyncer::ZelSource");
-constinit Zel::TypeNode const TxStatusToTxSyncer::ZelTxMstStatusSm::_zelType =
-    Zel::typeNodeOf<ZelTxMstStatusSm>("Varnol::TxStatusToTxSyncer::ZelTxMstStatusSm");
-constinit Zel::TypeNode const TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm::_zelType =
-    Zel::typeNodeOf<ZelTxMstPortStatusSm>(
-        "Varnol::TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm");
 
 TxStatusToTxSyncer::TxStatusToTxSyncer(Zel::Ptr<TxStatus const> source, Zel::Ptr<TxStatus> dest)
     : dest_(std::move(dest)) {
@@ -407,14 +388,6 @@ TxStatusToTxSyncer::Ptr txStatusToTxSyncerFactory(Zel::Ptr<TxStatus const> sourc
 }
 
 // ---- TxStatusToRxSyncer ----
-
-constinit Zel::TypeNode const TxStatusToRxSyncer::_zelType =
-    Zel::typeNodeOf<TxStatusToRxSyncer, &TxStatusToRxSyncer::TxStatusToRxSyncerIs>(
-        "Varnol::TxStatusToRxSyncer");
-constinit Zel::TypeNode const TxStatusToRxSyncer::ZelSource::_zelType =
-    Zel::typeNodeOf<ZelSource>("Varnol::TxStatusToRxSyncer::ZelSource");
-constinit Zel::TypeNode const TxStatusToRxSyncer::ZelTxMstStatusSm::_zelType =
-    Zel::typeNodeOf<ZelTxMstStatusSm>("Varnol::TxStatusToRxSyncer::ZelTxMstStatusSm");
 
 TxStatusToRxSyncer::TxStatusToRxSyncer(Zel::Ptr<TxStatus const> const& source,
                                        Zel::Ptr<RxStatus> const& rxStatus)

@@ -50,8 +50,8 @@ VARNOL_API GenericIfResult genericIfAttributeOp(PtrInterface const& object, Attr
                                                 Value const& key = {});
 
 /// A walk over the elements of one attribute, in the order in which they stand there. It survives
-/// every change, as MapWalk says, and holds the object. Requires: iterNonnull(), for all but
-/// itself.
+/// every change, as MapWalk says, and holds the object. Requires: iterNonnull(), an
+/// assertion, for all but itself.
 class VARNOL_API GenericIterator {
   public:
     virtual ~GenericIterator();

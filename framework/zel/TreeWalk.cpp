@@ -1,15 +1,21 @@
 #include "framework/zel/TreeWalk.h"
 
 #include "framework/zel/Exception.h"
+#include "framework/zel/Strep.h"
 
 #include <algorithm>
 
 namespace Zel {
 
 std::vector<TreeElement> treeElements(PtrInterface const& object, AttributeId attribute) {
+    const auto walk = genericIfIterator(object, attribute);
+    if (!walk)
+        throwRangeException(String("a ")
+                                .merge(treeType(object).name(), " has no elements under ",
+                                       valueToStrep(U64{attribute}))
+                                .c_str());
     std::vector<TreeElement> elements;
-    for (const auto walk = genericIfIterator(object, attribute); walk->iterNonnull();
-         walk->iterInc())
+    for (; walk->iterNonnull(); walk->iterInc())
         elements.push_back({walk->iterKey(), walk->iterObj()});
     std::ranges::stable_sort(elements, [](TreeElement const& left, TreeElement const& right) {
         return left.key < right.key;

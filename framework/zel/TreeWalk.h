@@ -15,11 +15,11 @@ struct TreeElement {
     Value object;
 };
 
-/// The elements of an attribute that has some, in ascending order of their keys. Requires: the
-/// object has an attribute of that identifier, of such a kind.
+/// The elements of an attribute that has some, in ascending order of their keys. Throws
+/// RangeException when the object has no such attribute.
 VARNOL_API std::vector<TreeElement> treeElements(PtrInterface const& object, AttributeId attribute);
 
-/// The value of any other attribute of the object.
+/// The value of any other attribute of the object; none when it has no such attribute.
 VARNOL_API Value treeValue(PtrInterface const& object, AttributeId attribute);
 
 /// The object's type node. Throws RangeException when its class has no generic attribute interface.

@@ -14,7 +14,8 @@ struct GenericIf;
 /// What the framework knows of one class: its name, its attributes, how they are reached, and its
 /// live objects.
 ///
-/// Each class has one, `_zelType`, defined in the class's source file with
+/// Each class has one, `_zelType`, defined in a source file of its own and registered in the
+/// class's source file, or both in the latter where no handler is to be spared what is generated:
 ///
 ///     constinit Zel::TypeNode const IntxInfo::_zelType =
 ///         Zel::typeNodeOf<IntxInfo>("Varnol::IntxInfo"); // TypeNodeOf.h

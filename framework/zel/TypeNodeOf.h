@@ -1,5 +1,6 @@
 #pragma once
 
+#include "framework/zel/Fatal.h"
 #include "framework/zel/GenericIf.h"
 #include "framework/zel/TypeNode.h"
 
@@ -152,9 +153,13 @@ template <class A, class T> class AttributeWalk final : public GenericIterator {
         , walk_(begin(object)) {}
 
     bool iterNonnull() const override { return !(walk_ == std::default_sentinel); }
-    void iterInc() override { ++walk_; }
+    void iterInc() override {
+        assertNonnull();
+        ++walk_;
+    }
     Value iterKey() const override { return Value(key()); }
     Value iterObj() const override {
+        assertNonnull();
         if constexpr (ValueMapAttribute<A>)
             return Value(walk_->value());
         else
@@ -174,7 +179,12 @@ template <class A, class T> class AttributeWalk final : public GenericIterator {
         else
             return A::walk(object);
     }
+    void assertNonnull() const {
+        if (!iterNonnull())
+            assertionFailed("iterNonnull()", "Zel::GenericIterator");
+    }
     typename A::Key key() const {
+        assertNonnull();
         if constexpr (ValueMapAttribute<A>)
             return walk_->key();
         else

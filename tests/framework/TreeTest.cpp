@@ -140,6 +140,28 @@ TEST(GenericIf, AWalkSurvivesWhatItsBodyDoesAndHoldsTheObject) {
     EXPECT_EQ(keys, "1 3 ");
 }
 
+TEST(GenericIfDeathTest, AWalkAtItsEndStandsOnNothing) {
+    const Zel::Ptr<Toy::Record> record(new Toy::Record);
+    const auto walk = genericIfIterator(*record, 266);
+    ASSERT_FALSE(walk->iterNonnull());
+    EXPECT_DEATH(walk->iterKey(), "iterNonnull");
+    EXPECT_DEATH(walk->iterObj(), "iterNonnull");
+    EXPECT_DEATH(walk->iterInc(), "iterNonnull");
+    EXPECT_DEATH(walk->iterDel(), "iterNonnull");
+}
+
+TEST(TreeWalk, GivesTheElementsByAscendingKeysAndNoneOfAScalar) {
+    const auto record = sample();
+    std::string keys;
+    for (Zel::TreeElement const& element : Zel::treeElements(*record, 266))
+        keys += element.key.text() + "=" + element.object.text() + " ";
+    EXPECT_EQ(keys, "1=10 2=20 3=30 ");
+    EXPECT_EQ(textThrown<Zel::RangeException>([&] { Zel::treeElements(*record, 259); }),
+              "a Toy::Record has no elements under 259");
+    EXPECT_TRUE(Zel::treeValue(*record, 259) == Value(7U));
+    EXPECT_TRUE(Zel::treeValue(*record, 260).none());
+}
+
 TEST(GenericIf, ConstructsAnEntityFromItsKey) {
     Zel::Ptr<Zel::PtrInterface> place;
     const Value key{Toy::ItemId(12)};
