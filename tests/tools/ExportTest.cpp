@@ -200,6 +200,20 @@ TEST(Ctf, SaysWhatEachBlockIsAboutAndWhen) {
     EXPECT_EQ(countOf(lines, "entity_key = \"Et1\""), 4U);
 }
 
+TEST(Ctf, OfManyBlocksIsReadOverItsPackets) {
+    TraceMaker maker({.lanes = 1, .descriptors = 2048, .chunk = 8, .places = 4096});
+    const U32 message = maker.message(std::string(900, 'f'));
+    for (U64 i = 0; i < 4000; ++i) {
+        maker.enter(0, 10 * i, {handler, message, 0, 0, {}, 0, {}});
+        maker.leave(0, 10 * i + 5);
+    }
+    const TraceInFile file(maker.text());
+    const auto folder = file.folder() / "ctf";
+    ASSERT_EQ(varnolTrace({"export", file.path(), "--ctf", folder}).exitStatus, 0);
+    EXPECT_GT(std::filesystem::file_size(folder / "lane-0"), std::uintmax_t{3} << 20);
+    EXPECT_EQ(readByBabeltrace(folder).size(), 4000U);
+}
+
 TEST(Ctf, OfATraceWithoutBlocksHasNoStream) {
     const TraceInFile file(TraceMaker().text());
     const auto folder = file.folder() / "ctf";
@@ -237,6 +251,19 @@ TEST(NewFile, AppearsWhenItIsCompleteOrNotAtAll) {
     EXPECT_EQ(contents(path), "second");
     EXPECT_EQ(filesIn(folder.path()), std::vector<std::string>{"file"});
     EXPECT_THROW(writeFile("/nowhere/file", [](std::ostream&) {}), std::system_error);
+}
+
+TEST(NewFile, ReplacesWhatALinkLeadsToAndNothingThatIsNoRegularFile) {
+    const Examples::TemporaryFolder folder;
+    const auto path = folder.path() / "file";
+    const auto link = folder.path() / "link";
+    write(path, "old");
+    std::filesystem::create_symlink("file", link);
+    writeFile(link, [](std::ostream& out) { out << "new"; });
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    EXPECT_EQ(contents(path), "new");
+    EXPECT_THROW(writeFile(folder.path(), [](std::ostream&) {}), std::system_error);
+    EXPECT_THROW(writeFile("/dev/null", [](std::ostream&) {}), std::system_error);
 }
 
 TEST(NewFile, IsNotThereWhenItCouldNotBeWritten) {

@@ -2,7 +2,6 @@
 
 #include "tests/tools/TraceMaker.h"
 #include "tools/trace/Chrome.h"
-#include "tools/trace/Ctf.h"
 #include "tools/trace/Reader.h"
 #include "tools/trace/Show.h"
 #include "tools/trace/Stats.h"
@@ -43,15 +42,6 @@ inline std::string chromeText(Trace trace) {
     std::ostringstream out;
     const auto lanes = nested(trace);
     writeChrome(out, trace, lanes);
-    return out.str();
-}
-
-/// The metadata, and then the streams of all lanes.
-inline std::string ctfText(Trace const& trace) {
-    std::ostringstream out;
-    writeCtfMetadata(out, trace);
-    for (std::size_t lane = 0; lane < laneCount(trace); ++lane)
-        writeCtfStream(out, trace, lane);
     return out.str();
 }
 

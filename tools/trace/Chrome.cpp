@@ -80,8 +80,9 @@ void writeChrome(std::ostream& out, Trace const& trace,
         for (NestedBlock const& nested : lanes[i]) {
             BlockRecord const& block = nested.block;
             out << separator << "{\"ph\":\"" << (nested.isOpen() ? 'B' : 'X')
-                << "\",\"name\":" << jsonText(names.actor(block)) << ",\"cat\":\"" << name(block.kind)
-                << "\"," << place << ",\"ts\":" << microseconds(block.begin - start);
+                << "\",\"name\":" << jsonText(names.actor(block)) << ",\"cat\":\""
+                << name(block.kind) << "\"," << place
+                << ",\"ts\":" << microseconds(block.begin - start);
             if (!nested.isOpen())
                 out << ",\"dur\":" << microseconds(nested.duration());
             out << ",\"args\":" << arguments(names, block) << "}";

@@ -1,12 +1,12 @@
 #include "tools/trace/Ctf.h"
 
-#include "tools/trace/Names.h"
 #include "tools/trace/Text.h"
 
 #include <algorithm>
 #include <bit>
 #include <ostream>
 #include <string>
+#include <utility>
 
 namespace TraceTool {
 namespace {
@@ -37,6 +37,32 @@ void putBlock(std::string& to, Names const& names, BlockRecord const& block, U64
     putText(to, names.entityKey(block));
     putText(to, names.attribute(block));
     putText(to, names.key(block));
+}
+
+struct Packet {
+    U32 lane;
+    U32 thread;
+    U64 first;
+    U64 last;
+    std::string events;
+};
+
+/// Writes the packet, and empties it.
+void flush(std::ostream& out, Packet& packet) {
+    std::string head;
+    constexpr U64 headSize = 2 * sizeof(U32) + 4 * sizeof(U64) + 2 * sizeof(U32);
+    const U64 bits = (headSize + packet.events.size()) * 8;
+    put<U32>(head, packetMagic);
+    put<U32>(head, 0);
+    put<U64>(head, packet.first);
+    put<U64>(head, packet.last);
+    put<U64>(head, bits);
+    put<U64>(head, bits);
+    put<U32>(head, packet.lane);
+    put<U32>(head, packet.thread);
+    out.write(head.data(), static_cast<std::streamsize>(head.size()));
+    out.write(packet.events.data(), static_cast<std::streamsize>(packet.events.size()));
+    packet.events.clear();
 }
 
 // What putBlock() puts between the times and the end.
@@ -135,48 +161,33 @@ event {
 )";
 }
 
-std::size_t laneCount(Trace const& trace) {
-    std::size_t count = trace.lanes.size();
-    for (BlockRecord const& block : trace.blocks)
-        count = std::max(count, std::size_t{block.lane} + 1);
-    return count;
-}
+U64 writeCtfStream(std::ostream& out, Trace const& trace, Names const& names, std::size_t lane,
+                   std::vector<NestedBlock> const& blocks) {
+    constexpr std::size_t packetSize = std::size_t{1} << 20;
+    std::vector<BlockRecord const*> inOrder;
+    inOrder.reserve(blocks.size());
+    for (NestedBlock const& nested : blocks)
+        inOrder.push_back(&nested.block);
+    // As they ended, and then the open ones, outermost first.
+    std::ranges::stable_sort(inOrder, {}, [](BlockRecord const* block) {
+        return std::pair(block->end == 0, block->sequence);
+    });
 
-U64 writeCtfStream(std::ostream& out, Trace const& trace, std::size_t lane) {
-    const Names names(trace);
     const U64 latest = trace.latest();
-    const Lane found = lane < trace.lanes.size() ? trace.lanes[lane] : Lane{};
-    U64 count = 0;
-    U64 first = latest;
-    std::string events;
-    for (BlockRecord const& block : trace.blocks) {
-        if (block.lane != lane)
-            continue;
-        first = std::min(first, block.end);
-        putBlock(events, names, block, block.end);
-        ++count;
+    const U64 thread = lane < trace.lanes.size() ? trace.lanes[lane].threadId : 0;
+    Packet packet{static_cast<U32>(lane), static_cast<U32>(thread), 0, 0, {}};
+    for (BlockRecord const* const block : inOrder) {
+        const U64 time = block->end != 0 ? block->end : latest;
+        if (packet.events.empty())
+            packet.first = time;
+        packet.last = time;
+        putBlock(packet.events, names, *block, time);
+        if (packet.events.size() >= packetSize)
+            flush(out, packet);
     }
-    for (BlockRecord const& block : found.open) {
-        putBlock(events, names, block, latest);
-        ++count;
-    }
-    if (count == 0)
-        return 0;
-
-    std::string packet;
-    constexpr U64 headSize = 2 * sizeof(U32) + 4 * sizeof(U64) + 2 * sizeof(U32);
-    const U64 bits = (headSize + events.size()) * 8;
-    put<U32>(packet, packetMagic);
-    put<U32>(packet, 0);
-    put<U64>(packet, first);
-    put<U64>(packet, latest);
-    put<U64>(packet, bits);
-    put<U64>(packet, bits);
-    put<U32>(packet, static_cast<U32>(lane));
-    put<U32>(packet, static_cast<U32>(found.threadId));
-    out.write(packet.data(), static_cast<std::streamsize>(packet.size()));
-    out.write(events.data(), static_cast<std::streamsize>(events.size()));
-    return count;
+    if (!packet.events.empty())
+        flush(out, packet);
+    return inOrder.size();
 }
 
 } // namespace TraceTool

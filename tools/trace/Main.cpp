@@ -13,6 +13,7 @@
 #include "tools/trace/Stats.h"
 #include "tools/trace/Tree.h"
 
+#include <algorithm>
 #include <csignal>
 #include <exception>
 #include <iostream>
@@ -52,15 +53,17 @@ bool follow(Reader& reader, unsigned poll) {
     return follow.damaged();
 }
 
-void exportCtf(Trace const& trace, fs::path const& path) {
+void exportCtf(Trace const& trace, std::vector<std::vector<NestedBlock>> const& lanes,
+               fs::path const& path) {
+    const Names names(trace);
     makeFolder(path, [&](fs::path const& folder) {
         writeFile(folder / "metadata", [&](std::ostream& out) { writeCtfMetadata(out, trace); });
-        for (std::size_t lane = 0; lane < laneCount(trace); ++lane) {
-            const fs::path stream = folder / ("lane-" + std::to_string(lane));
-            U64 count = 0;
-            writeFile(stream, [&](std::ostream& out) { count = writeCtfStream(out, trace, lane); });
-            if (count == 0)
-                fs::remove(stream);
+        for (std::size_t lane = 0; lane < lanes.size(); ++lane) {
+            if (lanes[lane].empty())
+                continue;
+            writeFile(folder / ("lane-" + std::to_string(lane)), [&](std::ostream& out) {
+                writeCtfStream(out, trace, names, lane, lanes[lane]);
+            });
         }
     });
 }
@@ -69,7 +72,7 @@ void exportTrace(Trace const& trace, std::vector<std::vector<NestedBlock>> const
                  Options const& options) {
     std::error_code none;
     if (!options.ctf.empty())
-        return exportCtf(trace, options.ctf);
+        return exportCtf(trace, lanes, options.ctf);
     if (fs::equivalent(options.file, options.chrome, none))
         throw std::runtime_error(options.chrome + ": is the trace itself");
     writeFile(options.chrome, [&](std::ostream& out) { writeChrome(out, trace, lanes); });
@@ -92,8 +95,11 @@ U64 startOf(Octets const& file, Options const& options) {
         throw Refused("no trace in it");
     if (found.size() > 1) {
         std::string text = std::to_string(found.size()) + " traces in it; choose one with";
-        for (const U64 offset : found)
-            text += " --at " + std::to_string(offset);
+        constexpr std::size_t mostNamed = 20;
+        for (std::size_t i = 0; i < std::min(found.size(), mostNamed); ++i)
+            text += " --at " + std::to_string(found[i]);
+        if (found.size() > mostNamed)
+            text += " ...";
         throw Refused(text);
     }
     return found.front();

@@ -28,7 +28,12 @@ fs::path temporaryName(fs::path path) {
 
 } // namespace
 
-void writeFile(fs::path const& path, std::function<void(std::ostream&)> const& write) {
+void writeFile(fs::path const& wanted, std::function<void(std::ostream&)> const& write) {
+    std::error_code none;
+    const fs::path path = fs::is_symlink(wanted, none) ? fs::canonical(wanted) : wanted;
+    if (fs::exists(path, none) && !fs::is_regular_file(path, none))
+        throw std::system_error(EINVAL, std::generic_category(),
+                                wanted.string() + ": not a regular file");
     const fs::path temporary = temporaryName(path);
     const int made = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (made < 0)

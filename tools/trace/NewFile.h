@@ -8,7 +8,8 @@
 
 namespace TraceTool {
 
-/// Writes a file under another name beside it, and then gives it its own; replaces an earlier one.
+/// Writes a file under another name beside it, and then gives it its own; replaces an earlier one,
+/// or the one that a symbolic link of that name leads to, but nothing that is no regular file.
 /// Throws std::system_error, and what `write` throws, when there is no new file.
 void writeFile(std::filesystem::path const& path, std::function<void(std::ostream&)> const& write);
 

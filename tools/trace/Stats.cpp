@@ -29,10 +29,29 @@ U64 rank(std::vector<U64> const& sorted, std::size_t percent) {
     return sorted[(sorted.size() * percent + 99) / 100 - 1];
 }
 
+std::string microseconds(U64 nanoseconds) {
+    return std::to_string(nanoseconds / 1000) + "." +
+           std::to_string(1000 + nanoseconds % 1000).substr(1);
+}
+
 std::string attributeText(Names const& names, BlockRecord const& block) {
     const std::string attribute = names.attribute(block);
     const std::string type = names.entityClass(block);
     return attribute.empty() || type.empty() ? attribute : type + "::" + attribute;
+}
+
+using Line = std::array<std::string, 9>;
+
+Line lineOf(Names const& names, StatsRow const& row) {
+    return {microseconds(row.own),
+            microseconds(row.total),
+            std::to_string(row.count),
+            microseconds(row.median),
+            microseconds(row.p99),
+            microseconds(row.max),
+            std::string(name(row.example.kind)),
+            names.actor(row.example),
+            attributeText(names, row.example)};
 }
 
 } // namespace
@@ -64,39 +83,40 @@ std::vector<StatsRow> stats(std::vector<std::vector<NestedBlock>> const& lanes) 
 }
 
 void printStats(std::ostream& out, Trace const& trace, std::vector<StatsRow> const& rows) {
-    using Line = std::array<std::string, 9>;
-    std::vector<Line> lines{{"own us", "total us", "count", "median us", "p99 us", "max us", "kind",
-                             "actor", "attribute"}};
-    const auto microseconds = [](U64 nanoseconds) {
-        const std::string rest = std::to_string(1000 + nanoseconds % 1000).substr(1);
-        return std::to_string(nanoseconds / 1000) + "." + rest;
-    };
     const Names names(trace);
-    for (StatsRow const& row : rows)
-        lines.push_back({microseconds(row.own), microseconds(row.total), std::to_string(row.count),
-                         microseconds(row.median), microseconds(row.p99), microseconds(row.max),
-                         std::string(name(row.example.kind)), names.actor(row.example),
-                         attributeText(names, row.example)});
-    constexpr std::size_t numbers = 6;
-    constexpr std::size_t last = std::tuple_size_v<Line> - 1;
-    std::array<std::size_t, last> widths{};
-    for (Line const& line : lines)
-        for (std::size_t i = 0; i < last; ++i)
+    const Line head{"own us", "total us", "count", "median us", "p99 us",
+                    "max us", "kind",     "actor", "attribute"};
+    std::array<std::size_t, std::tuple_size_v<Line>> widths{};
+    const auto widen = [&](Line const& line) {
+        for (std::size_t i = 0; i < line.size(); ++i)
             widths[i] = std::max(widths[i], std::min<std::size_t>(line[i].size(), 100));
-    for (Line const& line : lines) {
+    };
+    widen(head);
+    for (StatsRow const& row : rows)
+        widen(lineOf(names, row));
+
+    constexpr std::size_t numbers = 6;
+    const auto print = [&](Line const& line) {
         std::string text;
-        for (std::size_t i = 0; i < last; ++i)
+        for (std::size_t i = 0; i < line.size(); ++i)
             text += (i < numbers ? toTheRight(line[i], widths[i]) : toTheLeft(line[i], widths[i])) +
                     "  ";
-        text += line[last];
         text.erase(text.find_last_not_of(' ') + 1);
         out << text << "\n";
-    }
+    };
+    print(head);
+    for (StatsRow const& row : rows)
+        print(lineOf(names, row));
 }
 
 void printStatsJson(std::ostream& out, Trace const& trace, std::vector<StatsRow> const& rows) {
     const Names names(trace);
-    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    out << "{\n  \"processId\": " << trace.header.processId
+        << ",\n  \"blocks\": " << trace.blocks.size()
+        << ",\n  \"overwritten\": " << trace.overwritten()
+        << ",\n  \"lost\": " << trace.header.lostRecords
+        << ",\n  \"damage\": " << trace.damage.count() << ",\n  \"rows\": [";
+    const char* separator = "\n    ";
     for (StatsRow const& row : rows) {
         nlohmann::ordered_json entry{{"kind", name(row.example.kind)},
                                      {"actor", names.actor(row.example)}};
@@ -110,13 +130,10 @@ void printStatsJson(std::ostream& out, Trace const& trace, std::vector<StatsRow>
                       {"medianNanoseconds", row.median},
                       {"p99Nanoseconds", row.p99},
                       {"maxNanoseconds", row.max}});
-        list.push_back(std::move(entry));
+        out << separator << entry.dump();
+        separator = ",\n    ";
     }
-    const nlohmann::ordered_json all{
-        {"processId", trace.header.processId}, {"blocks", trace.blocks.size()},
-        {"overwritten", trace.overwritten()},  {"lost", trace.header.lostRecords},
-        {"damage", trace.damage.count()},      {"rows", std::move(list)}};
-    out << all.dump(2) << "\n";
+    out << "\n  ]\n}\n";
 }
 
 } // namespace TraceTool
