@@ -120,11 +120,11 @@ std::vector<Fault> recordFaults(TraceMaker const& maker, BlockRecord const& reco
     std::vector<Fault> faults;
     const std::string name = "record " + std::to_string(record.sequence);
     const std::size_t at = maker.recordAt(record.sequence);
-    const U64 wrongKind = record.kind == BlockKind::handler ? 1 : 8;
+    const U64 wrong = record.kind == BlockKind::handler ? 1000 : 8; // a message, not a class
     add(faults, name + " sequence", at + At::sequence, 8, {record.sequence + 1, highest >> 1});
     add(faults, name + " begin", at + At::begin, 8, {0, record.end + 1, highest});
     add(faults, name + " end", at + At::end, 8, {1, highest});
-    add(faults, name + " messageId", at + At::messageId, 4, {wrongKind, 999, highest});
+    add(faults, name + " messageId", at + At::messageId, 4, {wrong, 999, highest});
     add(faults, name + " lane", at + At::lane, 2, {2, 0xffff});
     add(faults, name + " typeId", at + At::typeId, 4, {8, 999, highest});
     add(faults, name + " kind", at + At::kind, 1, {3, 255});

@@ -114,6 +114,16 @@ TEST(Reader, ReadsWhatATraceSaysOfItself) {
     EXPECT_TRUE(std::ranges::is_sorted(trace.blocks, {}, &BlockRecord::sequence));
 }
 
+TEST(Reader, TakesABlockOfAClassWhoseKindWasNotKeptAsAHandler) {
+    TraceMaker maker;
+    const U32 type = maker.type("T");
+    maker.enter(0, 1, {handler, type, 0, 0, {}, 0, {}});
+    maker.leave(0, 2);
+    const Trace trace = read(maker);
+    EXPECT_TRUE(trace.damage.none());
+    EXPECT_NE(showText(trace).find("handler   T\n"), std::string::npos);
+}
+
 TEST(Reader, DoesNotTakeARecordThatIsBeingWritten) {
     TraceMaker maker;
     const U32 message = maker.message("f():1");

@@ -91,10 +91,11 @@ const char* wrongIn(BlockRecord const& block, std::map<U32, Description> const& 
         return "has an impossible time of its beginning";
     if (block.kind > BlockKind::write)
         return "is of an unknown kind";
+    // A block that had no frame when it ended is recorded without its kind, as a handler.
     const auto actor = descriptions.find(block.messageId);
-    const auto wanted =
-        block.kind == BlockKind::handler ? DescriptorKind::message : DescriptorKind::type;
-    if (block.messageId != 0 && (actor == descriptions.end() || actor->second.kind != wanted))
+    if (block.messageId != 0 &&
+        (actor == descriptions.end() ||
+         (block.kind != BlockKind::handler && actor->second.kind != DescriptorKind::type)))
         return "names no such message or class";
     const auto type = descriptions.find(block.typeId);
     if (block.typeId != 0 &&
