@@ -105,6 +105,20 @@ TEST(Following, ShowsABlockOfAMessageThatIsDescribedLater) {
     EXPECT_EQ(trace.errors.str(), "");
 }
 
+TEST(Following, DoesNotCountADamagedBlockAsOverwritten) {
+    Numbered trace(smallRing);
+    trace.block();
+    trace.follow.look();
+    trace.block();
+    trace.maker.put<U8>(trace.maker.recordAt(2) + At::kind, 9);
+    trace.follow.look();
+    trace.follow.look();
+    trace.follow.finish();
+    EXPECT_EQ(trace.errors.str(), "varnol-trace: damaged: record 2 is of an unknown kind\n");
+    EXPECT_EQ(countOf(trace.out.str(), "1 finished blocks shown, 0 overwritten unseen\n"), 1U)
+        << trace.out.str();
+}
+
 TEST(Following, NamesEachDamageOnce) {
     Numbered trace(smallRing);
     trace.maker.put<U32>(At::clock, 9);

@@ -161,6 +161,50 @@ TEST(Reader, DoesNotTakeARecordThatIsOverwrittenBetweenItsReadings) {
     }
 }
 
+/// Memory of which the first reading of the ring meets a record before it is written, and those
+/// behind it after they are.
+class UnevenOctets final : public Octets {
+  public:
+    UnevenOctets(TraceMaker& maker, std::vector<std::byte> recordBefore)
+        : maker_(maker)
+        , recordBefore_(std::move(recordBefore)) {}
+    U64 size() const override { return maker_.octets().size(); }
+    std::size_t read(U64 offset, std::span<std::byte> into) const override {
+        const std::size_t count = MemoryOctets(maker_.octets()).read(offset, into);
+        if (offset == maker_.ringAt() && first_) {
+            std::ranges::copy(recordBefore_, into.begin());
+            first_ = false;
+        }
+        return count;
+    }
+
+  private:
+    TraceMaker& maker_;
+    std::vector<std::byte> recordBefore_;
+    mutable bool first_ = true;
+};
+
+TEST(Reader, TakesARecordThatIsWrittenWhileItReadsTheNextTimeAndBeforeThoseBehindIt) {
+    TraceMaker maker;
+    const U32 message = maker.message("f():1");
+    maker.enter(0, 1, {handler, message, 0, 0, {}, 0, {}});
+    const U64 first = maker.beginLeaving(0, 2);
+    const auto at = maker.octets().begin() + static_cast<std::ptrdiff_t>(maker.recordAt(first));
+    const std::vector<std::byte> before(at, at + 96);
+    maker.endLeaving(0, first);
+    maker.enter(0, 3, {handler, message, 0, 0, {}, 0, {}});
+    const U64 second = maker.leave(0, 4);
+
+    const UnevenOctets octets(maker, before);
+    Reader reader(octets);
+    EXPECT_EQ(reader.read().blocks.size(), 0U);
+    const Trace trace = reader.read();
+    ASSERT_EQ(trace.blocks.size(), 2U);
+    EXPECT_EQ(trace.blocks[0].sequence, first);
+    EXPECT_EQ(trace.blocks[1].sequence, second);
+    EXPECT_TRUE(trace.damage.none());
+}
+
 TEST(Reader, TakesOnlyOpenBlocksThatStayTheSameBetweenTwoReadings) {
     TraceMaker maker;
     const U32 message = maker.message("f():1");
