@@ -36,7 +36,7 @@ class BlockTimerSelf {
     }
 
   private:
-    [[gnu::cold]] static U64 enter(TraceFile& file, BlockPlace& place) noexcept;
+    [[gnu::cold]] VARNOL_API static U64 enter(TraceFile& file, BlockPlace& place) noexcept;
 
     TraceFile& file_;
     MessageId const& messageId_;
@@ -59,10 +59,10 @@ extern constinit Immortal<TraceFile> defaultFile __attribute__((visibility("hidd
 
 } // namespace detail
 
-/// Times the rest of the block on the default trace file. The message is the function's qualified
-/// name, "():" and the line: "Varnol::TxStatusToRxSyncer::handleTxMstStatus():212".
-/// Costs one load and test while the trace is off. A macro, because a function's qualified name is
-/// not to be had from a default argument.
+/// Times the rest of the block on the default trace file; for the library itself, which alone finds
+/// the file in this way. The message is the function's qualified name, "():" and the line:
+/// "Varnol::TxStatusToRxSyncer::handleTxMstStatus():212". Costs one load and test while the trace
+/// is off. A macro, because a function's qualified name is not to be had from a default argument.
 #define FENNIC_BLOCK_TIMER() FENNIC_BLOCK_TIMER_IN_LINE(__LINE__)
 #define FENNIC_BLOCK_TIMER_IN_LINE(line) FENNIC_BLOCK_TIMER_NAMED(line)
 #define FENNIC_BLOCK_TIMER_NAMED(line)                                                             \

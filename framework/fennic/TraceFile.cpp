@@ -1,6 +1,7 @@
 #include "framework/fennic/TraceFile.h"
 
 #include "framework/fennic/ActivityTrace.h"
+#include "framework/fennic/ThreadBarrier.h"
 #include "framework/zel/Entity.h"
 #include "framework/zel/Exception.h"
 #include "framework/zel/GenericIf.h"
@@ -16,8 +17,6 @@
 #include <thread>
 #include <utility>
 
-#include <linux/membarrier.h>
-#include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -133,21 +132,10 @@ KeyImage keyImage(Zel::KeyView const& key) noexcept {
 }
 
 // Detaching has to know of every writer, and writers are not to pay for it. So that a writer's mark
-// in its lane is seen before it looks whether the memory is still attached, either each of them
-// executes a locked operation, or, where the system can do that, who detaches has the system
-// execute a barrier on all threads of the process.
+// is seen before it looks whether the memory is still attached, either each of them executes a
+// locked operation, or, where the system can do that, who detaches has a barrier executed on all
+// threads of the process.
 constinit std::atomic<bool> writersLock{true};
-
-void prepareBarrier() noexcept {
-    if (writersLock.load(std::memory_order_relaxed) &&
-        ::syscall(SYS_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED, 0, 0) == 0)
-        writersLock.store(false);
-}
-
-void barrierOnAllThreads() noexcept {
-    if (!writersLock.load(std::memory_order_relaxed))
-        ::syscall(SYS_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 0);
-}
 
 constinit std::atomic<U64> lastEpoch{0};
 
@@ -239,7 +227,8 @@ void TraceFile::memoryIs(std::span<std::byte> memory) {
 
     const std::lock_guard lock(mutex_);
     detach();
-    prepareBarrier();
+    if (writersLock.load(std::memory_order_relaxed) && canHaveThreadsSynchronized())
+        writersLock.store(false);
     std::ranges::fill(memory, std::byte{0});
 
     const bool large = memory.size() >= largeMemorySize;
@@ -307,7 +296,8 @@ void TraceFile::detach() noexcept {
     if (this == &defaultTraceFile())
         activityTraceIs(false);
     epoch_.store(0);
-    barrierOnAllThreads();
+    if (!writersLock.load(std::memory_order_relaxed))
+        haveThreadsSynchronized();
     const std::lock_guard lock(attachedMutex); // no owner ends meanwhile
     TraceFile** link = &firstAttached;
     while (*link != this)
@@ -343,7 +333,7 @@ bool TraceFile::claimLane(Thread& thread, U64 epoch) noexcept {
         if (lane == lanesEnd)
             return false;
         lane->owner.store(&thread, std::memory_order_relaxed);
-        lane->header->threadId = static_cast<U64>(::gettid());
+        lane->header->threadId = threadNumber();
     }
     thread.epoch = epoch;
     thread.lane = lane;

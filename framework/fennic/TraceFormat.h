@@ -15,7 +15,8 @@
 /// header.framesPerLane records, the stack of the blocks that the thread is in now, the outermost
 /// first. A lane's first `depth` frames are valid, as far as there is room for them; their `end`
 /// and `sequence` are 0. A frame is written before `depth` says that it is there, and stays
-/// unchanged until `depth` has been taken back.
+/// unchanged until `depth` has been taken back, which is after the block's record has been written:
+/// the innermost frame may be of a block that has a record already.
 ///
 /// **Ring.** Records are written in chunks of header.chunkSize, each of which is filled by one
 /// lane, so that the numbers of a lane's records rise, with gaps where other lanes have chunks. A
@@ -137,7 +138,9 @@ struct KeyImage {
 };
 
 enum class BlockKind : U8 {
-    /// A block that the source opens by itself, as a handler does. messageId is a message's.
+    /// A block that the source opens by itself, as a handler does. messageId is a message's. Also
+    /// the record of any block whose frame was not kept, because it was too deep or entered before
+    /// the memory was attached: messageId may be a class's then, and it is about nothing.
     handler = 0,
     /// A reactor takes a notification. messageId is that of the reactor's class.
     reaction = 1,

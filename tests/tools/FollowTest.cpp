@@ -143,8 +143,8 @@ bool await(std::function<bool()> const& condition) {
 class Running {
   public:
     Running(std::vector<std::string> arguments, std::filesystem::path const& output) {
-        arguments.insert(arguments.begin(), VARNOL_TRACE);
-        std::vector<char*> pointers;
+        std::string program = VARNOL_TRACE;
+        std::vector<char*> pointers{program.data()};
         for (std::string& argument : arguments)
             pointers.push_back(argument.data());
         pointers.push_back(nullptr);
