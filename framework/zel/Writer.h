@@ -2,6 +2,7 @@
 
 #include "framework/zel/Activity.h"
 #include "framework/zel/CopyScalars.h"
+#include "framework/zel/Entity.h"
 #include "framework/zel/TypeNode.h"
 
 namespace Zel {
@@ -10,16 +11,18 @@ namespace Zel {
 /// beginning and of the end. Lives as long as the statement that made it.
 template <class E> class BeingWritten {
   public:
-    BeingWritten(E& entity, AttributeId attribute, void const* key, TypeNode const& actor) noexcept
+    [[gnu::always_inline]] BeingWritten(E& entity, AttributeId attribute, void const* key,
+                                        TypeNode const& actor) noexcept
         : entity_(entity)
-        , actor_(actor) {
+        , actor_(actor)
+        , observer_(activityObserver()) {
         actor.writesInc();
-        if (ActivityObserver* observer = activityObserver()) [[unlikely]]
-            begin(*observer, {entity, attribute, key, actor});
+        if (observer_) [[unlikely]]
+            begun_ = begin(*observer_, entity, attribute, key, actor);
     }
     BeingWritten(BeingWritten const&) = delete;
     BeingWritten& operator=(BeingWritten const&) = delete;
-    ~BeingWritten() {
+    [[gnu::always_inline]] ~BeingWritten() {
         if (observer_) [[unlikely]]
             observer_->ends(actor_, begun_);
     }
@@ -28,14 +31,16 @@ template <class E> class BeingWritten {
     E& operator*() const noexcept { return entity_; }
 
   private:
-    [[gnu::cold]] void begin(ActivityObserver& observer, Activity const& activity) noexcept {
-        observer_ = &observer;
-        begun_ = observer.writeBegins(activity);
+    // Apart, so that the object need not be in memory.
+    [[gnu::cold, gnu::noinline]] static U64 begin(ActivityObserver& observer, Entity const& entity,
+                                                  AttributeId attribute, void const* key,
+                                                  TypeNode const& actor) noexcept {
+        return observer.writeBegins({entity, attribute, key, actor});
     }
 
     E& entity_;
     TypeNode const& actor_;
-    ActivityObserver* observer_ = nullptr;
+    ActivityObserver* const observer_;
     U64 begun_ = 0;
 };
 
