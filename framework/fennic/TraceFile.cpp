@@ -159,9 +159,9 @@ struct [[gnu::visibility("hidden")]] TraceFile::Thread {
             here.hasEnded = true;
             const std::lock_guard lock(attachedMutex);
             for (TraceFile* file = firstAttached; file; file = file->nextAttached_) {
-                for (Lane& lane : file->lanes_) {
-                    if (lane.owner.load(std::memory_order_relaxed) == &here)
-                        lane.owner.store(nullptr, std::memory_order_release);
+                for (Lane& each : file->lanes_) {
+                    if (each.owner.load(std::memory_order_relaxed) == &here)
+                        each.owner.store(nullptr, std::memory_order_release);
                 }
             }
         }
