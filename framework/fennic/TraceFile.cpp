@@ -157,6 +157,8 @@ struct [[gnu::visibility("hidden")]] TraceFile::Thread {
         End& operator=(End const&) = delete;
         ~End() {
             here.hasEnded = true;
+            here.epoch = 0;
+            here.lane = nullptr;
             const std::lock_guard lock(attachedMutex);
             for (TraceFile* file = firstAttached; file; file = file->nextAttached_) {
                 for (Lane& each : file->lanes_) {

@@ -23,13 +23,16 @@ using MessageId = std::atomic<U32>;
 /// records, in memory that the user provides: a heap buffer, or a mapped file that outlives the
 /// process. How it lies there stands in TraceFormat.h.
 ///
-/// The trace is off until memory is attached. A record costs no allocation, no system call and no
-/// locked operation. Every function may be called from any thread. Each thread that records has one
-/// of the memory's lanes until it ends or other memory is attached; blocks of threads that find
-/// none are counted as lost.
+/// The trace is off until memory is attached. A record costs no allocation and no system call, and
+/// no locked operation but where a chunk of the ring is full and where a thread turns from one file
+/// to another. Every function may be called from any thread. Each thread that records has one of
+/// the memory's lanes until it ends or other memory is attached; blocks of threads that find none
+/// are counted as lost, and so are those that a thread enters at its very end, when its lane has
+/// been given back.
 ///
-/// A process that forks while the memory is shared attaches other memory in the child, or none,
-/// before a block is timed there.
+/// A process that forks while one thread records attaches other memory in the child, or none,
+/// before a block is timed there. Where several threads record, the child does nothing but execute
+/// another program, as POSIX has it.
 class VARNOL_API TraceFile {
   public:
     /// What the memory has at least to be, in octets.
@@ -65,7 +68,8 @@ class VARNOL_API TraceFile {
     /// is about is what the block around it is about. Does nothing while the trace is off.
     /// @return when it was entered (see monotonicTime()); never 0
     U64 blockBegins(MessageId const& messageId) noexcept;
-    /// The same for a block that is about a change or a write.
+    /// The same for a block that is about a change or a write. Of the default file alone: only that
+    /// one's descriptors are those of the classes.
     U64 blockBegins(MessageId const& messageId, BlockKind kind,
                     Zel::Activity const& activity) noexcept;
     /// Ends this thread's innermost block, which was entered at `begin`, and records it. One that

@@ -14,7 +14,8 @@ namespace Zel {
 /// `children()` for its KeyedReactors if it has any. Its constructor holds a Construction and
 /// calls, in this order, sourceStart(), what it does itself, children().resync() and
 /// handleInitialized(), with which Self derives from Initialized; its destructor calls tearDown().
-template <class Self, class E> class RootSyncer : public Object<Self, PtrInterface>, protected Writer<Self> {
+template <class Self, class E>
+class RootSyncer : public Object<Self, PtrInterface>, protected Writer<Self> {
     using Base = Object<Self, PtrInterface>;
 
   public:

@@ -12,7 +12,9 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <cstdio>
+#include <iterator>
 #include <memory>
 #include <span>
 #include <stdexcept>
@@ -20,7 +22,11 @@
 #include <thread>
 #include <vector>
 
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -535,6 +541,100 @@ TEST(TraceFile, BlocksOfThreadsWithoutALaneAreCountedAsLost) {
     std::thread(block).join();
     EXPECT_EQ(memory.read().header().lostRecords, 1u);
     EXPECT_EQ(memory.read().lane(1).recordCount, 3u);
+}
+
+/// Enters a block when the thread that it belongs to ends.
+struct BlockAtTheEnd {
+    explicit BlockAtTheEnd(TraceFile& file)
+        : file_(file) {}
+    BlockAtTheEnd(BlockAtTheEnd const&) = delete;
+    BlockAtTheEnd& operator=(BlockAtTheEnd const&) = delete;
+    ~BlockAtTheEnd() { const BlockTimerSelf timer(file_, messageId_); }
+
+  private:
+    TraceFile& file_;
+    MessageId messageId_{0};
+};
+
+TEST(TraceFile, ABlockThatAThreadEntersBehindTheEndOfItsLaneIsLost) {
+    const Memory memory(smallest);
+    TraceFile file;
+    file.memoryIs(memory.octets());
+    MessageId messageId{0};
+    std::thread([&] {
+        const thread_local BlockAtTheEnd last(file); // made first: ends last
+        file.blockEnds(messageId, 1);
+    }).join();
+    EXPECT_EQ(memory.read().recorded(), 1u);
+    EXPECT_EQ(memory.read().header().lostRecords, 1u);
+    EXPECT_EQ(memory.read().lane(0).depth, 0u);
+}
+
+TEST(TraceFile, AThreadWritesIntoTwoFilesByTurns) {
+    const Memory memories[2] = {Memory(smallest), Memory(smallest)};
+    TraceFile files[2];
+    MessageId ids[2]{{0}, {0}};
+    for (std::size_t i : {0U, 1U}) {
+        describe(files[i], ids[i], i == 0 ? "outer" : "inner");
+        files[i].memoryIs(memories[i].octets());
+    }
+    for (unsigned round = 0; round < 3; ++round) {
+        const BlockTimerSelf outer(files[0], ids[0]);
+        const BlockTimerSelf inner(files[1], ids[1]);
+        EXPECT_EQ(memories[0].read().open().size(), 1u);
+        EXPECT_EQ(memories[1].read().open().size(), 1u);
+    }
+    EXPECT_EQ(memories[0].read().texts(), Texts(3, "outer"));
+    EXPECT_EQ(memories[1].read().texts(), Texts(3, "inner"));
+    EXPECT_EQ(memories[0].read().lane(1).threadId, 0u);
+    EXPECT_EQ(memories[1].read().lane(1).threadId, 0u);
+}
+
+/// Has any further system call end the process, but for the one that ends the thread.
+bool refuseSystemCalls() {
+    sock_filter rules[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_exit, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS),
+    };
+    const sock_fprog program{std::size(rules), rules};
+    return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+           ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+/// Runs the action in a process of its own that any system call ends.
+/// @return whether it came to its end
+template <class Action> bool makesNoSystemCall(Action const& action) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        if (!refuseSystemCalls())
+            ::raise(SIGKILL);
+        action();
+        ::syscall(SYS_exit, 0);
+    }
+    int status = 0;
+    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFEXITED(status);
+}
+
+TEST(TraceFile, NoRecordMakesASystemCall) {
+    if (!makesNoSystemCall([] { monotonicTime(); }))
+        GTEST_SKIP() << "system calls cannot be refused, or reading the clock is one";
+    ASSERT_FALSE(makesNoSystemCall([] { ::getppid(); }));
+    const Memory memory(smallest);
+    TraceFile file;
+    MessageId messageId{0};
+    describe(file, messageId, "block");
+    file.memoryIs(memory.octets());
+    { const BlockTimerSelf first(file, messageId); } // takes the lane
+    EXPECT_TRUE(makesNoSystemCall([&] {
+        for (unsigned i = 0; i < 10'000; ++i) {
+            const BlockTimerSelf outer(file, messageId);
+            const BlockTimerSelf inner(file, messageId);
+        }
+    }));
 }
 
 TEST(TraceFile, ALaneNamesItsThread) {

@@ -70,7 +70,8 @@ class ActivityTrace : public ::testing::Test {
         if (block.entity == 0)
             what.clear();
         const char* const kinds[] = {"", "reaction ", "write "};
-        return std::string(2U * block.depth, ' ') + kinds[static_cast<int>(block.kind)] + who + what;
+        return std::string(2U * block.depth, ' ') + kinds[static_cast<int>(block.kind)] + who +
+               what;
     }
 
     /// The finished blocks, each before those inside it.
@@ -133,25 +134,18 @@ TEST_F(TransmitActivity, AChangeIsFollowedFromSourceToDestinationAndOnToTheNextR
 TEST_F(TransmitActivity, AHandlersBlockIsAboutWhatItsReactorReactsTo) {
     from->txUpdateIs(vlan, 5);
     const std::string et1 = std::to_string(Samples::et1.value());
-    const std::string port =
-        "TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm";
+    const std::string port = "TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm";
     const std::string what = " TxMstPortStatus[" + et1 + "].txUpdate[10]";
     const std::string handler = "TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm::"
                                 "handleTxUpdate";
     // Each of the two writes of the first syncer sets the second off.
     const Lines chain{
-        "reaction " + port + what,
-        "  write " + port + what,
-        "    reaction " + port + what,
-        "      write " + port + what,
-        "      " + handler + what,
-        "        write " + port + what,
-        "  " + handler + what,
-        "    write " + port + what,
-        "      reaction " + port + what,
-        "        write " + port + what,
-        "        " + handler + what,
-        "          write " + port + what,
+        "reaction " + port + what,       "  write " + port + what,
+        "    reaction " + port + what,   "      write " + port + what,
+        "      " + handler + what,       "        write " + port + what,
+        "  " + handler + what,           "    write " + port + what,
+        "      reaction " + port + what, "        write " + port + what,
+        "        " + handler + what,     "          write " + port + what,
     };
     EXPECT_EQ(lines(), chain);
 }
@@ -335,8 +329,8 @@ TEST_F(Counts, EveryChangeOfADestinationIsAWriteOfASyncer) {
     for (BlockRecord const& record : reader.records()) {
         for (BlockRecord const& reaction : std::exchange(reactions.at(record.depth + 1U), {})) {
             ASSERT_EQ(record.kind, BlockKind::write) << line(reader, reaction);
-            EXPECT_TRUE(record.attribute == 0 ||
-                        (record.entity == reaction.entity && record.attribute == reaction.attribute))
+            EXPECT_TRUE(record.attribute == 0 || (record.entity == reaction.entity &&
+                                                  record.attribute == reaction.attribute))
                 << line(reader, reaction);
             ++inWrites;
         }
