@@ -20,6 +20,16 @@ endif()
 execute_process(COMMAND ${DPKG_PARSECHANGELOG} -l ${debian}/changelog -S Maintainer
   OUTPUT_VARIABLE maintainer OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 
+execute_process(COMMAND ${DPKG_PARSECHANGELOG} -l ${debian}/changelog -S Timestamp
+  OUTPUT_VARIABLE changed OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+
+# Packages of the same files are the same: their files are as old as the changelog's last entry.
+set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_BINARY_DIR}/cmake/PackageTime.cmake)
+file(WRITE ${CPACK_PROJECT_CONFIG_FILE} "if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
+  set(ENV{SOURCE_DATE_EPOCH} ${changed})
+endif()
+")
+
 # Without a name and a time in it, so that it is the same every time.
 set(changelog ${PROJECT_BINARY_DIR}/cmake/changelog.Debian.gz)
 execute_process(COMMAND ${GZIP} -9nc ${debian}/changelog
