@@ -68,6 +68,13 @@ Speaks RSTP frames with the bridges on its interfaces, and shows what it heard
 from them: it says what it is told to say, runs no state machine and blocks no
 port. It also replays captures.")
 
+set(manual ${PROJECT_BINARY_DIR}/cmake/stp-agent.1.gz)
+execute_process(COMMAND ${GZIP} -9nc ${PROJECT_SOURCE_DIR}/agent/stp-agent.1
+  OUTPUT_FILE ${manual} COMMAND_ERROR_IS_FATAL ANY)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
+  ${debian}/changelog ${PROJECT_SOURCE_DIR}/agent/stp-agent.1)
+install(FILES ${manual} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT StpAgent)
+
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/service/
   DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/libvarnol-dev/examples COMPONENT Varnol_Development)
 

@@ -33,7 +33,7 @@ deb() { # PACKAGE
 
 # Not made to be uploaded to Debian, they close no request for a package.
 # shellcheck disable=SC2086 # one word per package
-lintian --no-cfg --allow-root --fail-on error --suppress-tags initial-upload-closes-no-bugs \
+lintian --no-cfg --allow-root --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs \
     $packages >&2 || fail "lintian is not content"
 
 # A trigger has ldconfig run, no script does.
