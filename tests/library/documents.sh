@@ -37,6 +37,7 @@ attributes() { # CLASS FILE
     attributes IntxInfo model/IntxInfo.h
     attributes IntxMstiInfo model/IntxMstiInfo.h
 } | sort >"$work/declared"
+# shellcheck disable=SC2016 # nothing is to expand
 sed -nE 's/^\| (IntxInfo|IntxMstiInfo) \| `([A-Za-z]+)` \| ([0-9]+) \|.*/\1 \2 \3/p' \
     docs/architecture.md | sort >"$work/told"
 [ "$(wc -l <"$work/declared")" -gt 20 ] || fail "hardly any attributes found"

@@ -81,6 +81,7 @@ done
 libraries=$root/usr/lib/$multiarch
 export LD_LIBRARY_PATH="$libraries"
 examples=$root/usr/share/doc/libvarnol-dev/examples
+# shellcheck disable=SC2016 # nothing is to expand
 sed -n '/^```console$/,/^```$/p' "$source/README.md" | sed '1d;$d' >"$work/expected"
 is_right() { # PROGRAM
     loads_from "$1" "$libraries"
@@ -101,6 +102,7 @@ is_right "$work/smallest"
 agent=$root/usr/bin/stp-agent
 loads_from "$agent" "$libraries"
 "$agent" replay "$source/agent/captures/rstp-bridge.pcap" >"$work/output" || fail "the agent fails"
+# shellcheck disable=SC2016 # nothing is to expand
 sed -n '/^```text$/,/^```$/p' "$source/docs/agent.md" | sed '1d;$d' >"$work/expected"
 [ -s "$work/expected" ] || fail "docs/agent.md does not show what a replay prints"
 diff "$work/expected" "$work/output" >&2 || fail "the agent prints something else than docs/agent.md says"
