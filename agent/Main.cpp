@@ -10,15 +10,19 @@
 #include "agent/io/CaptureFile.h"
 #include "agent/io/LivePorts.h"
 #include "agent/io/Replay.h"
-#include "framework/zel/Trace.h"
+#include "agent/io/TraceMap.h"
+#include "framework/zel/TraceFileSink.h"
+#include "framework/zel/TraceLevels.h"
 
 #include <poll.h>
 #include <sys/signalfd.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
 #include <exception>
 #include <filesystem>
+#include <initializer_list>
 #include <iostream>
 #include <stdexcept>
 #include <system_error>
@@ -58,17 +62,33 @@ void replayCapture(Options const& options) {
     std::cout << (options.json ? showJson(view, nullptr) : "\n" + showText(view, nullptr, true));
 }
 
-/// The signals that end the agent, as a descriptor.
-Descriptor endingSignals() {
-    sigset_t ending;
-    sigemptyset(&ending);
-    sigaddset(&ending, SIGINT);
-    sigaddset(&ending, SIGTERM);
-    sigprocmask(SIG_BLOCK, &ending, nullptr);
-    Descriptor signals(signalfd(-1, &ending, SFD_NONBLOCK | SFD_CLOEXEC));
+/// Those signals, as a descriptor.
+Descriptor signalsOf(std::initializer_list<int> numbers) {
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int number : numbers)
+        sigaddset(&set, number);
+    sigprocmask(SIG_BLOCK, &set, nullptr);
+    Descriptor signals(signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC));
     if (!signals)
         throw std::system_error(errno, std::generic_category(), "signalfd");
     return signals;
+}
+
+/// Reopens the trace file on SIGHUP, and ends the loop on every other signal.
+void handleSignals(Descriptor const& signals, EventLoop& loop, Zel::TraceFileSink* traceFile) {
+    signalfd_siginfo signal;
+    while (read(signals.number(), &signal, sizeof(signal)) == sizeof(signal)) {
+        if (signal.ssi_signo != SIGHUP || !traceFile) {
+            loop.stop();
+            continue;
+        }
+        try {
+            traceFile->reopen();
+        } catch (std::system_error const& error) {
+            std::cerr << "stp-agent: " << error.what() << std::endl;
+        }
+    }
 }
 
 void checkInterfaces(std::vector<std::string> const& interfaces) {
@@ -86,8 +106,10 @@ Kolvu::EthAddr lowestAddress(std::vector<std::string> const& interfaces) {
     return addresses.empty() ? Kolvu::EthAddr() : *std::ranges::min_element(addresses);
 }
 
-void runAgent(Options const& options) {
-    const Descriptor signals = endingSignals();
+/// @param traceFile  null for none
+void runAgent(Options const& options, Zel::TraceFileSink* traceFile) {
+    const Descriptor signals =
+        traceFile ? signalsOf({SIGINT, SIGTERM, SIGHUP}) : signalsOf({SIGINT, SIGTERM});
     checkInterfaces(options.interfaces);
     EventLoop loop;
     std::optional<CaptureWriter> capture;
@@ -118,7 +140,7 @@ void runAgent(Options const& options) {
         links.drain();
         ports.follow();
     });
-    loop.watch(signals.number(), POLLIN, [&] { loop.stop(); });
+    loop.watch(signals.number(), POLLIN, [&] { handleSignals(signals, loop, traceFile); });
     if (options.duration > 0)
         loop.timerIs(loop.timer([&] { loop.stop(); }),
                      loop.now() + std::chrono::duration_cast<Time>(
@@ -129,11 +151,19 @@ void runAgent(Options const& options) {
 }
 
 int main(Options const& options) {
-    for (auto const& [handle, level] : options.traces)
-        Zel::traceLevelIs(handle, level, true);
+    std::optional<Zel::TraceFileSink> traceFile;
+    if (!options.traceFile.empty()) {
+        traceFile.emplace(options.traceFile);
+        Zel::traceSinkIs(traceFile->sink());
+    }
+    std::optional<TraceMap> traceMap;
+    if (!options.traceMap.empty())
+        traceMap.emplace(options.traceMap, options.traceMapSize);
+    for (std::string const& traces : options.traces)
+        Zel::traceSettingsAre(traces);
     switch (options.command) {
     case Options::Command::run:
-        runAgent(options);
+        runAgent(options, traceFile ? &*traceFile : nullptr);
         break;
     case Options::Command::replay:
         replayCapture(options);
@@ -152,6 +182,7 @@ int main(Options const& options) {
 
 int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN); // writing to nobody is an error like others
+    std::signal(SIGXFSZ, SIG_IGN); // and so is writing too much
     try {
         return Agent::main(Agent::parseOptions(argc, argv));
     } catch (std::exception const& error) {

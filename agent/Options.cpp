@@ -1,6 +1,8 @@
 #include "agent/Options.h"
 
 #include "agent/control/ControlSocket.h"
+#include "agent/control/Requests.h"
+#include "agent/control/Traces.h"
 #include "framework/zel/Exception.h"
 
 #include <CLI/CLI.hpp>
@@ -46,20 +48,14 @@ std::string checkSeconds(std::string const& text) {
     return "'" + text + "' is not allowed; allowed: 0.001 to 1000000000";
 }
 
-/// Those of the agent and of the library.
-constexpr std::string_view traceHandles[] = {"StpAgent", "StpTxStatusSyncer", "StpRxStatusSyncer",
-                                             "Varnol"};
-
-std::string checkTrace(std::string const& text) {
-    const std::size_t slash = text.rfind('/');
-    std::string all;
-    for (const std::string_view handle : traceHandles)
-        all += (all.empty() ? "" : ", ") + std::string(handle);
-    if (slash != text.npos && std::ranges::count(traceHandles, text.substr(0, slash)) != 0 &&
-        text.size() == slash + 2 && text.back() >= '0' && text.back() <= '9')
+std::string checkTraceMapSize(std::string const& text) {
+    std::size_t size = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), size);
+    if (error == std::errc() && end == text.data() + text.size() &&
+        size >= TraceMap::smallestSize && size <= TraceMap::largestSize)
         return {};
-    return "'" + text + "' is not allowed; allowed: one of " + all +
-           ", and a level 0 to 9, as StpAgent/5";
+    return "'" + text + "' is not allowed; allowed: " + std::to_string(TraceMap::smallestSize) +
+           " to " + std::to_string(TraceMap::largestSize);
 }
 
 std::string checkSocket(std::string const& text) {
@@ -86,13 +82,17 @@ std::string checkInterfaces(std::vector<std::string> const& interfaces) {
 /// What is wrong with what to show; empty when nothing is.
 std::string checkShow(std::vector<std::string> const& words) {
     const bool isOne = words.size() < 2 && (words.empty() || words[0] != "bpdu");
+    const auto hasDetail = [](std::string_view what) {
+        return what != "trees" && what != "traces" && what != "mirror";
+    };
     if (isOne || (words.size() == 2 &&
-                  (words[0] == "bpdu" || (words[1] == "detail" && words[0] != "trees"))))
+                  (words[0] == "bpdu" || (words[1] == "detail" && hasDetail(words[0])))))
         return {};
     std::string all;
     for (std::string const& word : words)
         all += (all.empty() ? "" : " ") + word;
-    return "'" + all + "' is not allowed; allowed: [PORT] [detail], trees, or bpdu PORT";
+    return "'" + all +
+           "' is not allowed; allowed: [PORT] [detail], trees, mirror, traces, or bpdu PORT";
 }
 
 std::string checkWord(std::string const& text) {
@@ -102,7 +102,6 @@ std::string checkWord(std::string const& text) {
 }
 
 struct Texts {
-    std::vector<std::string> traces;
     std::string mac;
 };
 
@@ -118,9 +117,21 @@ void addSettings(CLI::App& app, Options& options, Texts& texts) {
         ->check(CLI::Validator(checkAddress, "MAC"));
     app.add_option("--pcap", options.pcap, "write every frame sent and heard to this capture")
         ->check(CLI::Validator(checkFile, "FILE"));
-    app.add_option("--trace", texts.traces, "show traces, as StpAgent/5 or StpTxStatusSyncer/8")
-        ->check(CLI::Validator(checkTrace, "HANDLE/LEVEL"))
+    app.add_option("--trace", options.traces,
+                   "show traces up to a level, as StpAgent/5 or 'Stp*/8,Varnol/3'")
+        ->check(CLI::Validator(checkTraces, "PATTERN/LEVEL[,...]"))
         ->allow_extra_args(false);
+    app.add_option("--trace-file", options.traceFile,
+                   "write traces to the end of this file, not to standard error")
+        ->check(CLI::Validator(checkFile, "FILE"));
+    CLI::Option* const map =
+        app.add_option("--trace-map", options.traceMap, "keep the binary trace in this file")
+            ->check(CLI::Validator(checkFile, "FILE"));
+    app.add_option("--trace-map-size", options.traceMapSize, "its size in octets")
+        ->check(CLI::Validator(checkTraceMapSize, "16384 to 1073741824"))
+        ->type_name("N")
+        ->capture_default_str()
+        ->needs(map);
 }
 
 } // namespace
@@ -154,8 +165,9 @@ Options parseOptions(int argc, char** argv) {
     addSettings(*replay, options, texts);
 
     CLI::App* show = app.add_subcommand(
-        "show", "show ports of the running agent: [PORT] [detail], trees, bpdu PORT");
-    show->add_option("WHAT", words, "[PORT] [detail] | trees | bpdu PORT")
+        "show",
+        "show ports of the running agent: [PORT] [detail], trees, mirror, traces, bpdu PORT");
+    show->add_option("WHAT", words, "[PORT] [detail] | trees | mirror | traces | bpdu PORT")
         ->check(CLI::Validator(checkWord, ""));
     show->add_flag("-j,--json", options.json, "JSON");
     show->add_option("--socket", options.socket, "control socket")
@@ -168,9 +180,10 @@ Options parseOptions(int argc, char** argv) {
         ->capture_default_str();
 
     CLI::App* set = app.add_subcommand("set", "say something else: priority N, cost N, hello S, "
-                                              "port-priority N; or take more: rate-limit N");
+                                              "port-priority N; take more: rate-limit N; or "
+                                              "trace PATTERN/LEVEL[,...]");
     set->add_option("SETTING", words,
-                    "priority | cost | hello | port-priority | rate-limit, and the value")
+                    "priority | cost | hello | port-priority | rate-limit | trace, and the value")
         ->required()
         ->expected(2)
         ->check(CLI::Validator(checkWord, ""));
@@ -186,8 +199,8 @@ Options parseOptions(int argc, char** argv) {
             if (!wrong.empty())
                 throw CLI::ValidationError(command, wrong);
         };
-        if (Settings ignored; set->parsed())
-            refuse("set", settingIs(ignored, words.at(0), words.at(1)));
+        if (set->parsed())
+            refuse("set", checkSetting(words.at(0), words.at(1)));
         if (show->parsed())
             refuse("show", checkShow(words));
         if (run->parsed())
@@ -198,9 +211,6 @@ Options parseOptions(int argc, char** argv) {
 
     if (!texts.mac.empty())
         options.address = Kolvu::EthAddr::parse(texts.mac);
-    for (std::string const& trace : texts.traces)
-        options.traces.emplace_back(trace.substr(0, trace.size() - 2),
-                                    static_cast<unsigned>(trace.back() - '0'));
     if (run->parsed())
         options.command = Options::Command::run;
     else if (replay->parsed())

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "agent/io/TraceMap.h"
 #include "agent/trees/Settings.h"
 
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace Agent {
@@ -20,7 +20,10 @@ struct Options {
     Settings settings;
     std::optional<Kolvu::EthAddr> address; ///< what --mac says
     std::string pcap;                      ///< where to write frames; empty for nowhere
-    std::vector<std::pair<std::string, unsigned>> traces;
+    std::vector<std::string> traces;       ///< as for Zel::traceSettingsAre(), one after the other
+    std::string traceFile;                 ///< where to write traces; empty for stderr
+    std::string traceMap;                  ///< where the binary trace is to be; empty for nowhere
+    std::size_t traceMapSize = TraceMap::defaultSize;
     double duration = 0; ///< seconds; 0 for no end
     bool json = false;
     // run and requests

@@ -29,7 +29,9 @@ class Library {
         if (memory_.empty())
             return "0";
         auto const* header = reinterpret_cast<Fennic::FileHeader const*>(memory_.data());
-        return std::to_string(header->nextSequence - 1);
+        auto const* lane = reinterpret_cast<Fennic::LaneHeader const*>(
+            memory_.data() + header->lanesOffset / sizeof(Fennic::U64));
+        return std::to_string(lane->recordCount);
     }
 
   private:

@@ -7,7 +7,11 @@ include(CMakePackageConfigHelpers)
 # What only the library's own sources include is not installed.
 set(varnol_internal_headers
   framework/fennic/FunctionName.h
+  framework/zel/LineWriter.h
+  framework/zel/Printable.h
+  framework/zel/TraceRegistry.h
   platform/kolvu/FreeList.h
+  syncers/CopiedScalars.h
   syncers/HandlerTrace.h)
 
 list(TRANSFORM VARNOL_ROOMS REPLACE "(.+)" "${PROJECT_SOURCE_DIR}/\\1/*.h" OUTPUT_VARIABLE varnol_patterns)

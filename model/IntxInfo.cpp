@@ -1,12 +1,13 @@
 #include "model/IntxInfo.h"
 
 #include "framework/zel/TraceEntity.h"
+#include "framework/zel/TypeNodeOf.h"
 
 namespace Varnol {
 
-constinit Zel::TypeNode const IntxInfo::_zelType{"Varnol::IntxInfo", Zel::attributeTable<IntxInfo>};
-constinit Zel::TypeNode const IntxMstiInfo::_zelType{"Varnol::IntxMstiInfo",
-                                                     Zel::attributeTable<IntxMstiInfo>};
+constinit Zel::TypeNode const IntxInfo::_zelType = Zel::typeNodeOf<IntxInfo>("Varnol::IntxInfo");
+constinit Zel::TypeNode const IntxMstiInfo::_zelType =
+    Zel::typeNodeOf<IntxMstiInfo>("Varnol::IntxMstiInfo");
 
 namespace {
 [[maybe_unused]] const bool registered =

@@ -1,14 +1,15 @@
 #include "model/RxStatus.h"
 
 #include "framework/zel/Trace.h"
+#include "framework/zel/TypeNodeOf.h"
 
 namespace Varnol {
 
-constinit Zel::TypeNode const RxStatus::_zelType{"Varnol::RxStatus", Zel::attributeTable<RxStatus>};
-constinit Zel::TypeNode const RxMstStatus::_zelType{"Varnol::RxMstStatus",
-                                                    Zel::attributeTable<RxMstStatus>};
-constinit Zel::TypeNode const RxMstPortStatus::_zelType{"Varnol::RxMstPortStatus",
-                                                        Zel::attributeTable<RxMstPortStatus>};
+constinit Zel::TypeNode const RxStatus::_zelType = Zel::typeNodeOf<RxStatus>("Varnol::RxStatus");
+constinit Zel::TypeNode const RxMstStatus::_zelType =
+    Zel::typeNodeOf<RxMstStatus>("Varnol::RxMstStatus");
+constinit Zel::TypeNode const RxMstPortStatus::_zelType =
+    Zel::typeNodeOf<RxMstPortStatus>("Varnol::RxMstPortStatus");
 
 namespace {
 [[maybe_unused]] const bool registered = Zel::typeNodeIs(RxStatus::_zelType) &&

@@ -1,12 +1,14 @@
 #include "model/TxStatus.h"
 
+#include "framework/zel/TypeNodeOf.h"
+
 namespace Varnol {
 
-constinit Zel::TypeNode const TxStatus::_zelType{"Varnol::TxStatus", Zel::attributeTable<TxStatus>};
-constinit Zel::TypeNode const TxMstStatus::_zelType{"Varnol::TxMstStatus",
-                                                    Zel::attributeTable<TxMstStatus>};
-constinit Zel::TypeNode const TxMstPortStatus::_zelType{"Varnol::TxMstPortStatus",
-                                                        Zel::attributeTable<TxMstPortStatus>};
+constinit Zel::TypeNode const TxStatus::_zelType = Zel::typeNodeOf<TxStatus>("Varnol::TxStatus");
+constinit Zel::TypeNode const TxMstStatus::_zelType =
+    Zel::typeNodeOf<TxMstStatus>("Varnol::TxMstStatus");
+constinit Zel::TypeNode const TxMstPortStatus::_zelType =
+    Zel::typeNodeOf<TxMstPortStatus>("Varnol::TxMstPortStatus");
 
 namespace {
 [[maybe_unused]] const bool registered = Zel::typeNodeIs(TxStatus::_zelType) &&

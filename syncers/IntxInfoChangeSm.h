@@ -1,6 +1,6 @@
 #pragma once
 
-#include "framework/zel/Declare.h"
+#include "framework/zel/DeclareReactor.h"
 #include "framework/zel/RootSyncer.h"
 #include "model/IntxInfo.h"
 
@@ -38,29 +38,22 @@ class VARNOL_API IntxInfoChangeSm final : public Zel::RootSyncer<IntxInfoChangeS
     ZEL_SCALAR(258, unsigned, updatedFieldCount)
     void incUpdatedFieldCount() { updatedFieldCountIs(updatedFieldCount() + 1); }
 
-    Bridging::VlanIdOrNone vlanId() const noexcept { return vlanId_; }
     /// The record watched; null without one.
+    ZEL_SCALAR_VIEW(259, Zel::Ptr<IntxInfo const>, intxInfo)
     Zel::Ptr<IntxInfo const> intxInfo() const noexcept { return source(); }
     /// Watches another record.
     void intxInfoIs(Zel::Ptr<IntxInfo const> const& intxInfo) { sourceIs(intxInfo); }
     /// Watches no record any more.
     void intxInfoDel() { sourceDel(); }
 
-    /// The reactors on the record's entries.
-    MstiN& children() noexcept { return mstiN_; }
-    Zel::Ptr<ZelMstiN> mstiN(Stp::BridgeSystemId key);
-    Zel::Ptr<ZelMstiN> mstiNIs(Zel::Ptr<IntxMstiInfo const> const& entry);
-    void mstiNDel(Stp::BridgeSystemId key);
-    /// Removes the reactor on which a walk of children() stands.
-    void mstiNDel(MstiNIterator const& at);
-    void mstiNDelAll();
+    /// The record's VLAN.
+    ZEL_CONSTANT(260, Bridging::VlanIdOrNone, vlanId)
+    /// The reactors on the record's entries. After the count: they count up to their end.
+    ZEL_CHILD_REACTORS(261, MstiN, mstiN)
 
   private:
     /// A counter is no entity: nobody can watch it.
     void notify(Zel::AttributeId) const noexcept {}
-
-    MstiN mstiN_; // after the count: the reactors count up to their end
-    Bridging::VlanIdOrNone vlanId_;
 };
 
 /// The reactor on the record.
@@ -90,8 +83,11 @@ class IntxInfoChangeSm::ZelMstiN final
         : Reactor(entry, counter)
         , mstiId_(entry->mstiId()) {}
 
-    Stp::BridgeSystemId mstiId() const noexcept { return mstiId_; }
-    Stp::BridgeSystemId fwkKey() const noexcept { return mstiId_; }
+    /// Key: the spanning-tree instance.
+    ZEL_KEY(258, Stp::BridgeSystemId, mstiId)
+    /// The entry watched.
+    ZEL_CONSTANT_VIEW(259, Zel::Ptr<IntxMstiInfo const>, notifier)
+    ZEL_OWNER(260, IntxInfoChangeSm, owner)
 
     /// Counts when the reactor turns into a zombie, as it does when its entry is removed, and when
     /// it turns back. Requires: it has an owner, where the flag changes.
@@ -99,9 +95,6 @@ class IntxInfoChangeSm::ZelMstiN final
 
     void zel_handleMstiN() { owner()->incUpdatedFieldCount(); }
     template <Zel::ScalarAttribute A> void handle(A) { zel_handleMstiN(); }
-
-  private:
-    Stp::BridgeSystemId mstiId_;
 };
 
 /// Creates a counter; see there for the arguments.

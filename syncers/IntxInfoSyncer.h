@@ -1,5 +1,6 @@
 #pragma once
 
+#include "framework/zel/DeclareReactor.h"
 #include "framework/zel/RootSyncer.h"
 #include "model/IntxInfo.h"
 
@@ -36,32 +37,20 @@ class VARNOL_API IntxInfoSyncer final : public Zel::RootSyncer<IntxInfoSyncer, I
     static Ptr IntxInfoSyncerIs(Zel::Ptr<IntxInfo const> source, IntxInfo::Ptr dest,
                                 Bridging::VlanIdOrNone vlanIdOrZero, Zel::String parentId);
 
-    IntxInfo::Ptr const& dest() const noexcept { return dest_; }
-    Bridging::VlanIdOrNone vlanIdOrZero() const noexcept { return vlanIdOrZero_; }
-    Zel::String const& parentId() const noexcept { return parentId_; }
+    ZEL_KEY(260, Bridging::VlanIdOrNone, vlanIdOrZero) // first: it stands beside the mark below
+    ZEL_SCALAR_VIEW(258, Zel::Ptr<IntxInfo const>, source)
+    ZEL_CONSTANT(259, IntxInfo::Ptr, dest)
+    ZEL_CONSTANT(261, Zel::String, parentId)
+    /// The reactors on the source's entries.
+    ZEL_CHILD_REACTORS(262, MstiN, mstiN)
+    ZEL_SCALAR_VIEW(263, bool, initialized)
 
-    Bridging::VlanIdOrNone fwkKey() const noexcept { return vlanIdOrZero_; }
     /// "[parentId|VLAN]".
     Zel::String keyInfo() const;
     void traceName(Zel::TraceStream& out) const;
 
-    /// The reactors on the source's entries.
-    MstiN& children() noexcept { return mstiN_; }
-    Zel::Ptr<ZelMstiNSm> mstiN(Stp::BridgeSystemId key);
-    Zel::Ptr<ZelMstiNSm> mstiNIs(Zel::Ptr<IntxMstiInfo const> const& entry);
-    void mstiNDel(Stp::BridgeSystemId key);
-    /// Removes the reactor on which a walk of children() stands.
-    void mstiNDel(MstiNIterator const& at);
-    void mstiNDelAll();
-
     void handleInitialized();
     void handleMstiN(Stp::BridgeSystemId key);
-
-  private:
-    Bridging::VlanIdOrNone vlanIdOrZero_;
-    IntxInfo::Ptr dest_;
-    Zel::String parentId_;
-    MstiN mstiN_;
 };
 
 /// The reactor on the source record.
@@ -74,7 +63,7 @@ class IntxInfoSyncer::ZelSource final : public Zel::Reactor<ZelSource, IntxInfo,
 
     template <Zel::ScalarAttribute A> void handle(A) {
         if (watched() && owner()->dest_)
-            A::write(*owner()->dest_, A::read(*watched()));
+            write(A{}, *owner()->dest_, A::read(*watched()));
     }
     void handle(IntxInfo::mstiNAttribute, Stp::BridgeSystemId key) { owner()->handleMstiN(key); }
     IntxInfoSyncer& keeper(IntxInfo::mstiNAttribute) { return *owner(); }
@@ -91,12 +80,16 @@ class IntxInfoSyncer::ZelMstiNSm final
 
     ZelMstiNSm(Zel::Ptr<IntxMstiInfo const> const& entry, IntxInfoSyncer* syncer);
 
-    Stp::BridgeSystemId mstiId() const noexcept { return mstiId_; }
-    Stp::BridgeSystemId fwkKey() const noexcept { return mstiId_; }
+    /// Key: the spanning-tree instance.
+    ZEL_KEY(258, Stp::BridgeSystemId, mstiId)
     /// The source entry.
+    ZEL_CONSTANT_VIEW(259, Zel::Ptr<IntxMstiInfo const>, mstiN)
     Zel::Ptr<IntxMstiInfo const> mstiN() const noexcept { return notifier(); }
     /// The destination entry; null while it has not been found.
-    IntxMstiInfo::Ptr const& dest() const noexcept { return dest_; }
+    ZEL_CONSTANT(260, IntxMstiInfo::Ptr, dest)
+    ZEL_OWNER(261, IntxInfoSyncer, owner)
+    ZEL_SCALAR_VIEW(262, bool, initialized)
+
     void traceName(Zel::TraceStream& out) const;
 
     void handleInitialized();
@@ -107,14 +100,10 @@ class IntxInfoSyncer::ZelMstiNSm final
         if (!dest_)
             return;
         if (watched())
-            A::write(*dest_, A::read(*watched()));
+            write(A{}, *dest_, A::read(*watched()));
         else
-            A::write(*dest_, typename A::Value{});
+            write(A{}, *dest_, typename A::Value{});
     }
-
-  private:
-    Stp::BridgeSystemId mstiId_;
-    IntxMstiInfo::Ptr dest_;
 };
 
 /// Creates a syncer; see there for the arguments.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "framework/zel/DeclareReactor.h"
 #include "framework/zel/RootSyncer.h"
 #include "model/RxStatus.h"
 
@@ -34,10 +35,12 @@ class VARNOL_API RxMstPortStatusToRxDynamicSyncer final
                                                   Zel::Ptr<RxMstPortStatus const> const& source,
                                                   Zel::Ptr<RxStatus> const& rxStatus);
 
-    Zel::Name const& mstName() const noexcept { return mstName_; }
-    Kolvu::IntfId intfId() const noexcept { return intfId_; }
-    Kolvu::IntfId fwkKey() const noexcept { return intfId_; }
-    RxStatus::Ptr const& rxStatus() const noexcept { return rxStatus_; }
+    ZEL_CONSTANT(258, Zel::Name, mstName)
+    ZEL_KEY(259, Kolvu::IntfId, intfId)
+    ZEL_SCALAR_VIEW(260, Zel::Ptr<RxMstPortStatus const>, source)
+    ZEL_CONSTANT(261, RxStatus::Ptr, rxStatus)
+    ZEL_SCALAR_VIEW(262, bool, initialized)
+
     /// The interface in the dynamic tree, looked for anew; null when there is none.
     Zel::Ptr<RxMstPortStatus> dest() const;
     /// "[MST name|Et1]".
@@ -62,10 +65,6 @@ class VARNOL_API RxMstPortStatusToRxDynamicSyncer final
 
   private:
     template <class A> void copy(A, const char* handler = __builtin_FUNCTION());
-
-    Zel::Name mstName_;
-    RxStatus::Ptr rxStatus_;
-    Kolvu::IntfId intfId_;
 };
 
 /// The reactor on the source interface. Bound to another one it copies the scalars.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "framework/zel/DeclareReactor.h"
 #include "framework/zel/RootSyncer.h"
 #include "model/RxStatus.h"
 #include "syncers/RxMstPortStatusToRxDynamicSyncer.h"
@@ -32,9 +33,13 @@ class VARNOL_API RxMstStatusToRxDynamicSyncer final
                                               Zel::Ptr<RxMstStatus const> const& source,
                                               Zel::Ptr<RxStatus> const& rxStatus);
 
-    Zel::Name const& mstName() const noexcept { return mstName_; }
-    Zel::Name const& fwkKey() const noexcept { return mstName_; }
-    RxStatus::Ptr const& rxStatus() const noexcept { return rxStatus_; }
+    ZEL_KEY(258, Zel::Name, mstName)
+    ZEL_SCALAR_VIEW(259, Zel::Ptr<RxMstStatus const>, source)
+    ZEL_CONSTANT(260, RxStatus::Ptr, rxStatus)
+    /// The syncers of the interfaces.
+    ZEL_CHILDREN(261, MstDynPortSms, mstDynPortSm)
+    ZEL_SCALAR_VIEW(262, bool, initialized)
+
     /// "[MST name]".
     Zel::String keyInfo() const;
     void traceName(Zel::TraceStream& out) const;
@@ -42,27 +47,17 @@ class VARNOL_API RxMstStatusToRxDynamicSyncer final
     /// Watches another source; runs no handler.
     void sourceIs(Zel::Ptr<RxMstStatus const> const& source) { sourceReplace(source); }
 
-    /// The syncers of the interfaces.
-    MstDynPortSms& children() noexcept { return mstDynPortSm_; }
-    RxMstPortStatusToRxDynamicSyncer::Ptr mstDynPortSm(Kolvu::IntfId intf);
     /// Creates the syncer of an interface, or returns the one that there is. Throws
     /// NameInUseException, and changes nothing, when that one has other parameters.
     RxMstPortStatusToRxDynamicSyncer::Ptr
     mstDynPortSmIs(Zel::Name mstName, Kolvu::IntfId intf,
                    Zel::Ptr<RxMstPortStatus const> const& source,
                    Zel::Ptr<RxStatus> const& rxStatus);
-    void mstDynPortSmDel(Kolvu::IntfId intf);
-    void mstDynPortSmDelAll();
 
     void handleInitialized();
     void handleMstPortStatus(Kolvu::IntfId intf);
     /// For each interface of the source.
     void handleMstPortStatus();
-
-  private:
-    Zel::Name mstName_;
-    RxStatus::Ptr rxStatus_;
-    MstDynPortSms mstDynPortSm_;
 };
 
 /// The reactor on the source's MST name.

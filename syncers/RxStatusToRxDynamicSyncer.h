@@ -1,5 +1,6 @@
 #pragma once
 
+#include "framework/zel/DeclareReactor.h"
 #include "framework/zel/RootSyncer.h"
 #include "model/RxStatus.h"
 #include "syncers/RxMstStatusToRxDynamicSyncer.h"
@@ -32,7 +33,12 @@ class VARNOL_API RxStatusToRxDynamicSyncer final
     static Ptr RxStatusToRxDynamicSyncerIs(Zel::Ptr<RxStatus const> const& source,
                                            Zel::Ptr<RxStatus> const& rxStatus);
 
-    RxStatus::Ptr const& rxStatus() const noexcept { return rxStatus_; }
+    ZEL_SCALAR_VIEW(258, Zel::Ptr<RxStatus const>, source)
+    ZEL_CONSTANT(259, RxStatus::Ptr, rxStatus)
+    /// The syncers of the MST names.
+    ZEL_CHILDREN(260, MstDynSyncerSms, mstDynSyncerSm)
+    ZEL_SCALAR_VIEW(261, bool, initialized)
+
     /// Empty.
     Zel::String keyInfo() const { return {}; }
     void traceName(Zel::TraceStream& out) const;
@@ -43,25 +49,16 @@ class VARNOL_API RxStatusToRxDynamicSyncer final
     /// the child of this name keeps its entity, and the rest have none.
     void sourceIs(Zel::Ptr<RxStatus const> const& source);
 
-    /// The syncers of the MST names.
-    MstDynSyncerSms& children() noexcept { return mstDynSyncerSm_; }
-    RxMstStatusToRxDynamicSyncer::Ptr mstDynSyncerSm(Zel::Name const& name);
     /// Creates the syncer of an MST name, or returns the one that there is. Throws
     /// NameInUseException, and changes nothing, when that one has other parameters.
     RxMstStatusToRxDynamicSyncer::Ptr mstDynSyncerSmIs(Zel::Name name,
                                                        Zel::Ptr<RxMstStatus const> const& source,
                                                        Zel::Ptr<RxStatus> const& rxStatus);
-    void mstDynSyncerSmDel(Zel::Name const& name);
-    void mstDynSyncerSmDelAll();
 
     void handleInitialized();
     void handleMstStatus(Zel::Name name);
     /// For each MST name of the source.
     void handleMstStatus();
-
-  private:
-    RxStatus::Ptr rxStatus_;
-    MstDynSyncerSms mstDynSyncerSm_;
 };
 
 /// The reactor on the source's root. Bound to another one it copies the heartbeats and times.
@@ -75,7 +72,7 @@ class RxStatusToRxDynamicSyncer::ZelSource final
 
     template <Zel::ScalarAttribute A> void handle(A) {
         if (owner()->rxStatus_)
-            A::write(*owner()->rxStatus_, watched() ? A::read(*watched()) : typename A::Value{});
+            write(A{}, *owner()->rxStatus_, watched() ? A::read(*watched()) : typename A::Value{});
     }
     void handle(RxStatus::rxMstStatusAttribute, Zel::Name const& name) {
         owner()->handleMstStatus(name);

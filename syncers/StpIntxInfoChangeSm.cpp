@@ -2,13 +2,6 @@
 
 namespace Varnol {
 
-constinit Zel::TypeNode const IntxInfoChangeSm::_zelType{"Varnol::IntxInfoChangeSm",
-                                                         Zel::attributeTable<IntxInfoChangeSm>};
-constinit Zel::TypeNode const IntxInfoChangeSm::ZelIntxInfo::_zelType{
-    "Varnol::IntxInfoChangeSm::ZelIntxInfo", {}};
-constinit Zel::TypeNode const IntxInfoChangeSm::ZelMstiN::_zelType{
-    "Varnol::IntxInfoChangeSm::ZelMstiN", {}};
-
 namespace {
 [[maybe_unused]] const bool registered = Zel::typeNodeIs(IntxInfoChangeSm::_zelType) &&
                                          Zel::typeNodeIs(IntxInfoChangeSm::ZelIntxInfo::_zelType) &&
@@ -32,20 +25,7 @@ IntxInfoChangeSm::Ptr IntxInfoChangeSm::IntxInfoChangeSmIs(Zel::Ptr<IntxInfo con
     return Zel::newActive<IntxInfoChangeSm>(intxInfo, vlanId);
 }
 
-Zel::Ptr<IntxInfoChangeSm::ZelMstiN> IntxInfoChangeSm::mstiN(Stp::BridgeSystemId key) {
-    return Zel::Ptr(mstiN_.find(key));
-}
-
-Zel::Ptr<IntxInfoChangeSm::ZelMstiN>
-IntxInfoChangeSm::mstiNIs(Zel::Ptr<IntxMstiInfo const> const& entry) {
-    return mstiN_.is(*this, entry);
-}
-
-void IntxInfoChangeSm::mstiNDel(Stp::BridgeSystemId key) { mstiN_.del(key); }
-
-void IntxInfoChangeSm::mstiNDel(MstiNIterator const& at) { mstiN_.del(at); }
-
-void IntxInfoChangeSm::mstiNDelAll() { mstiN_.delAll(); }
+ZEL_DEFINE_CHILD_REACTORS(IntxInfoChangeSm, mstiN)
 
 void IntxInfoChangeSm::ZelIntxInfo::rebound() {
     if (!zelMarkedForDeletion())

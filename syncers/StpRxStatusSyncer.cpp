@@ -3,6 +3,7 @@
 #include "framework/zel/CopyScalars.h"
 #include "framework/zel/Fatal.h"
 #include "framework/zel/Reinstantiation.h"
+#include "syncers/CopiedScalars.h"
 #include "syncers/HandlerTrace.h"
 #include "syncers/RxMstPortStatusToRxDynamicSyncer.h"
 #include "syncers/RxMstStatusToRxDynamicSyncer.h"
@@ -21,11 +22,6 @@ void scanningList(TraceStream& out) { out << "scanning list"; }
 } // namespace
 
 // ---- RxStatusToRxDynamicSyncer ----
-
-constinit Zel::TypeNode const RxStatusToRxDynamicSyncer::_zelType{
-    "Varnol::RxStatusToRxDynamicSyncer", {}};
-constinit Zel::TypeNode const RxStatusToRxDynamicSyncer::ZelSource::_zelType{
-    "Varnol::RxStatusToRxDynamicSyncer::ZelSource", {}};
 
 RxStatusToRxDynamicSyncer::RxStatusToRxDynamicSyncer(Zel::Ptr<RxStatus const> const& source,
                                                      Zel::Ptr<RxStatus> const& rxStatus)
@@ -58,9 +54,7 @@ void RxStatusToRxDynamicSyncer::sourceIs(Zel::Ptr<RxStatus const> const& source)
         handleMstStatus();
 }
 
-RxMstStatusToRxDynamicSyncer::Ptr RxStatusToRxDynamicSyncer::mstDynSyncerSm(Zel::Name const& name) {
-    return Zel::Ptr(mstDynSyncerSm_.find(name));
-}
+ZEL_DEFINE_CHILDREN(RxStatusToRxDynamicSyncer, mstDynSyncerSm)
 
 RxMstStatusToRxDynamicSyncer::Ptr RxStatusToRxDynamicSyncer::mstDynSyncerSmIs(
     Zel::Name name, Zel::Ptr<RxMstStatus const> const& source, Zel::Ptr<RxStatus> const& rxStatus) {
@@ -78,12 +72,6 @@ RxMstStatusToRxDynamicSyncer::Ptr RxStatusToRxDynamicSyncer::mstDynSyncerSmIs(
     child->hasNotificationActiveIs(true);
     return child;
 }
-
-void RxStatusToRxDynamicSyncer::mstDynSyncerSmDel(Zel::Name const& name) {
-    mstDynSyncerSm_.del(name);
-}
-
-void RxStatusToRxDynamicSyncer::mstDynSyncerSmDelAll() { mstDynSyncerSm_.delAll(); }
 
 void RxStatusToRxDynamicSyncer::handleInitialized() {
     FENNIC_BLOCK_TIMER();
@@ -132,11 +120,6 @@ rxStatusToRxDynamicSyncerFactory(Zel::Ptr<RxStatus const> const& source,
 
 // ---- RxMstStatusToRxDynamicSyncer ----
 
-constinit Zel::TypeNode const RxMstStatusToRxDynamicSyncer::_zelType{
-    "Varnol::RxMstStatusToRxDynamicSyncer", {}};
-constinit Zel::TypeNode const RxMstStatusToRxDynamicSyncer::ZelSource::_zelType{
-    "Varnol::RxMstStatusToRxDynamicSyncer::ZelSource", {}};
-
 RxMstStatusToRxDynamicSyncer::RxMstStatusToRxDynamicSyncer(
     Zel::Name mstName, Zel::Ptr<RxMstStatus const> const& source,
     Zel::Ptr<RxStatus> const& rxStatus)
@@ -163,10 +146,7 @@ void RxMstStatusToRxDynamicSyncer::traceName(TraceStream& out) const {
     out << "RxMstStatusToRxDynamicSyncer" << keyInfo();
 }
 
-RxMstPortStatusToRxDynamicSyncer::Ptr
-RxMstStatusToRxDynamicSyncer::mstDynPortSm(Kolvu::IntfId intf) {
-    return Zel::Ptr(mstDynPortSm_.find(intf));
-}
+ZEL_DEFINE_CHILDREN(RxMstStatusToRxDynamicSyncer, mstDynPortSm)
 
 RxMstPortStatusToRxDynamicSyncer::Ptr
 RxMstStatusToRxDynamicSyncer::mstDynPortSmIs(Zel::Name mstName, Kolvu::IntfId intf,
@@ -187,10 +167,6 @@ RxMstStatusToRxDynamicSyncer::mstDynPortSmIs(Zel::Name mstName, Kolvu::IntfId in
     child->hasNotificationActiveIs(true);
     return child;
 }
-
-void RxMstStatusToRxDynamicSyncer::mstDynPortSmDel(Kolvu::IntfId intf) { mstDynPortSm_.del(intf); }
-
-void RxMstStatusToRxDynamicSyncer::mstDynPortSmDelAll() { mstDynPortSm_.delAll(); }
 
 void RxMstStatusToRxDynamicSyncer::handleInitialized() {
     FENNIC_BLOCK_TIMER();
@@ -240,11 +216,6 @@ rxMstStatusToRxDynamicSyncerFactory(Zel::Name mstName, Zel::Ptr<RxMstStatus cons
 
 // ---- RxMstPortStatusToRxDynamicSyncer ----
 
-constinit Zel::TypeNode const RxMstPortStatusToRxDynamicSyncer::_zelType{
-    "Varnol::RxMstPortStatusToRxDynamicSyncer", {}};
-constinit Zel::TypeNode const RxMstPortStatusToRxDynamicSyncer::ZelSource::_zelType{
-    "Varnol::RxMstPortStatusToRxDynamicSyncer::ZelSource", {}};
-
 namespace {
 
 constexpr const char* portSignature =
@@ -252,24 +223,14 @@ constexpr const char* portSignature =
     "Kolvu::IntfId, const Zel::Ptr<const Varnol::RxMstPortStatus>&, "
     "const Zel::Ptr<Varnol::RxStatus>&)";
 
-/// Calls visit(attribute) for the scalars that are copied, in the order in which they are.
-template <class F> void forEachCopied(F&& visit) {
-    visit(RxMstPortStatus::bpduCountAttribute{});
-    visit(RxMstPortStatus::rateLimitIntervalAttribute{});
-    visit(RxMstPortStatus::rateLimitMaxCountAttribute{});
-    visit(RxMstPortStatus::rateLimitEnabledAttribute{});
-    visit(RxMstPortStatus::countersAttribute{});
-    visit(RxMstPortStatus::localCountersAttribute{});
-}
-
 } // namespace
 
 RxMstPortStatusToRxDynamicSyncer::RxMstPortStatusToRxDynamicSyncer(
     Zel::Name mstName, Kolvu::IntfId intfId, Zel::Ptr<RxMstPortStatus const> const& source,
     Zel::Ptr<RxStatus> const& rxStatus)
     : mstName_(std::move(mstName))
-    , rxStatus_(rxStatus)
-    , intfId_(intfId) {
+    , intfId_(intfId)
+    , rxStatus_(rxStatus) {
     if (!rxStatus)
         Zel::assertionFailed("rxStatus", portSignature);
     if (!source && dest())
@@ -312,7 +273,7 @@ void RxMstPortStatusToRxDynamicSyncer::handleInitialized() {
         const Zel::Ptr<RxMstPortStatus const> from = source();
         forEachCopied([&](auto attribute) {
             using A = decltype(attribute);
-            A::write(*to, A::read(*from));
+            write(attribute, *to, A::read(*from));
         });
     } else {
         traceHandler(traceHandle, 7, *this, noDestination);
@@ -329,7 +290,7 @@ template <class A> void RxMstPortStatusToRxDynamicSyncer::copy(A, const char* ha
         return;
     }
     traceHandler(traceHandle, 8, *this, noMessage, __builtin_FILE(), __builtin_LINE(), handler);
-    A::write(*to, A::read(*watched()));
+    write(A{}, *to, A::read(*watched()));
 }
 
 void RxMstPortStatusToRxDynamicSyncer::handleBpduCount() {
@@ -375,13 +336,18 @@ void RxMstPortStatusToRxDynamicSyncer::handleRxUpdate(Bridging::VlanIdOrNone vla
     if (record) {
         traceHandler(traceHandle, 8, *this,
                      [&](TraceStream& out) { out << "creating/updating vlan=" << vlan; });
-        copyIntxInfo(record, to->rxInfoIs(vlan));
-        to->rxUpdateInc(vlan, 1);
+        const IntxInfo::Ptr copy =
+            writing<RxMstPortStatus::rxInfoAttribute>(*to, vlan)->rxInfoIs(vlan);
+        {
+            const auto written = writingAll(*copy);
+            copyIntxInfo(record, copy);
+        }
+        writing<RxMstPortStatus::rxUpdateAttribute>(*to, vlan)->rxUpdateInc(vlan, 1);
     } else {
         traceHandler(traceHandle, 8, *this,
                      [&](TraceStream& out) { out << "deleting vlan=" << vlan; });
-        to->rxInfoDel(vlan);
-        to->rxUpdateDel(vlan);
+        writing<RxMstPortStatus::rxInfoAttribute>(*to, vlan)->rxInfoDel(vlan);
+        writing<RxMstPortStatus::rxUpdateAttribute>(*to, vlan)->rxUpdateDel(vlan);
     }
 }
 

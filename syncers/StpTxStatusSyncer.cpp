@@ -18,12 +18,6 @@ using Zel::TraceStream;
 
 // ---- IntxInfoSyncer ----
 
-constinit Zel::TypeNode const IntxInfoSyncer::_zelType{"Varnol::IntxInfoSyncer", {}};
-constinit Zel::TypeNode const IntxInfoSyncer::ZelSource::_zelType{
-    "Varnol::IntxInfoSyncer::ZelSource", {}};
-constinit Zel::TypeNode const IntxInfoSyncer::ZelMstiNSm::_zelType{
-    "Varnol::IntxInfoSyncer::ZelMstiNSm", {}};
-
 IntxInfoSyncer::IntxInfoSyncer(Zel::Ptr<IntxInfo const> source, IntxInfo::Ptr dest,
                                Bridging::VlanIdOrNone vlanIdOrZero, Zel::String parentId)
     : vlanIdOrZero_(vlanIdOrZero)
@@ -32,7 +26,7 @@ IntxInfoSyncer::IntxInfoSyncer(Zel::Ptr<IntxInfo const> source, IntxInfo::Ptr de
     const Construction construction(*this);
     sourceStart(source);
     if (dest_)
-        Zel::copyScalars(source.ptr(), *dest_);
+        writeScalars(source.ptr(), *dest_);
     if (source)
         mstiN_.resync(*this, source);
     handleInitialized();
@@ -55,20 +49,7 @@ Zel::String IntxInfoSyncer::keyInfo() const {
 
 void IntxInfoSyncer::traceName(TraceStream& out) const { out << keyInfo() << "IntxInfoSyncer"; }
 
-Zel::Ptr<IntxInfoSyncer::ZelMstiNSm> IntxInfoSyncer::mstiN(Stp::BridgeSystemId key) {
-    return Zel::Ptr(mstiN_.find(key));
-}
-
-Zel::Ptr<IntxInfoSyncer::ZelMstiNSm>
-IntxInfoSyncer::mstiNIs(Zel::Ptr<IntxMstiInfo const> const& entry) {
-    return mstiN_.is(*this, entry);
-}
-
-void IntxInfoSyncer::mstiNDel(Stp::BridgeSystemId key) { mstiN_.del(key); }
-
-void IntxInfoSyncer::mstiNDel(MstiNIterator const& at) { mstiN_.del(at); }
-
-void IntxInfoSyncer::mstiNDelAll() { mstiN_.delAll(); }
+ZEL_DEFINE_CHILD_REACTORS(IntxInfoSyncer, mstiN)
 
 void IntxInfoSyncer::handleInitialized() {
     FENNIC_BLOCK_TIMER();
@@ -98,12 +79,12 @@ void IntxInfoSyncer::handleMstiN(Stp::BridgeSystemId key) {
         traceHandler(traceHandle, 8, *this,
                      [&](TraceStream& out) { out << "setting mstiId=" << key; });
         if (dest_)
-            dest_->mstiNIs(key);
+            writing<IntxInfo::mstiNAttribute>(*dest_, key)->mstiNIs(key);
     } else {
         traceHandler(traceHandle, 8, *this,
                      [&](TraceStream& out) { out << "deleting mstiId=" << key; });
         if (dest_)
-            dest_->mstiNDel(key);
+            writing<IntxInfo::mstiNAttribute>(*dest_, key)->mstiNDel(key);
     }
 }
 
@@ -133,7 +114,7 @@ void IntxInfoSyncer::ZelMstiNSm::copyAllData() {
     const IntxMstiInfo::Ptr to = dest_;
     const Zel::Ptr<IntxMstiInfo const> from = mstiN();
     if (to)
-        Zel::copyScalars(from.ptr(), *to);
+        writeScalars(from.ptr(), *to);
 }
 
 IntxInfoSyncer::Ptr intxInfoSyncerFactory(Zel::Ptr<IntxInfo const> source, IntxInfo::Ptr dest,
@@ -145,20 +126,13 @@ IntxInfoSyncer::Ptr intxInfoSyncerFactory(Zel::Ptr<IntxInfo const> source, IntxI
 
 // ---- TxStatusToTxSyncer ----
 
-constinit Zel::TypeNode const TxStatusToTxSyncer::_zelType{"Varnol::TxStatusToTxSyncer", {}};
-constinit Zel::TypeNode const TxStatusToTxSyncer::ZelSource::_zelType{
-    "Varnol::TxStatusToTxSyncer::ZelSource", {}};
-constinit Zel::TypeNode const TxStatusToTxSyncer::ZelTxMstStatusSm::_zelType{
-    "Varnol::TxStatusToTxSyncer::ZelTxMstStatusSm", {}};
-constinit Zel::TypeNode const TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm::_zelType{
-    "Varnol::TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm", {}};
-
 TxStatusToTxSyncer::TxStatusToTxSyncer(Zel::Ptr<TxStatus const> source, Zel::Ptr<TxStatus> dest)
     : dest_(std::move(dest)) {
     const Construction construction(*this);
     sourceStart(source);
     if (dest_)
-        dest_->heartbeatTimeoutIs(source ? source->heartbeatTimeout() : 0.0);
+        write(TxStatus::heartbeatTimeoutAttribute{}, *dest_,
+              source ? source->heartbeatTimeout() : 0.0);
     if (source)
         txMstStatus_.resync(*this, source);
     handleInitialized();
@@ -173,19 +147,7 @@ TxStatusToTxSyncer::Ptr TxStatusToTxSyncer::TxStatusToTxSyncerIs(Zel::Ptr<TxStat
 
 void TxStatusToTxSyncer::traceName(TraceStream& out) const { out << "TxToTx" << keyInfo(); }
 
-Zel::Ptr<TxStatusToTxSyncer::ZelTxMstStatusSm>
-TxStatusToTxSyncer::txMstStatus(Zel::Name const& name) {
-    return Zel::Ptr(txMstStatus_.find(name));
-}
-
-Zel::Ptr<TxStatusToTxSyncer::ZelTxMstStatusSm>
-TxStatusToTxSyncer::txMstStatusIs(Zel::Ptr<TxMstStatus const> const& element) {
-    return txMstStatus_.is(*this, element);
-}
-
-void TxStatusToTxSyncer::txMstStatusDel(Zel::Name const& name) { txMstStatus_.del(name); }
-
-void TxStatusToTxSyncer::txMstStatusDelAll() { txMstStatus_.delAll(); }
+ZEL_DEFINE_CHILD_REACTORS(TxStatusToTxSyncer, txMstStatus)
 
 void TxStatusToTxSyncer::handleInitialized() {
     FENNIC_BLOCK_TIMER();
@@ -207,17 +169,18 @@ void TxStatusToTxSyncer::handleTxMstStatus(Zel::String name) {
     if (watched() && watched()->txMstStatus().find(name)) {
         traceHandler(traceHandle, 8, *this, [&](TraceStream& out) { out << "creating " << name; });
         if (dest_)
-            dest_->txMstStatusIs(name);
+            writing<TxStatus::txMstStatusAttribute>(*dest_, name)->txMstStatusIs(name);
     } else {
         traceHandler(traceHandle, 8, *this, [&](TraceStream& out) { out << "deleting " << name; });
         if (dest_)
-            dest_->txMstStatusDel(name);
+            writing<TxStatus::txMstStatusAttribute>(*dest_, name)->txMstStatusDel(name);
     }
 }
 
 void TxStatusToTxSyncer::ZelSource::handle(TxStatus::heartbeatTimeoutAttribute) {
     if (watched() && owner()->dest_)
-        owner()->dest_->heartbeatTimeoutIs(watched()->heartbeatTimeout());
+        write(TxStatus::heartbeatTimeoutAttribute{}, *owner()->dest_,
+              watched()->heartbeatTimeout());
 }
 
 TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstStatusSm(
@@ -240,38 +203,21 @@ void TxStatusToTxSyncer::ZelTxMstStatusSm::traceName(TraceStream& out) const {
 }
 
 Zel::Ptr<TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm>
-TxStatusToTxSyncer::ZelTxMstStatusSm::txMstPortStatus(Kolvu::IntfId intf) {
-    return Zel::Ptr(txMstPortStatus_.find(intf));
-}
-
-Zel::Ptr<TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm>
-TxStatusToTxSyncer::ZelTxMstStatusSm::txMstPortStatusIs(
-    Zel::Ptr<TxMstPortStatus const> const& element) {
-    return txMstPortStatus_.is(*this, element);
-}
-
-Zel::Ptr<TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm>
 TxStatusToTxSyncer::ZelTxMstStatusSm::newTxMstPortStatus(
     Zel::Ptr<TxMstPortStatus const> const& element) {
     return txMstPortStatus_.make(*this, element);
 }
 
-void TxStatusToTxSyncer::ZelTxMstStatusSm::txMstPortStatusDel(Kolvu::IntfId intf) {
-    txMstPortStatus_.del(intf);
-}
-
-void TxStatusToTxSyncer::ZelTxMstStatusSm::txMstPortStatusDel(TxMstPortStatusIterator const& at) {
-    txMstPortStatus_.del(at);
-}
-
-void TxStatusToTxSyncer::ZelTxMstStatusSm::txMstPortStatusDelAll() { txMstPortStatus_.delAll(); }
+ZEL_DEFINE_CHILD_REACTORS(TxStatusToTxSyncer::ZelTxMstStatusSm, txMstPortStatus)
 
 void TxStatusToTxSyncer::ZelTxMstStatusSm::handleInitialized() {
     FENNIC_BLOCK_TIMER();
     traceHandler(traceHandle, 8, *this, noMessage);
     const Ptr alive(this);
     const TxStatus::Ptr destRoot = owner()->dest();
-    dest_ = destRoot ? destRoot->txMstStatusIs(name_) : nullptr;
+    dest_ = destRoot
+                ? writing<TxStatus::txMstStatusAttribute>(*destRoot, name_)->txMstStatusIs(name_)
+                : nullptr;
     for (Zel::Ptr<ZelTxMstPortStatusSm> const& child : txMstPortStatus_) {
         child->handleInitialized();
         handleTxMstPortStatus(child->fwkKey());
@@ -290,12 +236,12 @@ void TxStatusToTxSyncer::ZelTxMstStatusSm::handleTxMstPortStatus(Kolvu::IntfId i
         traceHandler(traceHandle, 8, *this,
                      [&](TraceStream& out) { out << "setting txMstPortStatus for " << intf; });
         if (dest_)
-            dest_->txMstPortStatusIs(intf);
+            writing<TxMstStatus::txMstPortStatusAttribute>(*dest_, intf)->txMstPortStatusIs(intf);
     } else {
         traceHandler(traceHandle, 8, *this,
                      [&](TraceStream& out) { out << "deleting txMstPortStatus for " << intf; });
         if (dest_)
-            dest_->txMstPortStatusDel(intf);
+            writing<TxMstStatus::txMstPortStatusAttribute>(*dest_, intf)->txMstPortStatusDel(intf);
     }
 }
 
@@ -319,9 +265,7 @@ void TxToTxPort::traceName(TraceStream& out) const {
     out << "TxToTx::ZelTxMstPortStatusSm" << keyInfo();
 }
 
-IntxInfoSyncer::Ptr TxToTxPort::txInfoSyncer(Bridging::VlanIdOrNone vlan) {
-    return Zel::Ptr(txInfoSyncer_.find(vlan));
-}
+ZEL_DEFINE_CHILDREN(TxToTxPort, txInfoSyncer)
 
 bool TxToTxPort::txInfoSyncerHas(Bridging::VlanIdOrNone vlan) {
     return txInfoSyncer_.find(vlan) != nullptr;
@@ -341,10 +285,6 @@ IntxInfoSyncer::Ptr TxToTxPort::txInfoSyncerIs(Zel::Ptr<IntxInfo const> source,
                                                 std::move(parentId));
     });
 }
-
-void TxToTxPort::txInfoSyncerDel(Bridging::VlanIdOrNone vlan) { txInfoSyncer_.del(vlan); }
-
-void TxToTxPort::txInfoSyncerDelAll() { txInfoSyncer_.delAll(); }
 
 void TxToTxPort::handleInitialized() {
     FENNIC_BLOCK_TIMER();
@@ -368,9 +308,10 @@ void TxToTxPort::handleInitialized() {
         }
         for (auto const& update : to->txUpdate())
             handleTxUpdate(update.key());
-        found->txHelloWhenOnIs(from ? from->txHelloWhenOn() : Stp::TimerVal());
+        write(TxMstPortStatus::txHelloWhenOnAttribute{}, *found,
+              from ? from->txHelloWhenOn() : Stp::TimerVal());
         // Last, so that who watches it finds everything else in place.
-        found->txNewInfoIs(from ? from->txNewInfo() : 0);
+        write(TxMstPortStatus::txNewInfoAttribute{}, *found, from ? from->txNewInfo() : 0);
     }
     initializedIs(true);
 }
@@ -384,7 +325,8 @@ void TxToTxPort::handleTxInfo(Bridging::VlanIdOrNone vlan) {
                      [&](TraceStream& out) { out << "setting vlan=" << vlan; });
         if (!dest_)
             return;
-        const Zel::Ptr<IntxInfo> to = dest_->txInfoIs(vlan);
+        const Zel::Ptr<IntxInfo> to =
+            writing<TxMstPortStatus::txInfoAttribute>(*dest_, vlan)->txInfoIs(vlan);
         if (from == record())
             txInfoSyncerIs(from, to, vlan, parentId_);
         // What was written may have led to another record, or none, before this one had a syncer.
@@ -394,7 +336,7 @@ void TxToTxPort::handleTxInfo(Bridging::VlanIdOrNone vlan) {
         traceHandler(traceHandle, 8, *this,
                      [&](TraceStream& out) { out << "deleting vlan=" << vlan; });
         if (dest_)
-            dest_->txInfoDel(vlan);
+            writing<TxMstPortStatus::txInfoAttribute>(*dest_, vlan)->txInfoDel(vlan);
         txInfoSyncerDel(vlan);
     }
 }
@@ -412,9 +354,9 @@ void TxToTxPort::writeTxUpdate(Bridging::VlanIdOrNone vlan, unsigned value) {
     if (!dest_)
         return;
     if (value != 0)
-        dest_->txUpdateIs(vlan, value);
+        writing<TxMstPortStatus::txUpdateAttribute>(*dest_, vlan)->txUpdateIs(vlan, value);
     else
-        dest_->txUpdateDel(vlan);
+        writing<TxMstPortStatus::txUpdateAttribute>(*dest_, vlan)->txUpdateDel(vlan);
 }
 
 void TxToTxPort::handle(TxMstPortStatus::txUpdateAttribute, Bridging::VlanIdOrNone vlan) {
@@ -429,10 +371,12 @@ void TxToTxPort::rebound() {
     const Zel::Ptr<TxMstPortStatus const> from = txMstPortStatus();
     if (const TxMstPortStatus::Ptr to = dest_) {
         for (auto const& update : from->txUpdate())
-            to->txUpdateIs(update.key(), update.value());
+            writing<TxMstPortStatus::txUpdateAttribute>(*to, update.key())
+                ->txUpdateIs(update.key(), update.value());
         for (auto const& update : std::as_const(*to).txUpdate()) {
             if (from->txUpdate(update.key()) == 0)
-                to->txUpdateDel(update.key());
+                writing<TxMstPortStatus::txUpdateAttribute>(*to, update.key())
+                    ->txUpdateDel(update.key());
         }
     }
     replay();
@@ -444,12 +388,6 @@ TxStatusToTxSyncer::Ptr txStatusToTxSyncerFactory(Zel::Ptr<TxStatus const> sourc
 }
 
 // ---- TxStatusToRxSyncer ----
-
-constinit Zel::TypeNode const TxStatusToRxSyncer::_zelType{"Varnol::TxStatusToRxSyncer", {}};
-constinit Zel::TypeNode const TxStatusToRxSyncer::ZelSource::_zelType{
-    "Varnol::TxStatusToRxSyncer::ZelSource", {}};
-constinit Zel::TypeNode const TxStatusToRxSyncer::ZelTxMstStatusSm::_zelType{
-    "Varnol::TxStatusToRxSyncer::ZelTxMstStatusSm", {}};
 
 TxStatusToRxSyncer::TxStatusToRxSyncer(Zel::Ptr<TxStatus const> const& source,
                                        Zel::Ptr<RxStatus> const& rxStatus)
@@ -477,19 +415,7 @@ TxStatusToRxSyncer::TxStatusToRxSyncerIs(Zel::Ptr<TxStatus const> const& source,
 
 void TxStatusToRxSyncer::traceName(TraceStream& out) const { out << "TxToRx" << keyInfo(); }
 
-Zel::Ptr<TxStatusToRxSyncer::ZelTxMstStatusSm>
-TxStatusToRxSyncer::txMstStatus(Zel::Name const& name) {
-    return Zel::Ptr(txMstStatus_.find(name));
-}
-
-Zel::Ptr<TxStatusToRxSyncer::ZelTxMstStatusSm>
-TxStatusToRxSyncer::txMstStatusIs(Zel::Ptr<TxMstStatus const> const& element) {
-    return txMstStatus_.is(*this, element);
-}
-
-void TxStatusToRxSyncer::txMstStatusDel(Zel::Name const& name) { txMstStatus_.del(name); }
-
-void TxStatusToRxSyncer::txMstStatusDelAll() { txMstStatus_.delAll(); }
+ZEL_DEFINE_CHILD_REACTORS(TxStatusToRxSyncer, txMstStatus)
 
 void TxStatusToRxSyncer::handleInitialized() {
     FENNIC_BLOCK_TIMER();
@@ -500,7 +426,8 @@ void TxStatusToRxSyncer::handleInitialized() {
         handleTxMstStatus(element->name());
     for (Zel::Ptr<RxMstStatus const> const& element : std::as_const(*rxStatus_).rxMstStatus()) {
         if (!from->txMstStatus().find(element->name()))
-            rxStatus_->rxMstStatusDel(element->name());
+            writing<RxStatus::rxMstStatusAttribute>(*rxStatus_, element->name())
+                ->rxMstStatusDel(element->name());
     }
     initializedIs(true);
 }
@@ -510,11 +437,11 @@ void TxStatusToRxSyncer::handleTxMstStatus(Zel::String name) {
     if (watched() && watched()->txMstStatus().find(name)) {
         traceHandler(traceHandle, 8, *this,
                      [&](TraceStream& out) { out << "setting rxMstStatus " << name; });
-        rxStatus_->rxMstStatusIs(name);
+        writing<RxStatus::rxMstStatusAttribute>(*rxStatus_, name)->rxMstStatusIs(name);
     } else {
         traceHandler(traceHandle, 8, *this,
                      [&](TraceStream& out) { out << "deleting rxMstStatus " << name; });
-        rxStatus_->rxMstStatusDel(name);
+        writing<RxStatus::rxMstStatusAttribute>(*rxStatus_, name)->rxMstStatusDel(name);
     }
 }
 
@@ -540,12 +467,14 @@ void TxStatusToRxSyncer::ZelTxMstStatusSm::handleInitialized() {
     const Ptr alive(this);
     const Zel::Ptr<TxMstStatus const> from = txMstStatus();
     const RxStatus::Ptr rxRoot = owner()->rxStatus();
-    const RxMstStatus::Ptr to = rxMstStatus_ = rxRoot->rxMstStatusIs(name_);
+    const RxMstStatus::Ptr to = rxMstStatus_ =
+        writing<RxStatus::rxMstStatusAttribute>(*rxRoot, name_)->rxMstStatusIs(name_);
     for (Zel::Ptr<TxMstPortStatus const> const& element : from->txMstPortStatus())
         handleTxMstPortStatus(element->intfId());
     for (Zel::Ptr<RxMstPortStatus const> const& element : std::as_const(*to).rxMstPortStatus()) {
         if (!from->txMstPortStatus().find(element->intfId()))
-            to->rxMstPortStatusDel(element->intfId());
+            writing<RxMstStatus::rxMstPortStatusAttribute>(*to, element->intfId())
+                ->rxMstPortStatusDel(element->intfId());
     }
     initializedIs(true);
 }
@@ -557,13 +486,15 @@ void TxStatusToRxSyncer::ZelTxMstStatusSm::handleTxMstPortStatus(Kolvu::IntfId i
             out << "setting rxMstPortStatus for " << intfId.shortName();
         });
         if (rxMstStatus_)
-            rxMstStatus_->rxMstPortStatusIs(intfId);
+            writing<RxMstStatus::rxMstPortStatusAttribute>(*rxMstStatus_, intfId)
+                ->rxMstPortStatusIs(intfId);
     } else {
         traceHandler(traceHandle, 8, *this, [&](TraceStream& out) {
             out << "deleting rxMstPortStatus for " << intfId.shortName();
         });
         if (rxMstStatus_)
-            rxMstStatus_->rxMstPortStatusDel(intfId);
+            writing<RxMstStatus::rxMstPortStatusAttribute>(*rxMstStatus_, intfId)
+                ->rxMstPortStatusDel(intfId);
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "framework/zel/DeclareReactor.h"
 #include "framework/zel/RootSyncer.h"
 #include "model/RxStatus.h"
 #include "model/TxStatus.h"
@@ -30,24 +31,18 @@ class VARNOL_API TxStatusToRxSyncer final : public Zel::RootSyncer<TxStatusToRxS
     static Ptr TxStatusToRxSyncerIs(Zel::Ptr<TxStatus const> const& source,
                                     Zel::Ptr<RxStatus> const& rxStatus);
 
-    RxStatus::Ptr const& rxStatus() const noexcept { return rxStatus_; }
+    ZEL_SCALAR_VIEW(258, Zel::Ptr<TxStatus const>, source)
+    ZEL_CONSTANT(259, RxStatus::Ptr, rxStatus)
+    /// The reactors on the source's MST names.
+    ZEL_CHILD_REACTORS(260, TxMstStatusSms, txMstStatus)
+    ZEL_SCALAR_VIEW(261, bool, initialized)
+
     /// Empty.
     Zel::String keyInfo() const { return {}; }
     void traceName(Zel::TraceStream& out) const;
 
-    /// The reactors on the source's MST names.
-    TxMstStatusSms& children() noexcept { return txMstStatus_; }
-    Zel::Ptr<ZelTxMstStatusSm> txMstStatus(Zel::Name const& name);
-    Zel::Ptr<ZelTxMstStatusSm> txMstStatusIs(Zel::Ptr<TxMstStatus const> const& element);
-    void txMstStatusDel(Zel::Name const& name);
-    void txMstStatusDelAll();
-
     void handleInitialized();
     void handleTxMstStatus(Zel::String name);
-
-  private:
-    RxStatus::Ptr rxStatus_;
-    TxMstStatusSms txMstStatus_;
 };
 
 /// The reactor on the source's root. Bound to another tree it follows that tree's MST names; what
@@ -77,13 +72,17 @@ class TxStatusToRxSyncer::ZelTxMstStatusSm final
 
     ZelTxMstStatusSm(Zel::Ptr<TxMstStatus const> const& txMstStatus, TxStatusToRxSyncer* syncer);
 
-    Zel::Name const& fwkKey() const noexcept { return name_; }
+    ZEL_NAME()
+    ZEL_OWNER(258, TxStatusToRxSyncer, owner)
     /// The source's MST name.
+    ZEL_SCALAR_VIEW(259, Zel::Ptr<TxMstStatus const>, txMstStatus)
     Zel::Ptr<TxMstStatus const> txMstStatus() const noexcept { return notifier(); }
     /// Watches another entity of the source.
     void txMstStatusIs(Zel::Ptr<TxMstStatus const> const& txMstStatus) { notifierIs(txMstStatus); }
     /// The MST name of the receive tree; null only where the reactor was made as a zombie.
-    RxMstStatus::Ptr const& rxMstStatus() const noexcept { return rxMstStatus_; }
+    ZEL_CONSTANT(260, RxMstStatus::Ptr, rxMstStatus)
+    ZEL_SCALAR_VIEW(261, bool, initialized)
+
     /// "[name]".
     Zel::String keyInfo() const;
     void traceName(Zel::TraceStream& out) const;
@@ -94,10 +93,6 @@ class TxStatusToRxSyncer::ZelTxMstStatusSm final
     void handle(TxMstStatus::txMstPortStatusAttribute, Kolvu::IntfId intfId) {
         handleTxMstPortStatus(intfId);
     }
-
-  private:
-    Zel::Name name_;
-    RxMstStatus::Ptr rxMstStatus_;
 };
 
 /// Creates a syncer; see there for the arguments.

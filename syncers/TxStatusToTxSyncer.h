@@ -1,5 +1,6 @@
 #pragma once
 
+#include "framework/zel/DeclareReactor.h"
 #include "framework/zel/RootSyncer.h"
 #include "model/TxStatus.h"
 #include "syncers/IntxInfoSyncer.h"
@@ -35,24 +36,18 @@ class VARNOL_API TxStatusToTxSyncer final : public Zel::RootSyncer<TxStatusToTxS
     /// Creates a syncer with its notification on.
     static Ptr TxStatusToTxSyncerIs(Zel::Ptr<TxStatus const> source, Zel::Ptr<TxStatus> dest);
 
-    TxStatus::Ptr const& dest() const noexcept { return dest_; }
+    ZEL_SCALAR_VIEW(258, Zel::Ptr<TxStatus const>, source)
+    ZEL_CONSTANT(259, TxStatus::Ptr, dest)
+    /// The reactors on the source's MST names.
+    ZEL_CHILD_REACTORS(260, TxMstStatusSms, txMstStatus)
+    ZEL_SCALAR_VIEW(261, bool, initialized)
+
     /// Empty.
     Zel::String keyInfo() const { return {}; }
     void traceName(Zel::TraceStream& out) const;
 
-    /// The reactors on the source's MST names.
-    TxMstStatusSms& children() noexcept { return txMstStatus_; }
-    Zel::Ptr<ZelTxMstStatusSm> txMstStatus(Zel::Name const& name);
-    Zel::Ptr<ZelTxMstStatusSm> txMstStatusIs(Zel::Ptr<TxMstStatus const> const& element);
-    void txMstStatusDel(Zel::Name const& name);
-    void txMstStatusDelAll();
-
     void handleInitialized();
     void handleTxMstStatus(Zel::String name);
-
-  private:
-    TxStatus::Ptr dest_;
-    TxMstStatusSms txMstStatus_;
 };
 
 /// The reactor on the source's root.
@@ -87,27 +82,24 @@ class TxStatusToTxSyncer::ZelTxMstStatusSm final
     ZelTxMstStatusSm(Zel::Ptr<TxMstStatus const> const& txMstStatus, TxStatusToTxSyncer* parent);
     ~ZelTxMstStatusSm() override;
 
-    Zel::Name const& fwkKey() const noexcept { return name_; }
+    ZEL_NAME()
     /// The source's MST name.
+    ZEL_CONSTANT_VIEW(258, Zel::Ptr<TxMstStatus const>, txMstStatus)
     Zel::Ptr<TxMstStatus const> txMstStatus() const noexcept { return notifier(); }
     /// The destination's MST name; null until handleInitialized() has made or found it.
-    TxMstStatus::Ptr const& dest() const noexcept { return dest_; }
+    ZEL_CONSTANT(259, TxMstStatus::Ptr, dest)
+    ZEL_OWNER(260, TxStatusToTxSyncer, parent)
+    /// The reactors on the source's interfaces.
+    ZEL_CHILD_REACTORS(261, TxMstPortStatusSms, txMstPortStatus)
+    ZEL_SCALAR_VIEW(262, bool, initialized)
+
     /// "[name]".
     Zel::String keyInfo() const;
     void traceName(Zel::TraceStream& out) const;
 
-    /// The reactors on the source's interfaces.
-    TxMstPortStatusSms& children() noexcept { return txMstPortStatus_; }
-    Zel::Ptr<ZelTxMstPortStatusSm> txMstPortStatus(Kolvu::IntfId intf);
-    Zel::Ptr<ZelTxMstPortStatusSm>
-    txMstPortStatusIs(Zel::Ptr<TxMstPortStatus const> const& element);
     /// Creates the reactor on an interface that has none.
     Zel::Ptr<ZelTxMstPortStatusSm>
     newTxMstPortStatus(Zel::Ptr<TxMstPortStatus const> const& element);
-    void txMstPortStatusDel(Kolvu::IntfId intf);
-    /// Removes the reactor on which a walk of children() stands.
-    void txMstPortStatusDel(TxMstPortStatusIterator const& at);
-    void txMstPortStatusDelAll();
 
     void handleInitialized();
     void handleTxMstPortStatus(Kolvu::IntfId intf);
@@ -116,11 +108,6 @@ class TxStatusToTxSyncer::ZelTxMstStatusSm final
         handleTxMstPortStatus(intf);
     }
     ZelTxMstStatusSm& keeper(TxMstStatus::txMstPortStatusAttribute) { return *this; }
-
-  private:
-    Zel::Name name_;
-    TxMstStatus::Ptr dest_;
-    TxMstPortStatusSms txMstPortStatus_;
 };
 
 /// The reactor on one of the source's interfaces.
@@ -141,23 +128,24 @@ class TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm final
 
     Kolvu::IntfId fwkKey() const noexcept { return intfId_; }
     /// The source's interface.
+    ZEL_CONSTANT_VIEW(258, Zel::Ptr<TxMstPortStatus const>, txMstPortStatus)
     Zel::Ptr<TxMstPortStatus const> txMstPortStatus() const noexcept { return notifier(); }
     /// The destination's interface; null until handleInitialized() has found it.
-    TxMstPortStatus::Ptr const& dest() const noexcept { return dest_; }
+    ZEL_CONSTANT(259, TxMstPortStatus::Ptr, dest)
+    ZEL_OWNER(260, ZelTxMstStatusSm, parent)
+    /// The syncers of the records, by VLAN.
+    ZEL_CHILDREN(261, TxInfoSyncers, txInfoSyncer)
+    ZEL_SCALAR_VIEW(262, bool, initialized)
+
     /// "[MST name|Et1]".
     Zel::String keyInfo() const;
     void traceName(Zel::TraceStream& out) const;
 
-    /// The syncers of the records, by VLAN.
-    TxInfoSyncers& children() noexcept { return txInfoSyncer_; }
-    IntxInfoSyncer::Ptr txInfoSyncer(Bridging::VlanIdOrNone vlan);
     bool txInfoSyncerHas(Bridging::VlanIdOrNone vlan);
     /// Creates the syncer of a VLAN, or returns the one that there is. Throws NameInUseException,
     /// and changes nothing, when that one has another source, destination or parent identifier.
     IntxInfoSyncer::Ptr txInfoSyncerIs(Zel::Ptr<IntxInfo const> source, Zel::Ptr<IntxInfo> dest,
                                        Bridging::VlanIdOrNone vlan, Zel::String parentId);
-    void txInfoSyncerDel(Bridging::VlanIdOrNone vlan);
-    void txInfoSyncerDelAll();
 
     void handleInitialized();
     void handleTxInfo(Bridging::VlanIdOrNone vlan);
@@ -170,7 +158,7 @@ class TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm final
     /// Writes txNewInfo or txHelloWhenOn, zero when the source is gone.
     template <Zel::ScalarAttribute A> void handle(A) {
         if (dest_)
-            A::write(*dest_, watched() ? A::read(*watched()) : typename A::Value{});
+            write(A{}, *dest_, watched() ? A::read(*watched()) : typename A::Value{});
     }
     /// What another source interface sets off: all update counts, then the scalars.
     void rebound();
@@ -179,8 +167,6 @@ class TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm final
     void writeTxUpdate(Bridging::VlanIdOrNone vlan, unsigned value);
     /// MST name and interface, as "mst1|Et1"; the records' syncers share it.
     Zel::String parentId_;
-    TxMstPortStatus::Ptr dest_;
-    TxInfoSyncers txInfoSyncer_;
     Kolvu::IntfId intfId_;
 };
 

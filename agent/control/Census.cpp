@@ -1,16 +1,16 @@
 #include "agent/control/Census.h"
 
-#include "framework/zel/TypeNode.h"
+#include "framework/zel/Census.h"
 #include "platform/kolvu/Pkt.h"
 
 namespace Agent {
 
-Census census() noexcept {
-    Census census;
-    for (Zel::TypeNode const* type = Zel::lastTypeNode(); type; type = type->previous())
-        census.liveObjects += type->allocations().liveCount();
-    census.packets = Kolvu::globalPktManager().inUse();
-    return census;
+Census census() {
+    const Zel::Census counted = Zel::census();
+    return {.liveObjects = counted.live(),
+            .packets = Kolvu::globalPktManager().inUse(),
+            .writes = counted.writes(),
+            .notifications = counted.notificationsDelivered};
 }
 
 } // namespace Agent

@@ -180,7 +180,10 @@ std::string showJson(AgentView const& view, Port const* only) {
           {"silent_clients", view.control.silentClients},
           {"unreading_clients", view.control.unreadingClients}}},
         {"census",
-         {{"live_objects", view.census.liveObjects}, {"packets_in_use", view.census.packets}}},
+         {{"live_objects", view.census.liveObjects},
+          {"packets_in_use", view.census.packets},
+          {"notifications", view.census.notifications},
+          {"writes", view.census.writes}}},
     });
 }
 
@@ -190,6 +193,39 @@ std::string treesJson(AgentView const& view) {
                      {"sending", treeJson(bridge.sending())},
                      {"source", treeJson(bridge.source())},
                      {"dynamic", treeJson(bridge.dynamic())}});
+}
+
+std::string mirrorJson(AgentView const& view) {
+    Json mirrors = Json::array();
+    for (MirrorState const& mirror : view.bridge.mirrors().states()) {
+        Json differences = Json::array();
+        for (Zel::Difference const& each : mirror.differences)
+            differences.push_back(
+                {{"path", each.path},
+                 {"source", each.left ? Json(*each.left) : Json(nullptr)},
+                 {"destination", each.right ? Json(*each.right) : Json(nullptr)}});
+        mirrors.push_back(
+            {{"name", mirror.name},
+             {"in_step", mirror.differences.empty()},
+             {"writes", mirror.writes},
+             {"last_change_seconds_ago",
+              mirror.lastChange ? Json(seconds(view.now - *mirror.lastChange)) : Json(nullptr)},
+             {"differences", differences}});
+    }
+    return document({{"mirrors", mirrors}});
+}
+
+std::string tracesJson(TracesView const& view) {
+    Json handles = Json::array();
+    for (Zel::TraceHandleLevels const& handle : view.handles)
+        handles.push_back({{"handle", handle.handle}, {"levels", levelsOf(handle.on)}});
+    Json settings = Json::array();
+    for (Zel::TraceSetting const& setting : view.settings)
+        settings.push_back({{"pattern", setting.pattern},
+                            {"is_name", setting.isName},
+                            {"on", levelsOf(setting.on)},
+                            {"off", levelsOf(setting.off)}});
+    return document({{"handles", handles}, {"settings", settings}, {"lost", view.lost}});
 }
 
 std::string bpduJson(AgentView const& view, Port const& port) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agent/control/AgentView.h"
+#include "agent/control/Traces.h"
 
 namespace Agent {
 
@@ -9,6 +10,8 @@ namespace Agent {
 
 std::string showJson(AgentView const& view, Port const* only);
 std::string treesJson(AgentView const& view);
+std::string mirrorJson(AgentView const& view);
+std::string tracesJson(TracesView const& view);
 std::string bpduJson(AgentView const& view, Port const& port);
 
 } // namespace Agent

@@ -2,6 +2,7 @@
 
 #include "agent/control/JsonView.h"
 #include "agent/control/TextView.h"
+#include "framework/zel/TraceLevels.h"
 
 #include <algorithm>
 #include <sstream>
@@ -40,6 +41,10 @@ Answer show(AgentView const& view, std::vector<std::string> words) {
     };
     if (words == std::vector<std::string>{"trees"})
         return text(json ? treesJson(view) : treesText(view));
+    if (words == std::vector<std::string>{"mirror"})
+        return text(json ? mirrorJson(view) : mirrorText(view));
+    if (words == std::vector<std::string>{"traces"})
+        return text(json ? tracesJson(tracesView()) : tracesText(tracesView()));
     if (words.size() == 2 && words[0] == "bpdu") {
         Port const* const port = view.bridge.port(words[1]);
         if (!port)
@@ -48,7 +53,7 @@ Answer show(AgentView const& view, std::vector<std::string> words) {
     }
     const bool detail = take(words, "detail");
     if (words.size() > 1)
-        return error("show what? [PORT] [detail], trees, or bpdu PORT");
+        return error("show what? [PORT] [detail], trees, mirror, traces, or bpdu PORT");
     Port const* only = nullptr;
     if (!words.empty() && !(only = view.bridge.port(words[0])))
         return unknownPort(view.bridge, words[0]);
@@ -56,6 +61,11 @@ Answer show(AgentView const& view, std::vector<std::string> words) {
 }
 
 } // namespace
+
+std::string checkSetting(std::string_view name, std::string_view value) {
+    Settings ignored;
+    return name == "trace" ? checkTraces(value) : settingIs(ignored, name, value, ", trace");
+}
 
 Answer answer(Bridge& bridge, ControlCounts const& counts, Time now, std::string_view request) {
     std::istringstream stream{std::string(request)};
@@ -68,10 +78,15 @@ Answer answer(Bridge& bridge, ControlCounts const& counts, Time now, std::string
     if (command == "watch" && words.size() == 1)
         return {Answer::Kind::watch, {}};
     if (command == "set" && words.size() == 3) {
-        Settings settings = bridge.settings();
-        if (const std::string wrong = settingIs(settings, words[1], words[2]); !wrong.empty())
+        if (const std::string wrong = checkSetting(words[1], words[2]); !wrong.empty())
             return error(wrong);
-        bridge.settingsIs(settings, now);
+        if (words[1] == "trace") {
+            Zel::traceSettingsAre(words[2]);
+        } else {
+            Settings settings = bridge.settings();
+            settingIs(settings, words[1], words[2]);
+            bridge.settingsIs(settings, now);
+        }
         return {Answer::Kind::text, {}};
     }
     return error("'" + std::string(request) + "' is no request; there are: show, watch, set");

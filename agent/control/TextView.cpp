@@ -134,7 +134,9 @@ std::string processText(AgentView const& view) {
            count(counts.unreadingClients) + " not reading\n" +
            "Frames from unknown ports: " + count(view.bridge.unknownPort()) + "\n" +
            "Live objects: " + count(view.census.liveObjects) +
-           ", packets in use: " + count(view.census.packets) + "\n";
+           ", packets in use: " + count(view.census.packets) + "\n" +
+           "Notifications: " + count(view.census.notifications) +
+           ", writes into mirrors: " + count(view.census.writes) + "\n";
 }
 
 template <class A> std::string childName(typename A::Key const& key) {
@@ -217,6 +219,33 @@ std::string bpduText(AgentView const& view, Port const& port) {
         shown += "\n" + std::string(name(port.heard->kind)) + " BPDU, " +
                  count(port.heard->frame.size()) + " octets" + hexText(port.heard->frame) + "\n";
     return shown + "\n" + treeText("SAID", view.bridge.saidRecord(port).ptr());
+}
+
+std::string mirrorText(AgentView const& view) {
+    Table table;
+    table.row({"Mirror", "In step", "Differences", "Writes", "Last change"});
+    std::string differences;
+    for (MirrorState const& mirror : view.bridge.mirrors().states()) {
+        table.row({std::string(mirror.name), mirror.differences.empty() ? "yes" : "NO",
+                   count(mirror.differences.size()), count(mirror.writes),
+                   ago(view, mirror.lastChange)});
+        if (!mirror.differences.empty())
+            differences +=
+                "\n" + std::string(mirror.name) + "\n" + Zel::differencesText(mirror.differences);
+    }
+    return table.text() + differences;
+}
+
+std::string tracesText(TracesView const& view) {
+    Table handles;
+    handles.row({"Handle", "Levels"});
+    for (Zel::TraceHandleLevels const& handle : view.handles)
+        handles.row({handle.handle, levelsText(handle.on)});
+    Table settings;
+    settings.row({"Pattern", "On", "Off"});
+    for (Zel::TraceSetting const& setting : view.settings)
+        settings.row({setting.pattern, levelsText(setting.on), levelsText(setting.off)});
+    return handles.text() + "\n" + settings.text() + "\nLost: " + count(view.lost) + "\n";
 }
 
 std::string changeText(Time at, Port const* port, std::string_view change) {

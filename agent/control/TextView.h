@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agent/control/AgentView.h"
+#include "agent/control/Traces.h"
 
 namespace Agent {
 
@@ -12,6 +13,10 @@ std::string showText(AgentView const& view, Port const* only, bool detail);
 std::string treesText(AgentView const& view);
 /// What a port has heard last and what it says, field by field, and the octets of the frame heard.
 std::string bpduText(AgentView const& view, Port const& port);
+/// Each mirroring: whether its trees are in step, and, line by line, where they are not.
+std::string mirrorText(AgentView const& view);
+/// The trace handles and what is set for them.
+std::string tracesText(TracesView const& view);
 /// A change, as one line.
 std::string changeText(Time at, Port const* port, std::string_view change);
 

@@ -4,6 +4,7 @@
 #include "agent/bpdu/Record.h"
 #include "agent/trees/RecordChanges.h"
 #include "framework/zel/Trace.h"
+#include "syncers/MirrorDiff.h"
 
 #include <algorithm>
 #include <limits>
@@ -65,6 +66,14 @@ Bridge::Bridge(Settings const& settings, Send send, Report report)
     toSending_ = Varnol::txStatusToTxSyncerFactory(configured_, sending_);
     toStructure_ = Varnol::txStatusToRxSyncerFactory(configured_, dynamic_);
     toDynamic_ = Varnol::rxStatusToRxDynamicSyncerFactory(source_, dynamic_);
+    mirrors_.add("configured -> sending", {"Varnol::TxStatusToTxSyncer", "Varnol::IntxInfoSyncer"},
+                 [this] { return Varnol::mirrorDiff(*toSending_); });
+    mirrors_.add("configured -> dynamic", {"Varnol::TxStatusToRxSyncer"},
+                 [this] { return Varnol::mirrorDiff(*toStructure_); });
+    mirrors_.add("source -> dynamic",
+                 {"Varnol::RxStatusToRxDynamicSyncer", "Varnol::RxMstStatusToRxDynamicSyncer",
+                  "Varnol::RxMstPortStatusToRxDynamicSyncer"},
+                 [this] { return Varnol::mirrorDiff(*toDynamic_); });
 }
 
 Bridge::~Bridge() = default;
@@ -86,6 +95,7 @@ void Bridge::settingsIs(Settings const& settings, Time now) {
     compare("port priority", former.portPriority, settings.portPriority);
     compare("hello", former.hello, settings.hello);
     compare("rate limit", former.rateLimit, settings.rateLimit);
+    mirrors_.notice(now);
 }
 
 Port& Bridge::portIs(std::string name) {
@@ -136,6 +146,7 @@ void Bridge::portUp(Port& port, Kolvu::EthAddr const& address, Time now) {
     writeRateLimit(port);
     writeCounters(port);
     report(&port, now, "up, address " + valueText(address));
+    mirrors_.notice(now);
 }
 
 void Bridge::portDown(Port& port, Time now) {
@@ -147,6 +158,7 @@ void Bridge::portDown(Port& port, Time now) {
     source_->rxMstStatus(mstName)->rxMstPortStatusDel(port.id);
     configured_->txMstStatus(mstName)->txMstPortStatusDel(port.id);
     report(&port, now, "down");
+    mirrors_.notice(now);
 }
 
 void Bridge::hello(Time now) {
@@ -160,6 +172,7 @@ void Bridge::hello(Time now) {
         tx->txUpdateIs(noVlan, nextUpdate(tx->txUpdate(noVlan)));
         writeCounters(port);
     }
+    mirrors_.notice(now);
 }
 
 void Bridge::receive(Kolvu::IntfId id, std::span<Zel::U8 const> frame, Time now) {
@@ -190,6 +203,7 @@ void Bridge::receive(Kolvu::IntfId id, std::span<Zel::U8 const> frame, Time now)
             takeBpdu(*port, bpdu, frame, now);
     }
     writeCounters(*port);
+    mirrors_.notice(now);
 }
 
 void Bridge::takeBpdu(Port& port, ReceivedBpdu const& bpdu, std::span<Zel::U8 const> frame,
@@ -230,6 +244,7 @@ void Bridge::expire(Time now) {
         ++port.counts.agedOut;
         report(&port, now, "aged out");
     }
+    mirrors_.notice(now);
 }
 
 std::optional<Time> Bridge::nextExpiry() const noexcept {

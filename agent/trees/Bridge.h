@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agent/trees/Mirrors.h"
 #include "agent/trees/Port.h"
 #include "agent/trees/Settings.h"
 #include "agent/trees/Time.h"
@@ -78,6 +79,9 @@ class Bridge {
     /// What the port says, in the sending side's tree; null while it is down.
     Zel::Ptr<Varnol::IntxInfo const> saidRecord(Port const& port) const;
 
+    /// The three mirrorings that the trees above show.
+    Mirrors const& mirrors() const noexcept { return mirrors_; }
+
     Varnol::TxStatus const& configured() const noexcept { return *configured_; }
     Varnol::TxStatus const& sending() const noexcept { return *sending_; }
     Varnol::RxStatus const& source() const noexcept { return *source_; }
@@ -112,6 +116,7 @@ class Bridge {
     Varnol::TxStatusToTxSyncer::Ptr toSending_;
     Varnol::TxStatusToRxSyncer::Ptr toStructure_;
     Varnol::RxStatusToRxDynamicSyncer::Ptr toDynamic_;
+    Mirrors mirrors_;
 };
 
 } // namespace Agent

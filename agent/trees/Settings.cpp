@@ -28,7 +28,8 @@ constexpr Range ranges[] = {
 
 } // namespace
 
-std::string settingIs(Settings& settings, std::string_view name, std::string_view value) {
+std::string settingIs(Settings& settings, std::string_view name, std::string_view value,
+                      std::string_view others) {
     std::string names;
     for (Range const& range : ranges) {
         if (range.name != name) {
@@ -47,7 +48,8 @@ std::string settingIs(Settings& settings, std::string_view name, std::string_vie
                std::to_string(range.most) +
                (range.step == 1 ? "" : " in steps of " + std::to_string(range.step));
     }
-    return "setting '" + std::string(name) + "' is not known; known: " + names;
+    return "setting '" + std::string(name) + "' is not known; known: " + names +
+           std::string(others);
 }
 
 } // namespace Agent

@@ -33,7 +33,9 @@ struct Settings {
 
 /// Changes the setting of that name, "priority", "cost", "port-priority", "hello" or "rate-limit".
 /// @param value  a decimal number
+/// @param others  what can be set besides, as ", trace", to be told with a name that is not known
 /// @return empty; or what is wrong and what is allowed, and nothing is changed
-std::string settingIs(Settings& settings, std::string_view name, std::string_view value);
+std::string settingIs(Settings& settings, std::string_view name, std::string_view value,
+                      std::string_view others = "");
 
 } // namespace Agent

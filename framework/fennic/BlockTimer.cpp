@@ -22,7 +22,7 @@ U64 BlockTimerSelf::enter(TraceFile& file, BlockPlace& place) noexcept {
             // tries again.
         }
     }
-    return monotonicTime();
+    return file.blockBegins(place.messageId);
 }
 
 } // namespace Fennic

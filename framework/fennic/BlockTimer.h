@@ -22,7 +22,7 @@ class BlockTimerSelf {
     BlockTimerSelf(TraceFile& file, MessageId const& messageId) noexcept
         : file_(file)
         , messageId_(messageId)
-        , begin_(file.isOn() ? monotonicTime() : 0) {}
+        , begin_(file.isOn() ? file.blockBegins(messageId) : 0) {}
     /// Describes the place with the first block that is entered while the trace is on.
     BlockTimerSelf(TraceFile& file, BlockPlace& place) noexcept
         : file_(file)
@@ -32,11 +32,11 @@ class BlockTimerSelf {
     BlockTimerSelf& operator=(BlockTimerSelf const&) = delete;
     ~BlockTimerSelf() {
         if (begin_ != 0) [[unlikely]]
-            file_.blockIs(messageId_, begin_);
+            file_.blockEnds(messageId_, begin_);
     }
 
   private:
-    [[gnu::cold]] static U64 enter(TraceFile& file, BlockPlace& place) noexcept;
+    [[gnu::cold]] VARNOL_API static U64 enter(TraceFile& file, BlockPlace& place) noexcept;
 
     TraceFile& file_;
     MessageId const& messageId_;
@@ -59,10 +59,10 @@ extern constinit Immortal<TraceFile> defaultFile __attribute__((visibility("hidd
 
 } // namespace detail
 
-/// Times the rest of the block on the default trace file. The message is the function's qualified
-/// name, "():" and the line: "Varnol::TxStatusToRxSyncer::handleTxMstStatus():212".
-/// Costs one load and test while the trace is off. A macro, because a function's qualified name is
-/// not to be had from a default argument.
+/// Times the rest of the block on the default trace file; for the library itself, which alone finds
+/// the file in this way. The message is the function's qualified name, "():" and the line:
+/// "Varnol::TxStatusToRxSyncer::handleTxMstStatus():212". Costs one load and test while the trace
+/// is off. A macro, because a function's qualified name is not to be had from a default argument.
 #define FENNIC_BLOCK_TIMER() FENNIC_BLOCK_TIMER_IN_LINE(__LINE__)
 #define FENNIC_BLOCK_TIMER_IN_LINE(line) FENNIC_BLOCK_TIMER_NAMED(line)
 #define FENNIC_BLOCK_TIMER_NAMED(line)                                                             \

@@ -1,8 +1,10 @@
 #pragma once
 
 #include "framework/fennic/TraceFormat.h"
+#include "framework/zel/Activity.h"
 #include "framework/zel/Api.h"
 
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <mutex>
@@ -17,17 +19,24 @@ namespace Fennic {
 /// at the place that the message describes, and belongs to one file.
 using MessageId = std::atomic<U32>;
 
-/// A binary trace: descriptors of messages and a ring of the latest records, in memory that the
-/// user provides: a heap buffer, or a mapped file that outlives the process. How it lies there
-/// stands in TraceFormat.h.
+/// A binary trace: descriptors of messages, the blocks that are open now, and a ring of the latest
+/// records, in memory that the user provides: a heap buffer, or a mapped file that outlives the
+/// process. How it lies there stands in TraceFormat.h.
 ///
-/// The trace is off until memory is attached. A record costs no allocation and no system call.
-/// Every function may be called from any thread.
+/// The trace is off until memory is attached. A record costs no allocation, no system call and no
+/// locked operation. Every function may be called from any thread. Each thread that records has one
+/// of the memory's lanes until it ends or other memory is attached; blocks of threads that find
+/// none are counted as lost.
+///
+/// A process that forks while the memory is shared attaches other memory in the child, or none,
+/// before a block is timed there.
 class VARNOL_API TraceFile {
   public:
     /// What the memory has at least to be, in octets.
-    static constexpr std::size_t minimumMemorySize = 4096;
+    static constexpr std::size_t minimumMemorySize = 16384;
     static constexpr std::size_t memoryAlignment = alignof(FileHeader);
+    /// How many threads can record at a time: 2, and in memory of 256 KiB and more 8.
+    static constexpr std::size_t maxLanes = 8;
 
     constexpr TraceFile() noexcept = default;
     TraceFile(TraceFile const&) = delete;
@@ -35,7 +44,7 @@ class VARNOL_API TraceFile {
     /// No other thread may use the file any more.
     ~TraceFile() { memoryIs({}); }
 
-    bool isOn() const noexcept { return header_.load(std::memory_order_relaxed) != nullptr; }
+    bool isOn() const noexcept { return epoch_.load(std::memory_order_relaxed) != 0; }
 
     /// Writes the trace into that memory from now on, beginning with a new header, all messages
     /// known and an empty ring; an empty or null span switches the trace off. The memory stays the
@@ -49,38 +58,82 @@ class VARNOL_API TraceFile {
     /// MsgDesc is the way to compose the text. Throws std::bad_alloc.
     void messageIs(MessageId& messageId, std::string_view text, std::string_view sourceFileName,
                    unsigned line);
+    /// The same for a class, with its attributes.
+    void typeIs(MessageId& messageId, Zel::TypeNode const& type);
 
-    /// Records that a block of that message was entered at `begin` (see monotonicTime()) and ends
-    /// now. Does nothing while the trace is off.
-    void blockIs(MessageId const& messageId, U64 begin) noexcept;
+    /// Enters a block of that message: puts it on the stack of this thread's open blocks. What it
+    /// is about is what the block around it is about. Does nothing while the trace is off.
+    /// @return when it was entered (see monotonicTime()); never 0
+    U64 blockBegins(MessageId const& messageId) noexcept;
+    /// The same for a block that is about a change or a write.
+    U64 blockBegins(MessageId const& messageId, BlockKind kind,
+                    Zel::Activity const& activity) noexcept;
+    /// Ends this thread's innermost block, which was entered at `begin`, and records it. One that
+    /// was entered before the memory was attached is recorded, too. Does nothing while the trace is
+    /// off.
+    void blockEnds(MessageId const& messageId, U64 begin) noexcept;
 
   private:
     struct Message {
         std::string text;
         std::string sourceFileName;
         unsigned line;
+        DescriptorKind kind;
+    };
+
+    struct Thread;
+    class Writing;
+
+    /// What one thread writes with; see TraceFormat.h. All but `owner` and `chunk` is the owner's
+    /// alone.
+    struct alignas(64) Lane {
+        /// Null for none.
+        std::atomic<Thread*> owner{nullptr};
+        /// The first number of the chunk that the lane fills; 0 for none.
+        std::atomic<U64> chunk{0};
+        U64 sequence = 0; // of the next record
+        BlockRecord* place = nullptr;
+        BlockRecord* chunkEnd = nullptr;
+        LaneHeader* header = nullptr;
+        BlockRecord* top = nullptr; // the place of the next frame
+        BlockRecord* framesEnd = nullptr;
+        U64 depth = 0;
+        U64 recordCount = 0;
+        U16 index = 0;
     };
 
     void detach() noexcept;
-    void writeDescriptor(FileHeader& header, U32 messageId, std::string_view text,
-                         std::string_view sourceFileName, unsigned line) noexcept;
+    void describe(FileHeader& header, U32 messageId, Message const& message) noexcept;
+    void add(MessageId& messageId, Message message);
+    /// Finds the thread a lane, unless the epoch has passed. @return whether to go on
+    bool claimLane(Thread& thread, U64 epoch) noexcept;
+    void nextChunk(Lane& lane) noexcept;
+    U32 described(MessageId const& messageId) const noexcept;
+    void push(Lane& lane) noexcept;
 
-    // The memory in use, null while off; and how many threads may be writing into it.
-    std::atomic<FileHeader*> header_{nullptr};
-    std::atomic<U32> writers_{0};
+    // Which attaching of memory, of any file, the present one is; 0 while off.
+    std::atomic<U64> epoch_{0};
 
-    // What is needed of the header, so that nothing that others write into the memory can lead a
-    // write out of it. The ring is changed only while the trace is off and nobody writes.
+    // Changed only while the trace is off and nobody writes.
+    FileHeader* header_ = nullptr;
     BlockRecord* ring_ = nullptr;
     U64 ringCapacity_ = 0;
+    U32 chunkSize_ = 0;
+    U32 framesPerLane_ = 0;
+    U32 laneCount_ = 0;
     std::atomic<U32> descriptorCount_{0};
 
-    std::mutex mutex_; // for all below, and for attaching
+    std::array<Lane, maxLanes> lanes_;
+    std::mutex chunkMutex_; // for handing out chunks; the last one taken
+    U64 nextSequence_ = 1;
+
+    std::mutex mutex_; // for all below, for attaching and for handing out lanes
     std::byte* descriptorsEnd_ = nullptr;
     std::vector<Message> messages_; // identifiers 1, 2, ...
+    TraceFile* nextAttached_ = nullptr;
 };
 
-/// The file that the library's own block timers write to.
+/// The file that the library's own block timers write to, and what reactors and syncers do.
 VARNOL_API TraceFile& defaultTraceFile() noexcept;
 
 /// The clock of all records: clock_gettime(CLOCK_MONOTONIC), in nanoseconds. Never 0.

@@ -4,21 +4,31 @@
 /// from the living process or from the file or core that a dead one left.
 ///
 ///     offset 0                  FileHeader
+///     header.lanesOffset        header.laneCount lanes of header.laneSize octets
 ///     header.descriptorsOffset  descriptors, one after the other, each once
 ///     header.ringOffset         a ring of header.ringCapacity records of header.recordSize octets
 ///
 /// All numbers have the octet order of the machine that wrote them. header.orderMark shows it, and
 /// that the memory is ready to be read: it is 0 until all else has been prepared.
 ///
-/// A record's place in the ring is (sequence - 1) % ringCapacity. It is valid while its sequence
-/// word is neither 0 (never written) nor carries the bit `beingWritten`: the bit is set before any
-/// other word of the record changes, and the plain number is stored last, with release order. A
-/// reader of a living process loads the word before and after the record (acquire) and takes the
-/// record when both are valid and equal. Sorted by sequence, records are in the order in which
-/// their blocks ended; numbers not found between others belong to lost or torn records.
+/// **Lanes.** Each thread that records has a lane of its own: a LaneHeader, and then room for
+/// header.framesPerLane records, the stack of the blocks that the thread is in now, the outermost
+/// first. A lane's first `depth` frames are valid, as far as there is room for them; their `end`
+/// and `sequence` are 0. A frame is written before `depth` says that it is there, and stays
+/// unchanged until `depth` has been taken back, which is after the block's record has been written:
+/// the innermost frame may be of a block that has a record already.
 ///
-/// Later versions may append to the header, to descriptors and to records: a reader goes by the
-/// sizes found, and ignores what it does not know. Reserved words are 0.
+/// **Ring.** Records are written in chunks of header.chunkSize, each of which is filled by one
+/// lane, so that the numbers of a lane's records rise, with gaps where other lanes have chunks. A
+/// record's place in the ring is (sequence - 1) % ringCapacity. It is valid while its sequence word
+/// is neither 0 (never written) nor carries the bit `beingWritten`: the bit is set before any other
+/// word of the record changes, and the plain number is stored last, with release order. A reader of
+/// a living process loads the word before and after the record (acquire) and takes the record when
+/// both are valid and equal. Within a lane, sorted by sequence, records are in the order in which
+/// their blocks ended.
+///
+/// Later versions may append to the header, to lanes, to descriptors and to records: a reader goes
+/// by the sizes found, and ignores what it does not know. Reserved words are 0.
 
 #include "framework/zel/Int.h"
 
@@ -26,13 +36,15 @@
 
 namespace Fennic {
 
+using Zel::U16;
 using Zel::U32;
 using Zel::U64;
+using Zel::U8;
 
 struct FileHeader {
     static constexpr char magicText[8] = {'F', 'E', 'N', 'N', 'I', 'C', '\r', '\n'};
     static constexpr U32 orderMarkValue = 0x01020304;
-    static constexpr U32 currentVersion = 1;
+    static constexpr U32 currentVersion = 2;
     /// clock_gettime(CLOCK_MONOTONIC) in nanoseconds. On Linux it is read through the vDSO: no
     /// system call.
     static constexpr U32 clockMonotonic = 1;
@@ -51,39 +63,96 @@ struct FileHeader {
     U32 descriptorsSize;
     U32 ringOffset;
     U32 recordSize;
+    /// Places in the ring; a multiple of chunkSize.
     U64 ringCapacity;
-    /// The number that the next record gets; the first record has 1. Atomic.
+    /// The first number of the chunk that is given out next; a chunk's first number is 1 more than
+    /// a multiple of chunkSize. Atomic.
     U64 nextSequence;
-    /// Records given up because another thread was still writing, a whole round of the ring late,
-    /// into the same place. Atomic.
+    /// Blocks that were not recorded, because more threads than lanes recorded at a time. Atomic.
     U64 lostRecords;
     /// Descriptors in the memory. Stored with release order after the descriptor. Atomic.
     U32 descriptorCount;
-    /// Descriptors that found no room; their blocks' records have the message identifier 0. Atomic.
+    /// Descriptors that found no room; records name them by the identifier 0. Atomic.
     U32 descriptorsMissing;
     /// One moment in both clocks, in nanoseconds: when the memory was attached, on the records'
     /// clock and since 1970 (CLOCK_REALTIME).
     U64 attachedAt;
     U64 attachedAtRealtime;
     U32 processId;
-    /// Room for the table of open blocks.
-    U32 reserved[7];
+    U32 lanesOffset;
+    U32 laneCount;
+    /// Octets of one lane, with its header.
+    U32 laneSize;
+    U32 framesPerLane;
+    U32 chunkSize;
+    U32 reserved[2];
 };
 
-/// Followed by the message's text and then by the name of its source file, both without an ending
-/// zero, and filled up with zeros to `size`.
+/// Followed by the lane's frames.
+struct LaneHeader {
+    /// The thread that had the lane last, as the system numbers threads; 0: none has had it.
+    U64 threadId;
+    /// Records that were written through the lane. Atomic.
+    U64 recordCount;
+    /// Blocks that are open now, also those beyond framesPerLane, whose frames are not kept.
+    /// Atomic.
+    U64 depth;
+    U64 reserved;
+};
+
+enum class DescriptorKind : U32 {
+    /// A place in the source: its text and the name of its source file.
+    message = 0,
+    /// A class: its qualified name, and in the place of the source file's name its attributes, a
+    /// line for each, "258\tneighborAddr\tKolvu::EthAddr\n": the identifier, the name, the type of
+    /// its value (of a collection, of its elements) and, for what has keys, the key's type,
+    /// separated by tabs.
+    type = 1,
+};
+
+/// Followed by the text and then by the name of the source file, both without an ending zero, and
+/// filled up with zeros to `size`.
 struct Descriptor {
     /// Octets from this descriptor to the next; a multiple of 8.
     U32 size;
-    /// The first descriptor has 0 and stands for all messages whose descriptors found no room.
+    /// The first descriptor has 0 and stands for all those that found no room.
     U32 messageId;
     U32 line;
     U32 textSize;
     U32 sourceFileSize;
-    U32 reserved;
+    DescriptorKind kind;
 };
 
-/// One finished block.
+/// A key as a record holds it.
+struct KeyImage {
+    static constexpr U8 none = 0;
+    /// A number: the U64 at offset 8.
+    static constexpr U8 number = 1;
+    /// A text: its first octets, as many as there is room for.
+    static constexpr U8 text = 2;
+
+    U8 kind;
+    /// Of a text: its whole length in octets, 255 for 255 and more.
+    U8 size;
+    char octets[22];
+};
+
+enum class BlockKind : U8 {
+    /// A block that the source opens by itself, as a handler does. messageId is a message's. Also
+    /// the record of any block whose frame was not kept, because it was too deep or entered before
+    /// the memory was attached: messageId may be a class's then, and it is about nothing.
+    handler = 0,
+    /// A reactor takes a notification. messageId is that of the reactor's class.
+    reaction = 1,
+    /// A syncer writes into a destination. messageId is that of the syncer's or reactor's class.
+    write = 2,
+};
+
+/// One finished block, in the ring, or one that is open, in a lane.
+///
+/// What it is about: of a reaction the entity that has changed and what has changed in it, of a
+/// write the entity written and what is written, and of a handler the same as of the block around
+/// it.
 struct BlockRecord {
     static constexpr U64 beingWritten = U64{1} << 63;
 
@@ -91,8 +160,23 @@ struct BlockRecord {
     /// When the block was entered and left, on the header's clock.
     U64 begin;
     U64 end;
+    /// The entity's address, only to tell one from the other; 0: none.
+    U64 entity;
+    /// 0: of a descriptor that found no room.
     U32 messageId;
-    U32 reserved;
+    /// The attribute's identifier; 0: none, or all.
+    U16 attribute;
+    U16 lane;
+    /// The descriptor of the entity's class; 0: none, or without room.
+    U32 typeId;
+    /// Blocks open around this one in its lane.
+    U16 depth;
+    BlockKind kind;
+    U8 reserved;
+    /// Under which key the entity itself stands in its parent.
+    KeyImage entityKey;
+    /// The key of the element of the attribute.
+    KeyImage key;
 };
 
 static_assert(offsetof(FileHeader, magic) == 0);
@@ -113,22 +197,46 @@ static_assert(offsetof(FileHeader, descriptorsMissing) == 76);
 static_assert(offsetof(FileHeader, attachedAt) == 80);
 static_assert(offsetof(FileHeader, attachedAtRealtime) == 88);
 static_assert(offsetof(FileHeader, processId) == 96);
-static_assert(offsetof(FileHeader, reserved) == 100);
+static_assert(offsetof(FileHeader, lanesOffset) == 100);
+static_assert(offsetof(FileHeader, laneCount) == 104);
+static_assert(offsetof(FileHeader, laneSize) == 108);
+static_assert(offsetof(FileHeader, framesPerLane) == 112);
+static_assert(offsetof(FileHeader, chunkSize) == 116);
+static_assert(offsetof(FileHeader, reserved) == 120);
 static_assert(sizeof(FileHeader) == 128);
+
+static_assert(offsetof(LaneHeader, threadId) == 0);
+static_assert(offsetof(LaneHeader, recordCount) == 8);
+static_assert(offsetof(LaneHeader, depth) == 16);
+static_assert(offsetof(LaneHeader, reserved) == 24);
+static_assert(sizeof(LaneHeader) == 32);
 
 static_assert(offsetof(Descriptor, size) == 0);
 static_assert(offsetof(Descriptor, messageId) == 4);
 static_assert(offsetof(Descriptor, line) == 8);
 static_assert(offsetof(Descriptor, textSize) == 12);
 static_assert(offsetof(Descriptor, sourceFileSize) == 16);
-static_assert(offsetof(Descriptor, reserved) == 20);
+static_assert(offsetof(Descriptor, kind) == 20);
 static_assert(sizeof(Descriptor) == 24);
+
+static_assert(offsetof(KeyImage, kind) == 0);
+static_assert(offsetof(KeyImage, size) == 1);
+static_assert(offsetof(KeyImage, octets) == 2);
+static_assert(sizeof(KeyImage) == 24);
 
 static_assert(offsetof(BlockRecord, sequence) == 0);
 static_assert(offsetof(BlockRecord, begin) == 8);
 static_assert(offsetof(BlockRecord, end) == 16);
-static_assert(offsetof(BlockRecord, messageId) == 24);
-static_assert(offsetof(BlockRecord, reserved) == 28);
-static_assert(sizeof(BlockRecord) == 32);
+static_assert(offsetof(BlockRecord, entity) == 24);
+static_assert(offsetof(BlockRecord, messageId) == 32);
+static_assert(offsetof(BlockRecord, attribute) == 36);
+static_assert(offsetof(BlockRecord, lane) == 38);
+static_assert(offsetof(BlockRecord, typeId) == 40);
+static_assert(offsetof(BlockRecord, depth) == 44);
+static_assert(offsetof(BlockRecord, kind) == 46);
+static_assert(offsetof(BlockRecord, reserved) == 47);
+static_assert(offsetof(BlockRecord, entityKey) == 48);
+static_assert(offsetof(BlockRecord, key) == 72);
+static_assert(sizeof(BlockRecord) == 96);
 
 } // namespace Fennic

@@ -17,9 +17,9 @@
 /// Each attribute `x` of an entity `E` is described by the type `E::xAttribute` with the static
 /// members `id`, `name` and `kind`, the types `Entity` and `Value` (for a collection `Child`, and
 /// for what has keys `Key`), `read(entity)`, and, for a scalar, `write(entity, value)`, the
-/// mutator, and `store(entity, value)`, which notifies no one. Everything that treats all
-/// attributes alike (copy, mirror, count, print, compare) walks these descriptions; no second list
-/// of attributes exists.
+/// mutator, and, of an entity, `store(entity, value)`, which notifies no one. What has keys also
+/// has the mutators of its elements. Everything that treats all attributes alike (copy, mirror,
+/// count, print, compare) walks these descriptions; no second list of attributes exists.
 namespace Zel {
 
 /// Names an attribute within its type. The first attribute has 258, the others follow in the order
@@ -35,9 +35,26 @@ enum class AttributeKind : U8 {
     scalar,     ///< one value
     collection, ///< child entities, by key
     valueMap,   ///< values, by key
+    constant,   ///< one value of a syncer or reactor, which nobody else can write
+    reactors,   ///< child reactors, by key
 };
 
 template <AttributeId id> using AttributeTag = std::integral_constant<AttributeId, id>;
+
+/// A key without its type, for those who only show it: a number or a text.
+struct KeyView {
+    bool isText;
+    U64 number;
+    std::string_view text;
+};
+
+/// Of a Key that has a `view()` its text, of another its `value()`.
+template <class Key> constexpr KeyView keyView(Key const& key) noexcept {
+    if constexpr (requires { key.view(); })
+        return {.isText = true, .number = 0, .text = key.view()};
+    else
+        return {.isText = false, .number = key.value(), .text = {}};
+}
 
 /// One row of a type's attribute table.
 struct AttributeInfo {
@@ -48,6 +65,8 @@ struct AttributeInfo {
     std::type_info const* valueType;
     /// The key's type; null unless the attribute is a collection or a map of values.
     std::type_info const* keyType;
+    /// Shows a key that a notification of the attribute carries; null where there is no key.
+    KeyView (*keyView)(void const* key);
 };
 
 template <class E, AttributeId id>
@@ -66,6 +85,11 @@ template <class A>
 concept CollectionAttribute = A::kind == AttributeKind::collection;
 template <class A>
 concept ValueMapAttribute = A::kind == AttributeKind::valueMap;
+template <class A>
+concept ReactorsAttribute = A::kind == AttributeKind::reactors;
+/// It has elements by key.
+template <class A>
+concept ElementsAttribute = CollectionAttribute<A> || ValueMapAttribute<A> || ReactorsAttribute<A>;
 /// Its notifications carry the key of an element.
 template <class A>
 concept KeyedAttribute = CollectionAttribute<A> || ValueMapAttribute<A>;
@@ -110,12 +134,21 @@ template <class E, class F> constexpr bool dispatchAttribute(AttributeId id, F&&
 }
 
 template <class A> constexpr AttributeInfo attributeInfo() {
-    if constexpr (CollectionAttribute<A>)
-        return {A::id, A::name, A::kind, &typeid(typename A::Child), &typeid(typename A::Key)};
-    else if constexpr (ValueMapAttribute<A>)
-        return {A::id, A::name, A::kind, &typeid(typename A::Value), &typeid(typename A::Key)};
-    else
-        return {A::id, A::name, A::kind, &typeid(typename A::Value), nullptr};
+    if constexpr (KeyedAttribute<A>) {
+        using Key = typename A::Key;
+        constexpr auto view = [](void const* key) {
+            return keyView(*static_cast<Key const*>(key));
+        };
+        if constexpr (CollectionAttribute<A>)
+            return {A::id, A::name, A::kind, &typeid(typename A::Child), &typeid(Key), view};
+        else
+            return {A::id, A::name, A::kind, &typeid(typename A::Value), &typeid(Key), view};
+    } else if constexpr (ReactorsAttribute<A>) {
+        return {A::id,  A::name, A::kind, &typeid(typename A::Child), &typeid(typename A::Key),
+                nullptr};
+    } else {
+        return {A::id, A::name, A::kind, &typeid(typename A::Value), nullptr, nullptr};
+    }
 }
 
 namespace detail {

@@ -19,6 +19,7 @@ template <class Map> class KeyedReactors {
   public:
     using Child = typename Map::element_type;
     using Key = typename Map::key_type;
+    using Walk = typename Map::Walk;
 
     KeyedReactors() = default;
     KeyedReactors(KeyedReactors const&) = delete;
@@ -103,10 +104,10 @@ template <class Map> class KeyedReactors {
 /// Child is constructed with an element and the owner, and derives from Reactor.
 template <class A, class Child, class Owner>
 class ChildReactors : public KeyedReactors<typename A::template Map<Child, Owner>> {
+  public:
     using Element = typename A::Child;
     using Key = typename A::Key;
 
-  public:
     /// Returns the child that watches the element: the one under its key, bound to this element if
     /// it was bound to another, or a new one. Throws RangeException, and changes nothing, for null.
     Ptr<Child> is(Owner& owner, Ptr<Element const> const& element) {

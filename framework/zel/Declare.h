@@ -117,6 +117,10 @@ template <class T> using AccessorResult = std::conditional_t<sizeof(T) <= sizeof
         using Value = VALUE;                                                                       \
         ZEL_ATTRIBUTE_ID_(ID, NAME, valueMap);                                                     \
         static auto const& read(Entity const& entity) { return entity.NAME##_; }                   \
+        static void set(Entity& entity, KEY const& key, VALUE const& value) {                      \
+            entity.NAME##Is(key, value);                                                           \
+        }                                                                                          \
+        static void del(Entity& entity, KEY const& key) { entity.NAME##Del(key); }                 \
     };                                                                                             \
     static NAME##Attribute zelAttribute(::Zel::AttributeTag<ID>);                                  \
     ::Zel::HashMap2018<ZelSelf, KEY, VALUE> const& NAME() const noexcept { return NAME##_; }       \
@@ -152,6 +156,14 @@ template <class T> using AccessorResult = std::conditional_t<sizeof(T) <= sizeof
         template <class Member, class Owner> using Map = MAP<Member, KEY, Owner>;                  \
         ZEL_ATTRIBUTE_ID_(ID, NAME, collection);                                                   \
         static auto const& read(Entity const& entity) { return entity.NAME##_; }                   \
+        static auto walk(Entity& entity) { return entity.NAME##_.begin(); }                        \
+        static ::Zel::Ptr<CHILD> child(Entity& entity, KEY const& key) {                           \
+            return entity.NAME(key);                                                               \
+        }                                                                                          \
+        static ::Zel::Ptr<CHILD> create(Entity& entity, KEY const& key) {                          \
+            return entity.NAME##Is(key);                                                           \
+        }                                                                                          \
+        static void del(Entity& entity, KEY const& key) { entity.NAME##Del(key); }                 \
     };                                                                                             \
     static NAME##Attribute zelAttribute(::Zel::AttributeTag<ID>);                                  \
     MAP<CHILD, KEY, ZelSelf> const& NAME() const noexcept { return NAME##_; }                      \

@@ -1,5 +1,6 @@
 #include "framework/zel/Notifiee.h"
 
+#include "framework/zel/Activity.h"
 #include "framework/zel/Entity.h"
 #include "framework/zel/Exception.h"
 #include "framework/zel/Fatal.h"
@@ -93,6 +94,46 @@ namespace {
 
 } // namespace
 
+namespace {
+
+constinit std::atomic<U64> delivered{0};
+
+/// Tells the observer that a reactor reacts, for as long as it does.
+[[gnu::cold, gnu::noinline]] void reactObserved(ActivityObserver& observer, Notifiee& reactor,
+                                                Entity const& entity, AttributeId id,
+                                                void const* key) {
+    class Reaction {
+      public:
+        Reaction(ActivityObserver& observer, Activity const& activity) noexcept
+            : observer_(observer)
+            , reactor_(activity.actor)
+            , begun_(observer.reactionBegins(activity)) {}
+        Reaction(Reaction const&) = delete;
+        Reaction& operator=(Reaction const&) = delete;
+        ~Reaction() { observer_.ends(reactor_, begun_); }
+
+      private:
+        ActivityObserver& observer_;
+        TypeNode const& reactor_;
+        U64 begun_;
+    };
+    const Reaction reaction(observer, {entity, id, key, *reactor.fwkType()});
+    reactor.onAttribute(id, key);
+}
+
+inline void react(Notifiee const& to, Entity const& entity, AttributeId id, void const* key) {
+    auto& reactor = const_cast<Notifiee&>(to);
+    delivered.store(delivered.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    if (ActivityObserver* observer = activityObserver()) [[unlikely]]
+        reactObserved(*observer, reactor, entity, id, key);
+    else
+        reactor.onAttribute(id, key);
+}
+
+} // namespace
+
+U64 notificationsDelivered() noexcept { return delivered.load(std::memory_order_relaxed); }
+
 NotifieeList::~NotifieeList() {
     if (first_)
         fatal("an entity was destroyed while reactors are bound to it");
@@ -140,7 +181,7 @@ void NotifieeList::deliver(Entity const& entity, AttributeId id, void const* key
     if (reactor->next_ || entered.isNested()) [[unlikely]]
         deliverToEach(cursor, entity, id, key);
     else if (reactor->hasNotificationActive()) [[likely]] // the only one, and so the last one
-        const_cast<Notifiee*>(reactor)->onAttribute(id, key);
+        react(*reactor, entity, id, key);
 }
 
 void NotifieeList::deliverToEach(Cursor& cursor, Entity const& entity, AttributeId id,
@@ -154,7 +195,7 @@ void NotifieeList::deliverToEach(Cursor& cursor, Entity const& entity, Attribute
     do {
         cursor.next = reactor->next_;
         if (reactor->hasNotificationActive())
-            const_cast<Notifiee*>(reactor)->onAttribute(id, key);
+            react(*reactor, entity, id, key);
         reactor = cursor.next;
     } while (reactor != cursor.stop);
 }

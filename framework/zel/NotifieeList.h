@@ -51,4 +51,8 @@ class VARNOL_API NotifieeList {
     PtrInterface::NotifieeConst const* first_ = nullptr;
 };
 
+/// How many notifications reactors have taken, in this process. Those that two threads deliver at
+/// the same time may be counted as one.
+VARNOL_API U64 notificationsDelivered() noexcept;
+
 } // namespace Zel

@@ -3,6 +3,7 @@
 #include "framework/zel/Attribute.h"
 #include "framework/zel/Entity.h"
 #include "framework/zel/Object.h"
+#include "framework/zel/Writer.h"
 
 namespace Zel {
 
@@ -43,10 +44,33 @@ struct NamedHandlers : detail::NamedHandlers<Self, E, detail::AttributeRange> {}
 /// attribute. The constructor of a class with children, or that runs handlers, holds a
 /// PtrInterface::Construction.
 template <class Self, class E, class Owner>
-class Reactor : public Object<Self, NotifieeConstOf<E>> {
+class Reactor : public Object<Self, NotifieeConstOf<E>>, protected Writer<Self> {
     using Base = Object<Self, NotifieeConstOf<E>>;
 
   public:
+    using Watched = E;
+    using OwnerClass = Owner;
+
+    /// The attributes of a reactor that declares none (see DeclareReactor.h).
+    struct notifierAttribute {
+        using Entity = Self;
+        using Value = Zel::Ptr<E const>;
+        static constexpr AttributeId id = 258;
+        static constexpr std::string_view name = "notifier";
+        static constexpr AttributeKind kind = AttributeKind::constant;
+        static Value read(Entity const& reactor) { return reactor.notifier(); }
+    };
+    struct ownerAttribute {
+        using Entity = Self;
+        using Value = Zel::Ptr<Owner const>;
+        static constexpr AttributeId id = 259;
+        static constexpr std::string_view name = "owner";
+        static constexpr AttributeKind kind = AttributeKind::constant;
+        static Value read(Entity const& reactor) { return Value(reactor.owner()); }
+    };
+    static notifierAttribute zelAttribute(AttributeTag<258>);
+    static ownerAttribute zelAttribute(AttributeTag<259>);
+
     ~Reactor() override = default;
 
     /// The root syncer or reactor that owns this one; null once it has removed it.

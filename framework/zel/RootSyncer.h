@@ -3,6 +3,7 @@
 #include "framework/zel/ChildReactors.h"
 #include "framework/zel/Initialized.h"
 #include "framework/zel/Reactor.h"
+#include "framework/zel/Writer.h"
 
 namespace Zel {
 
@@ -13,7 +14,7 @@ namespace Zel {
 /// `children()` for its KeyedReactors if it has any. Its constructor holds a Construction and
 /// calls, in this order, sourceStart(), what it does itself, children().resync() and
 /// handleInitialized(), with which Self derives from Initialized; its destructor calls tearDown().
-template <class Self, class E> class RootSyncer : public Object<Self, PtrInterface> {
+template <class Self, class E> class RootSyncer : public Object<Self, PtrInterface>, protected Writer<Self> {
     using Base = Object<Self, PtrInterface>;
 
   public:
@@ -76,6 +77,11 @@ template <class Self, class E> class RootSyncer : public Object<Self, PtrInterfa
     /// The source entity, without a reference taken.
     E const* watched() const noexcept {
         return source_ ? static_cast<typename Self::ZelSource const&>(*source_).watched() : nullptr;
+    }
+
+    /// The reactor on the source; null without one.
+    auto zelSource() const noexcept {
+        return Zel::Ptr(static_cast<typename Self::ZelSource*>(source_.ptr()));
     }
 
   protected:

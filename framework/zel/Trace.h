@@ -13,7 +13,8 @@
 /// be composed or written is given up and counted in tracesLost().
 ///
 /// Handles, levels and the sink may be used from any thread. Levels are switched by the names of
-/// handles, see traceLevelIs().
+/// handles, see traceLevelIs(), or by patterns, see TraceLevels.h. Besides the default sink there
+/// is one that writes a file, see TraceFileSink.h.
 
 #include "framework/zel/Api.h"
 #include "framework/zel/Int.h"
@@ -88,8 +89,8 @@ class VARNOL_API TraceHandle {
 /// Throws Zel::RangeException for a level above 9 or an empty name, and std::bad_alloc.
 VARNOL_API void traceLevelIs(std::string_view handle, unsigned level, bool on);
 
-/// Whether that level was last switched on; false when it was never switched.
-/// Throws as traceLevelIs().
+/// Whether that level was last switched on, by the name or by a pattern that matches it; false when
+/// it was never switched. Throws as traceLevelIs().
 VARNOL_API bool traceLevel(std::string_view handle, unsigned level);
 
 /// The numbers that a trace text may hold.
@@ -145,8 +146,9 @@ struct TraceRecord {
 ///
 ///     StpTxStatusSyncer/8 StpTxStatusSyncer.cpp:212 handleTxMstStatus: TxToRx::... mst1
 ///
-/// (handle/level, file:line, function, text); control characters of the text appear as '?'.
-/// Throws std::bad_alloc, and std::system_error when the line could not be written.
+/// (handle/level, file:line, function, text); control characters of the text appear as '?'. Other
+/// lines are to be had from traceStderrSink(), see TraceLine.h.
+/// Throws std::bad_alloc, and std::system_error when the line could not be written whole.
 VARNOL_API void traceToStderr(TraceRecord const& record, void* context);
 
 /// Where trace texts go: a function, and what it wants to be given back. A plain pair, so that a
@@ -165,6 +167,10 @@ struct TraceSink {
 /// Replaces the sink and returns the former one, which is then no longer running (unless it is the
 /// caller) and is not called any more. Throws Zel::RangeException for a null function.
 VARNOL_API TraceSink traceSinkIs(TraceSink sink);
+
+/// Puts the default sink in the place of one that is to end, if it is the one in use; either way it
+/// is then no longer running (unless it is the caller).
+VARNOL_API void traceSinkDel(TraceSink sink) noexcept;
 
 /// The number of texts that no sink took, because they were traced by a sink or because composing
 /// or writing them ended with an exception.

@@ -3,23 +3,31 @@
 #include "framework/zel/AllocTrack.h"
 #include "framework/zel/Attribute.h"
 
+#include <atomic>
 #include <span>
 #include <string_view>
 
 namespace Zel {
 
-/// What the framework knows of one class: its name, its attributes and its live objects.
+struct GenericIf;
+
+/// What the framework knows of one class: its name, its attributes, how they are reached, and its
+/// live objects.
 ///
-/// Each class has one, `_zelType`, defined in the class's source file with
+/// Each class has one, `_zelType`, defined in a source file of its own and registered in the
+/// class's source file, or both in the latter where no handler is to be spared what is generated:
 ///
-///     constinit Zel::TypeNode const IntxInfo::_zelType{"Varnol::IntxInfo",
-///                                                      Zel::attributeTable<IntxInfo>};
+///     constinit Zel::TypeNode const IntxInfo::_zelType =
+///         Zel::typeNodeOf<IntxInfo>("Varnol::IntxInfo"); // TypeNodeOf.h
 ///     static const bool registered = Zel::typeNodeIs(IntxInfo::_zelType);
 class TypeNode {
   public:
-    constexpr TypeNode(std::string_view name, std::span<AttributeInfo const> attributes) noexcept
+    /// @param genericIf  the class's generic attribute interface; null for none
+    constexpr TypeNode(std::string_view name, std::span<AttributeInfo const> attributes,
+                       GenericIf const* genericIf = nullptr) noexcept
         : name_(name)
-        , attributes_(attributes) {}
+        , attributes_(attributes)
+        , genericIf_(genericIf) {}
     TypeNode(TypeNode const&) = delete;
     TypeNode& operator=(TypeNode const&) = delete;
 
@@ -35,8 +43,18 @@ class TypeNode {
         }
         return nullptr;
     }
+    /// What the functions of GenericIf.h call; null when the class has no such interface.
+    GenericIf const* genericIf() const noexcept { return genericIf_; }
     /// Where allocations of the class are recorded.
     AllocTrackTypeInfo::Slot& allocations() const noexcept { return allocations_; }
+    /// How often objects of this class, a reactor's or a syncer's, have written into a destination.
+    /// Writes that two threads make at the same time may be counted as one.
+    U64 writes() const noexcept { return writes_.load(std::memory_order_relaxed); }
+    [[gnu::always_inline]] void writesInc() const noexcept {
+        writes_.store(writes() + 1, std::memory_order_relaxed);
+    }
+    /// What a binary trace calls the type; 0 until it is described there.
+    std::atomic<U32>& traceId() const noexcept { return traceId_; }
     /// The type registered before this one; null for the first.
     TypeNode const* previous() const noexcept { return previous_; }
 
@@ -45,7 +63,10 @@ class TypeNode {
 
     std::string_view name_;
     std::span<AttributeInfo const> attributes_;
+    GenericIf const* genericIf_;
     mutable AllocTrackTypeInfo::Slot allocations_;
+    mutable std::atomic<U64> writes_{0};
+    mutable std::atomic<U32> traceId_{0};
     mutable TypeNode const* previous_ = nullptr;
     mutable bool registered_ = false;
 };

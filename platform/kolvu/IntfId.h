@@ -45,9 +45,11 @@ class IntfId {
     constexpr U16 port() const noexcept { return port_; }
     /// As "Et1", "Et3/1", "Po10"; empty for none.
     VARNOL_API Zel::String shortName() const;
-    constexpr U32 hash() const noexcept {
+    /// All of it as one number: the kind, the module and the port, in 8, 8 and 16 bits.
+    constexpr U32 value() const noexcept {
         return static_cast<U32>(kind_) << 24 | static_cast<U32>(module_) << 16 | port_;
     }
+    constexpr U32 hash() const noexcept { return value(); }
 
     friend constexpr bool operator==(IntfId, IntfId) noexcept = default;
     friend constexpr auto operator<=>(IntfId, IntfId) noexcept = default;

@@ -1,8 +1,10 @@
 #include "platform/stp/Config.h"
 
+#include "framework/zel/TypeNodeOf.h"
+
 namespace Stp {
 
-constinit Zel::TypeNode const Config::_zelType{"Stp::Config", Zel::attributeTable<Config>};
+constinit Zel::TypeNode const Config::_zelType = Zel::typeNodeOf<Config>("Stp::Config");
 static const bool registered = Zel::typeNodeIs(Config::_zelType);
 
 } // namespace Stp

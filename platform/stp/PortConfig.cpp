@@ -1,11 +1,11 @@
 #include "platform/stp/PortConfig.h"
 
 #include "framework/zel/Trace.h"
+#include "framework/zel/TypeNodeOf.h"
 
 namespace Stp {
 
-constinit Zel::TypeNode const PortConfig::_zelType{"Stp::PortConfig",
-                                                   Zel::attributeTable<PortConfig>};
+constinit Zel::TypeNode const PortConfig::_zelType = Zel::typeNodeOf<PortConfig>("Stp::PortConfig");
 static const bool registered = Zel::typeNodeIs(PortConfig::_zelType);
 
 Zel::TraceStream& operator<<(Zel::TraceStream& stream, BpduFilter mode) {

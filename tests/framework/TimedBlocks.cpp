@@ -14,7 +14,9 @@ TimedBlocks timedBlocks(std::string_view sourceFileName, std::function<void()> c
     const TraceReader reader(octets);
     TimedBlocks blocks;
     for (Fennic::BlockRecord const& record : reader.records()) {
-        auto const& [text, file, line] = reader.messages().at(record.messageId);
+        if (record.kind != Fennic::BlockKind::handler)
+            continue;
+        auto const& [text, file, line, kind] = reader.messages().at(record.messageId);
         EXPECT_EQ(file, sourceFileName) << text;
         EXPECT_GT(line, 0U) << text;
         const std::string end = "():" + std::to_string(line);

@@ -3,6 +3,7 @@
 #include "framework/zel/Declare.h"
 #include "framework/zel/HashTable.h"
 #include "framework/zel/Name.h"
+#include "framework/zel/Trace.h"
 #include "tests/framework/NothingLeft.h"
 
 #include <array>
@@ -42,6 +43,12 @@ struct Digest {
     std::array<Zel::U8, 16> octets{};
     friend bool operator==(Digest const&, Digest const&) noexcept = default;
 };
+
+Zel::TraceStream& operator<<(Zel::TraceStream& stream, ItemId id);
+/// "none", "red" or "green".
+Zel::TraceStream& operator<<(Zel::TraceStream& stream, Colour colour);
+/// The octets in decimal, with dots between them.
+Zel::TraceStream& operator<<(Zel::TraceStream& stream, Digest const& digest);
 
 class Item final : public Zel::Object<Item, Zel::Entity>, public Zel::RbTreeMember {
   public:

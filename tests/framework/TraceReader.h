@@ -17,6 +17,7 @@ class TraceReader {
         std::string text;
         std::string sourceFileName;
         unsigned line;
+        Fennic::DescriptorKind kind;
     };
 
     /// Throws std::runtime_error for what is not a whole trace.
@@ -29,13 +30,19 @@ class TraceReader {
         require(header_.version == FileHeader::currentVersion, "version");
         require(header_.headerSize >= sizeof(FileHeader), "header size");
         require(header_.memorySize == memory.size(), "memory size");
-        require(header_.descriptorsOffset >= header_.headerSize, "descriptors overlap the header");
         require(header_.ringOffset >= header_.descriptorsOffset + header_.descriptorsSize,
                 "the ring overlaps the descriptors");
         require(header_.recordSize >= sizeof(Fennic::BlockRecord), "record size");
         require(header_.ringOffset + header_.ringCapacity * header_.recordSize <= memory.size(),
                 "the ring leaves the memory");
+        require(header_.lanesOffset >= header_.headerSize, "the lanes overlap the header");
+        require(header_.descriptorsOffset >=
+                    header_.lanesOffset + header_.laneCount * header_.laneSize,
+                "the descriptors overlap the lanes");
+        require(header_.chunkSize != 0 && header_.ringCapacity % header_.chunkSize == 0,
+                "chunk size");
         readMessages();
+        readLanes();
         readRecords();
     }
 
@@ -49,6 +56,20 @@ class TraceReader {
 
     std::string const& text(Fennic::BlockRecord const& record) const {
         return messages_.at(record.messageId).text;
+    }
+
+    /// The frames of a lane's open blocks, the outermost first.
+    std::vector<Fennic::BlockRecord> open(std::size_t lane = 0) const {
+        return {lanes_.at(lane).open};
+    }
+    Fennic::LaneHeader const& lane(std::size_t lane = 0) const { return lanes_.at(lane).header; }
+
+    /// How many records have been written, also those that others have replaced.
+    Fennic::U64 recorded() const {
+        Fennic::U64 count = 0;
+        for (Lane const& lane : lanes_)
+            count += lane.header.recordCount;
+        return count;
     }
 
     /// The texts of all records, in their order.
@@ -89,11 +110,28 @@ class TraceReader {
                     "descriptor texts");
             messages_.push_back({textAt(text, descriptor.textSize),
                                  textAt(text + descriptor.textSize, descriptor.sourceFileSize),
-                                 descriptor.line});
+                                 descriptor.line, descriptor.kind});
             offset += descriptor.size;
         }
         require(offset <= header_.descriptorsOffset + header_.descriptorsSize,
                 "the descriptors leave their room");
+    }
+
+    void readLanes() {
+        using namespace Fennic;
+        for (U32 index = 0; index < header_.laneCount; ++index) {
+            std::size_t offset = header_.lanesOffset + index * header_.laneSize;
+            Lane lane{at<LaneHeader>(offset), {}};
+            offset += sizeof(LaneHeader);
+            const U64 kept = std::min<U64>(lane.header.depth, header_.framesPerLane);
+            for (U64 depth = 0; depth < kept; ++depth, offset += header_.recordSize) {
+                lane.open.push_back(at<BlockRecord>(offset));
+                require(lane.open.back().depth == depth, "a frame's depth");
+                require(lane.open.back().lane == index, "a frame's lane");
+                require(lane.open.back().end == 0, "the end of an open block");
+            }
+            lanes_.push_back(std::move(lane));
+        }
     }
 
     void readRecords() {
@@ -109,8 +147,14 @@ class TraceReader {
         std::ranges::sort(records_, {}, &Fennic::BlockRecord::sequence);
     }
 
+    struct Lane {
+        Fennic::LaneHeader header;
+        std::vector<Fennic::BlockRecord> open;
+    };
+
     std::span<const std::byte> memory_;
     Fennic::FileHeader header_;
     std::vector<Message> messages_;
+    std::vector<Lane> lanes_;
     std::vector<Fennic::BlockRecord> records_;
 };

@@ -508,6 +508,56 @@ TEST(Trace, AFormerSinkIsNoLongerRunning) {
     tracing.join();
 }
 
+TEST(Trace, ADeletedSinkIsReplacedByTheDefaultOneIfItIsInUse) {
+    const Zel::TraceSink sink{[](TraceRecord const&, void*) {}, &traceHandle};
+    const Zel::TraceSink other{[](TraceRecord const&, void*) {}, nullptr};
+    const Zel::TraceSink before = Zel::traceSinkIs(sink);
+    Zel::traceSinkDel(other);
+    EXPECT_EQ(Zel::traceSinkIs(sink), sink);
+    Zel::traceSinkDel(sink);
+    EXPECT_EQ(Zel::traceSinkIs(before), Zel::TraceSink{});
+}
+
+TEST(Trace, ADeletedSinkIsNoLongerRunning) {
+    const TraceCapture levels("TraceTest", {8});
+    struct {
+        std::atomic<bool> entered{false};
+        std::atomic<bool> left{false};
+    } call;
+    const Zel::TraceSink sink{[](TraceRecord const&, void* context) {
+                                  auto& self = *static_cast<decltype(call)*>(context);
+                                  self.entered = true;
+                                  ::usleep(20'000);
+                                  self.left = true;
+                              },
+                              &call};
+    Zel::traceSinkIs(sink);
+    std::thread tracing([] { handleTxMstStatus("mst1"); });
+    while (!call.entered)
+        std::this_thread::yield();
+    Zel::traceSinkDel(sink);
+    EXPECT_TRUE(call.left);
+    tracing.join();
+}
+
+TEST(Trace, ASinkMayDeleteItself) {
+    const TraceCapture capture("TraceTest", {8});
+    struct Once {
+        static void take(TraceRecord const&, void* context) {
+            ++static_cast<Once*>(context)->calls;
+            Zel::traceSinkDel({&take, context});
+        }
+        unsigned calls = 0;
+    };
+    Once once;
+    const SinkGuard guard({&Once::take, &once});
+    testing::internal::CaptureStderr();
+    handleTxMstStatus("mst1");
+    handleTxMstStatus("mst2");
+    EXPECT_TRUE(testing::internal::GetCapturedStderr().ends_with("mst2\n"));
+    EXPECT_EQ(once.calls, 1u);
+}
+
 TEST(Trace, TwoThreadsMayTraceWhileLevelsAndSinksChange) {
     constexpr unsigned rounds = 500;
     TraceHandle handle("TwoThreads", false);

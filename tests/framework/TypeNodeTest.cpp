@@ -37,24 +37,25 @@ void expectTable(TypeNode const& type, std::vector<AttributeInfo> const& expecte
         ASSERT_EQ(table[row].keyType == nullptr, expected[row].keyType == nullptr);
         if (table[row].keyType) {
             EXPECT_EQ(*table[row].keyType, *expected[row].keyType);
+            EXPECT_NE(table[row].keyView, nullptr);
         }
     }
 }
 
 AttributeInfo key(AttributeId id, std::string_view name, std::type_info const& type) {
-    return {id, name, AttributeKind::key, &type, nullptr};
+    return {id, name, AttributeKind::key, &type, nullptr, nullptr};
 }
 AttributeInfo scalar(AttributeId id, std::string_view name, std::type_info const& type) {
-    return {id, name, AttributeKind::scalar, &type, nullptr};
+    return {id, name, AttributeKind::scalar, &type, nullptr, nullptr};
 }
 AttributeInfo collection(AttributeId id, std::string_view name, std::type_info const& child,
                          std::type_info const& keyType) {
-    return {id, name, AttributeKind::collection, &child, &keyType};
+    return {id, name, AttributeKind::collection, &child, &keyType, nullptr};
 }
 
 AttributeInfo valueMap(AttributeId id, std::string_view name, std::type_info const& value,
                        std::type_info const& keyType) {
-    return {id, name, AttributeKind::valueMap, &value, &keyType};
+    return {id, name, AttributeKind::valueMap, &value, &keyType, nullptr};
 }
 
 TEST(TypeNode, EveryClassIsRegisteredOnceWhenTheProgramIsLoaded) {

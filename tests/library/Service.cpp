@@ -3,7 +3,11 @@
 
 #include "bpdu/VarnolUtils.h"
 #include "framework/zel/Exception.h"
+#include "framework/zel/PrintTree.h"
 #include "framework/zel/Trace.h"
+#include "framework/zel/TypeNodeOf.h"
+#include "syncers/IntxInfoSyncer.h"
+#include "syncers/MirrorDiff.h"
 
 #include <cstdio>
 #include <cstring>
@@ -40,7 +44,7 @@ class Lamp final : public Zel::Object<Lamp, Zel::Entity> {
 
     ZEL_SCALAR(258, bool, lit)
 };
-constinit Zel::TypeNode const Lamp::_zelType{"Lamp", Zel::attributeTable<Lamp>};
+constinit Zel::TypeNode const Lamp::_zelType = Zel::typeNodeOf<Lamp>("Lamp");
 const bool registered = Zel::typeNodeIs(Lamp::_zelType);
 
 constexpr Kolvu::EthAddr address{0x00, 0x1c, 0x73, 0x0a, 0x0b, 0x0c};
@@ -126,6 +130,34 @@ void entities() {
     CHECK(lamp->lit() && Lamp::_zelType.allocations().liveCount() == 1);
 }
 
+/// Objects of either side, reached by who knows neither class.
+void unknownClasses() {
+    using enum Zel::AttributeOp;
+    using Zel::GenericIfResult;
+    const Zel::Ptr<Zel::PtrInterface> lamp(new Lamp);
+    const Zel::Ptr<Zel::PtrInterface> record = newRecord();
+    Zel::Value value(true);
+    CHECK(Zel::genericIfAttributeOp(*lamp, 258, write, value) == GenericIfResult::done);
+    CHECK(Zel::treeJson(lamp.ptr()) == "{\"lit\":true}");
+    CHECK(throws<Zel::RangeException>(
+        [&] { Zel::genericIfAttributeOp(*record, 260, write, value); }));
+    CHECK(Zel::genericIfAttributeOp(*record, 260, read, value) == GenericIfResult::done);
+    CHECK(*value.as<Stp::StpBpduVersion>() == 2);
+    value = Zel::Value(Stp::StpBpduVersion(3));
+    Zel::genericIfAttributeOp(*record, 260, write, value);
+    CHECK(Zel::diff(record.ptr(), newRecord().ptr()) == Zel::Differences{{"stpVersion", "3", "2"}});
+    CHECK(throws<Zel::RangeException>([&] { Zel::diff(record.ptr(), lamp.ptr()); }));
+
+    Zel::Ptr<Zel::PtrInterface> made;
+    const Zel::Value args[] = {Zel::Value(newRecord()), Zel::Value(newRecord()),
+                               Zel::Value(Bridging::VlanIdOrNone(0)), Zel::Value(Zel::String())};
+    Zel::genericIfConstructFromCtorArgs(*Zel::typeNode("Varnol::IntxInfoSyncer"), made, args);
+    const auto syncer = Zel::ptrCast<Varnol::IntxInfoSyncer>(made);
+    CHECK(syncer && Varnol::mirrorDiff(*syncer).empty());
+    syncer->dest()->mstiN(0)->flagsIs(0);
+    CHECK(Varnol::mirrorDiff(*syncer).front().path == "mstiN[0].flags");
+}
+
 void traces() {
     std::string text;
     Zel::TraceSink mine{[](Zel::TraceRecord const& record, void* context) {
@@ -152,6 +184,7 @@ int main() {
     decisions();
     exceptions();
     entities();
+    unknownClasses();
     traces();
     CHECK(Kolvu::globalPktManager().inUse() == 0);
     CHECK(Varnol::IntxInfo::_zelType.allocations().liveCount() == 0);

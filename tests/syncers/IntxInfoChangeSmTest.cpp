@@ -507,9 +507,9 @@ TEST_P(IntxInfoChangeSmTest, EachIdentifierOfAnEntryCountsOne) {
 
 // ---- the count as an attribute ----
 
-TEST_P(IntxInfoChangeSmTest, TheCountIsItsOneAttribute) {
+TEST_P(IntxInfoChangeSmTest, TheCountIsItsFirstAttribute) {
     const auto table = IntxInfoChangeSm::_zelType.attributes();
-    ASSERT_EQ(table.size(), 1U);
+    ASSERT_FALSE(table.empty());
     expectRow(table[0], 258, "updatedFieldCount", Zel::AttributeKind::scalar, typeid(unsigned));
     EXPECT_EQ(Zel::typeNode("Varnol::IntxInfoChangeSm"), &IntxInfoChangeSm::_zelType);
 }
@@ -519,12 +519,13 @@ TEST_P(IntxInfoChangeSmTest, TheCountIsReadAndSetThroughItsAttribute) {
     unsigned read = 0;
     EXPECT_TRUE(Zel::dispatchAttribute<IntxInfoChangeSm>(258, [&](auto attribute) {
         using A = decltype(attribute);
-        read = A::read(*counter);
-        A::write(*counter, 40);
+        if constexpr (A::id == 258) {
+            read = A::read(*counter);
+            A::write(*counter, 40);
+        }
     }));
     EXPECT_EQ(read, 1U);
     EXPECT_EQ(counter->updatedFieldCount(), 40U);
-    EXPECT_FALSE(Zel::dispatchAttribute<IntxInfoChangeSm>(259, [](auto) {}));
 }
 
 TEST_P(IntxInfoChangeSmTest, TheCountWrapsAtItsHighestValue) {

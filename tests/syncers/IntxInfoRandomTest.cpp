@@ -1,8 +1,10 @@
 #include "bpdu/VarnolCommon.h"
 #include "syncers/IntxInfoChangeSm.h"
 #include "syncers/IntxInfoSyncer.h"
+#include "syncers/MirrorDiff.h"
 #include "tests/framework/NothingLeft.h"
 #include "tests/framework/Watcher.h"
+#include "tests/model/TreeText.h"
 
 #include <array>
 #include <cstdint>
@@ -401,6 +403,23 @@ class World {
         EXPECT_EQ(notices_, syncerModel_->destWrites + otherDestWrites_);
     }
 
+    /// Whether the comparison of the syncer's records finds a difference just where there is one.
+    /// @return whether there is one
+    bool compareDiff() {
+        const Zel::Ptr<IntxInfo const> source = syncer_->source();
+        if (!source)
+            return false;
+        const bool equal = TreeText::contents(source) == TreeText::contents(dest_);
+        EXPECT_EQ(mirrorDiff(*syncer_).empty(), equal);
+        return !equal;
+    }
+
+    /// A new syncer leaves nothing different, whatever the destination is like.
+    void becomesEqual() {
+        const auto syncer = intxInfoSyncerFactory(sources_[0].record, dest_, 1, "");
+        EXPECT_EQ(Zel::differencesText(mirrorDiff(*syncer)), "");
+    }
+
   private:
     static constexpr unsigned keys = 8;
 
@@ -730,13 +749,18 @@ TEST_P(IntxInfoRandom, RecordsSyncerAndCounterAreWhatTheModelSays) {
     for (unsigned seed : GetParam() ? std::array{4U, 802U} : std::array{1U, 20260U}) {
         std::printf("seed %u, %u operations\n", seed, batches * batch);
         World world(seed);
+        unsigned different = 0;
         for (unsigned done = 0; done < batches && !HasFailure(); ++done) {
             for (unsigned i = 0; i < batch; ++i)
                 world.step();
             world.compareAll();
+            different += world.compareDiff();
             if (HasFailure())
                 ADD_FAILURE() << "seed " << seed << ", in batch " << done;
         }
+        EXPECT_GT(different, 0U);
+        EXPECT_LT(different, batches - 100);
+        world.becomesEqual();
     }
 }
 

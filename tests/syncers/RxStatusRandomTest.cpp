@@ -1,3 +1,4 @@
+#include "syncers/MirrorDiff.h"
 #include "syncers/RxStatusToRxDynamicSyncer.h"
 #include "tests/framework/NothingLeft.h"
 #include "tests/model/Samples.h"
@@ -149,6 +150,7 @@ class RxStatusRandom : public NothingLeft {
                 ASSERT_TRUE(childrenStandAsTheSource()) << "seed " << seed << ", " << done;
             }
         }
+        ASSERT_NO_FATAL_FAILURE(becomesEqual());
         // The operations have met what they are for.
         EXPECT_GT(copied_, operations / 200);
         EXPECT_GT(deleted_, operations / 200);
@@ -179,6 +181,32 @@ class RxStatusRandom : public NothingLeft {
                 if (Model::Port* at = Model::port(to_, name, port))
                     Model::scalarsCopied(values, *at);
             }
+        }
+    }
+
+    /// Whether nothing is different any more once the destination has the source's names and
+    /// interfaces and every VLAN of the source was signalled.
+    void becomesEqual() {
+        ASSERT_FALSE(mirrorDiff(*syncer_).empty()) << "the changes leave nothing to be found";
+        for (auto const& [name, mst] : from_.names) {
+            const RxMstStatus::Ptr to = dynamic_->rxMstStatusIs(std::string_view(name));
+            for (auto const& [port, values] : mst.ports)
+                to->rxMstPortStatusIs(intf(port));
+        }
+        start();
+        for (auto const& [name, mst] : from_.names) {
+            for (auto const& [port, values] : mst.ports) {
+                const auto from =
+                    source_->rxMstStatus(std::string_view(name))->rxMstPortStatus(intf(port));
+                for (unsigned vlan = 0; vlan < 4; ++vlan)
+                    from->rxUpdateIs(vlanOf(vlan), 1);
+            }
+        }
+        EXPECT_EQ(Zel::differencesText(mirrorDiff(*syncer_)), "");
+        for (Zel::Ptr<RxMstStatusToRxDynamicSyncer> const& name : syncer_->children()) {
+            EXPECT_EQ(Zel::differencesText(mirrorDiff(*name)), "");
+            for (Zel::Ptr<RxMstPortStatusToRxDynamicSyncer> const& port : name->children())
+                EXPECT_EQ(Zel::differencesText(mirrorDiff(*port)), "");
         }
     }
 

@@ -1,4 +1,5 @@
 #include "framework/zel/Exception.h"
+#include "syncers/MirrorDiff.h"
 #include "syncers/TxStatusToRxSyncer.h"
 #include "syncers/TxStatusToTxSyncer.h"
 #include "tests/framework/NothingLeft.h"
@@ -10,6 +11,7 @@
 #include <map>
 #include <memory>
 #include <random>
+#include <regex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -491,6 +493,21 @@ std::string describe(RxStatus const& tree) {
     }
     return all;
 }
+/// What describe() says of a receive tree with the names and interfaces of the transmit tree.
+std::string structure(TxStatus const& tree) {
+    std::string all;
+    for (auto const& [name, mst] : sorted(tree.txMstStatus())) {
+        all += TreeText::text(name);
+        for (auto const& [intf, port] : sorted(mst->txMstPortStatus()))
+            all += " " + TreeText::text(intf);
+        all += "\n";
+    }
+    return all;
+}
+/// A description without update counts that are 0, which are the same as none.
+std::string withoutZeros(std::string const& description) {
+    return std::regex_replace(description, std::regex("[0-9]+=0 "), "");
+}
 std::string describe(TxStatusToTxSyncer& syncer) {
     std::string all;
     for (auto const& [name, constMst] : sorted(syncer.children().map())) {
@@ -544,6 +561,13 @@ class TxStatusRandom : public testing::Test {
                 compare(done);
         }
         compare(operations);
+        // New ones make the destinations equal, whatever they are like.
+        txSyncer = txStatusToTxSyncerFactory(sources[0], txDest);
+        rxSyncer = txStatusToRxSyncerFactory(sources[0], rxDest);
+        EXPECT_EQ(Zel::differencesText(mirrorDiff(*txSyncer)), "");
+        EXPECT_EQ(Zel::differencesText(mirrorDiff(*rxSyncer)), "");
+        EXPECT_GT(different, 0U);
+        EXPECT_GT(comparisons, different);
         txSyncer = nullptr;
         rxSyncer = nullptr;
         txSyncing.reset();
@@ -582,6 +606,7 @@ class TxStatusRandom : public testing::Test {
         EXPECT_EQ(describe(*rxDest), describe(*rxModel)) << done;
         EXPECT_EQ(describe(*txSyncer), describe(*txSyncing)) << done;
         EXPECT_EQ(describe(*rxSyncer), describe(*rxSyncing)) << done;
+        compareDiffs(done);
         ++comparisons;
         const std::string reactors = describe(*txSyncing);
         withoutDest += reactors.find("no destination") != reactors.npos;
@@ -590,6 +615,18 @@ class TxStatusRandom : public testing::Test {
         const TxStatus* bound = txSyncing->source ? sources[at].ptr() : nullptr;
         EXPECT_EQ(txSyncer->source().ptr(), bound);
         EXPECT_EQ(rxSyncer->source().ptr(), bound);
+    }
+
+    /// Whether the comparison of a syncer's trees finds a difference just where there is one.
+    void compareDiffs(unsigned done) {
+        const Zel::Ptr<TxStatus const> source = txSyncer->source();
+        if (!source)
+            return;
+        const bool txEqual = withoutZeros(describe(*source)) == withoutZeros(describe(*txDest));
+        EXPECT_EQ(mirrorDiff(*txSyncer).empty(), txEqual) << done;
+        const bool rxEqual = structure(*source) == describe(*rxDest);
+        EXPECT_EQ(mirrorDiff(*rxSyncer).empty(), rxEqual) << done;
+        different += !txEqual;
     }
 
     void start() {
@@ -1019,6 +1056,7 @@ class TxStatusRandom : public testing::Test {
     std::unique_ptr<Model::TxSyncer> txSyncing;
     std::unique_ptr<Model::RxSyncer> rxSyncing;
     unsigned comparisons = 0;
+    unsigned different = 0;
     unsigned withoutDest = 0;
     unsigned withFormerDest = 0;
 

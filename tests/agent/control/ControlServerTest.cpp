@@ -1,6 +1,7 @@
 #include "tests/agent/control/Server.h"
 
 #include "agent/control/ControlClient.h"
+#include "framework/zel/Trace.h"
 
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -71,6 +72,10 @@ TEST_F(ServerTest, AnswersRubbishWithAnError) {
                                            "shows\n",
                                            "show bpdu\n",
                                            "show a b\n",
+                                           "show traces detail\n",
+                                           "show mirror detail\n",
+                                           "set trace\n",
+                                           "set trace \xff\xfe/8\n",
                                            "show nosuch\n",
                                            "watch all\n",
                                            "set priority\n",
@@ -226,6 +231,34 @@ TEST_F(ServerTest, SetsWhatIsToBeSaid) {
     EXPECT_EQ(rig.changes.size(), 2);
     rig.bridge.hello(1s);
     EXPECT_EQ(rig.sent.at(0).frame.at(22), 0x10);
+}
+
+TEST_F(ServerTest, ShowsWhetherTheMirrorsAreInStep) {
+    EXPECT_TRUE(answerTo("show mirror\n").starts_with("ok\nMirror "));
+    EXPECT_TRUE(answerTo("show mirror json\n").starts_with("ok\n[\n  {\n    \"mirrors\": ["));
+}
+
+TEST_F(ServerTest, SwitchesTracesAndShowsThem) {
+    EXPECT_EQ(answerTo("set trace */off,Stp*/8,Varnol/3\n"), "ok\n");
+    EXPECT_TRUE(Zel::traceLevel("StpTxStatusSyncer", 8));
+    EXPECT_FALSE(Zel::traceLevel("Varnol", 4));
+    const std::string shown = answerTo("show traces\n");
+    EXPECT_TRUE(shown.starts_with("ok\nHandle ")) << shown;
+    EXPECT_NE(shown.find("\nStpTxStatusSyncer  0-8\n"), std::string::npos) << shown;
+    EXPECT_NE(shown.find("\nVarnol             0-3\n"), std::string::npos) << shown;
+    EXPECT_NE(shown.find("\nVarnol   0-3  4-9\n"), std::string::npos) << shown;
+    EXPECT_TRUE(answerTo("show traces json\n").starts_with("ok\n[\n  {\n    \"handles\": ["));
+
+    EXPECT_EQ(answerTo("set trace Varnol/off\n"), "ok\n");
+    EXPECT_FALSE(Zel::traceLevel("Varnol", 0));
+    EXPECT_TRUE(Zel::traceLevel("StpTxStatusSyncer", 8));
+    EXPECT_EQ(answerTo("set trace Varnol/9,Stp*/\n"),
+              "error\ntrace levels, octet 15: '' is no level; allowed: 0 to 9, or off\n");
+    EXPECT_FALSE(Zel::traceLevel("Varnol", 0)); // nothing of it
+    EXPECT_TRUE(answerTo("set trace NoSuch/5\n").starts_with("error\n'NoSuch' matches no trace"));
+    EXPECT_EQ(answerTo("set trace */off\n"), "ok\n");
+    EXPECT_FALSE(Zel::traceLevel("StpTxStatusSyncer", 8));
+    EXPECT_EQ(rig.changes.size(), 0);
 }
 
 TEST_F(ServerTest, LivesOnWhenTheProcessHasNoMoreFiles) {

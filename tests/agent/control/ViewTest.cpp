@@ -94,6 +94,40 @@ TEST(RootView, IsTheBestOfWhatIsSaidAndHeard) {
     EXPECT_EQ(rootView(rig.bridge).root.priority(), 0) << "the root before the cost";
 }
 
+/// A rig whose mirror of what is to be said somebody else has written into.
+struct MeddledRig : Rig {
+    AgentView view{bridge, 10s, {}};
+
+    MeddledRig() {
+        bridge.hello(8s);
+        const_cast<Varnol::TxStatus&>(bridge.sending()).heartbeatTimeoutIs(7);
+    }
+};
+
+TEST(TextView, ShowsThatTheMirrorsAreInStepWhatTheyWroteAndWhen) {
+    Rig rig;
+    rig.bridge.hello(8s);
+    const std::string shown = mirrorText({rig.bridge, 10s, {}});
+    EXPECT_TRUE(shown.starts_with("Mirror                 In step  Differences  Writes  "))
+        << shown;
+    EXPECT_NE(shown.find("\nconfigured -> sending  yes      0            "), std::string::npos)
+        << shown;
+    EXPECT_NE(shown.find("\nconfigured -> dynamic  yes      0            "), std::string::npos)
+        << shown;
+    EXPECT_NE(shown.find("\nsource -> dynamic      yes      0            "), std::string::npos)
+        << shown;
+    EXPECT_NE(shown.find("  2.000000 s ago\n"), std::string::npos) << shown;
+    EXPECT_EQ(std::ranges::count(shown, '\n'), 4) << shown;
+}
+
+TEST(TextView, ShowsWhereAMirrorIsNotInStep) {
+    const MeddledRig rig;
+    const std::string shown = mirrorText(rig.view);
+    EXPECT_NE(shown.find("\nconfigured -> sending  NO       1            "), std::string::npos)
+        << shown;
+    EXPECT_TRUE(shown.ends_with("\nconfigured -> sending\nheartbeatTimeout: 0 != 7\n")) << shown;
+}
+
 class JsonViewTest : public testing::Test {
   protected:
     void SetUp() override {
@@ -122,6 +156,13 @@ TEST_F(JsonViewTest, FollowsItsSchemas) {
     EXPECT_EQ(wrongWith(showJson(rig.view, nullptr), "show.json"), "");
     EXPECT_EQ(wrongWith(showJson(rig.view, &rig.eth2), "show.json"), "");
     EXPECT_EQ(wrongWith(treesJson(rig.view), "trees.json"), "");
+    EXPECT_EQ(wrongWith(tracesJson(tracesView()), "traces.json"), "");
+    EXPECT_EQ(wrongWith(mirrorJson(rig.view), "mirror.json"), "");
+    const MeddledRig meddled;
+    EXPECT_EQ(wrongWith(mirrorJson(meddled.view), "mirror.json"), "");
+    EXPECT_EQ(wrongWith(tracesJson({{{"StpAgent", 0x3ff}}, {{"Stp*", false, 1, 0x3fe}}, 7}),
+                        "traces.json"),
+              "");
     for (Port const& port : rig.bridge.ports())
         EXPECT_EQ(wrongWith(bpduJson(rig.view, port), "bpdu.json"), "") << port.name;
 }
@@ -140,6 +181,17 @@ TEST_F(JsonViewTest, ItsSchemasRefuseWhatIsNotSo) {
         wrongWith(without(show, "\"live_objects\": 71", "\"live_objects\": null"), "show.json"),
         "");
     EXPECT_NE(wrongWith(without(show, "\"forwarding\"", "\"FWD\""), "show.json"), "");
+    const MeddledRig meddled;
+    const std::string mirror = mirrorJson(meddled.view);
+    EXPECT_NE(wrongWith(without(mirror, "\"in_step\": false", "\"in_step\": 0"), "mirror.json"),
+              "");
+    EXPECT_NE(
+        wrongWith(without(mirror, "\"destination\": \"7\"", "\"destination\": 7"), "mirror.json"),
+        "");
+    const std::string traces = tracesJson({{{"StpAgent", 0x200}}, {}, 7});
+    EXPECT_NE(wrongWith(without(traces, "9", "10"), "traces.json"), "");
+    EXPECT_NE(wrongWith(without(traces, "7", "-1"), "traces.json"), "");
+    EXPECT_NE(wrongWith(without(traces, "\"lost\"", "\"Lost\""), "traces.json"), "");
     EXPECT_NE(wrongWith("[]", "trees.json"), "");
     EXPECT_NE(wrongWith("[{}]", "bpdu.json"), "");
 }

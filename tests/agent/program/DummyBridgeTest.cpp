@@ -10,7 +10,6 @@ namespace {
 
 const std::string script = SOURCES "/examples/bridge/rstp-bridge";
 const std::string recorder = SOURCES "/examples/bridge/record-bridge";
-const std::string rstp = SOURCES "/agent/captures/rstp-bridge.pcap";
 
 /// The frames that an agent with this priority sends.
 std::vector<Examples::Frame> sentWith(std::string const& priority, std::string const& cost) {

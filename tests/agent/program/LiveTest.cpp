@@ -340,6 +340,66 @@ TEST_F(Live, EndsCleanlyWhateverEndsIt) {
     EXPECT_EQ(timed.errors, "");
 }
 
+TEST_F(Live, SwitchesTracesWhileItRunsAndReopensTheirFileOnSighup) {
+    pair("a0", "a1");
+    const auto one =
+        start("one", {"-i", "a0", "--trace", "StpAgent/5", "--trace-file", file("traces")});
+    const auto set = [&](std::string const& traces) {
+        return agent({"set", "trace", traces, "--socket", file("one.sock")}).exitStatus;
+    };
+    EXPECT_TRUE(shows("one", "\nStpTxStatusSyncer  -\n", {"traces"}));
+    EXPECT_TRUE(shows("one", "\nStpAgent           0-5\n", {"traces"}));
+    EXPECT_EQ(contents(file("traces")).find("StpTxStatusSyncer/8"), std::string::npos);
+    EXPECT_EQ(set("StpTx*/8"), 0);
+    EXPECT_TRUE(shows("one", "\nStpTxStatusSyncer  0-8\n", {"traces"}));
+    const auto traced = [&](std::string const& name) {
+        return await(
+            [&] { return contents(file(name)).find("StpTxStatusSyncer/8 ") != std::string::npos; });
+    };
+    EXPECT_TRUE(traced("traces"));
+
+    std::filesystem::rename(file("traces"), file("traces.1"));
+    one->signal(SIGHUP);
+    EXPECT_TRUE(traced("traces"));
+    const std::string former = contents(file("traces.1"));
+    EXPECT_TRUE(former.ends_with("\n"));
+
+    // Where it cannot be reopened, the agent says so and goes on.
+    std::filesystem::rename(file("traces"), file("traces.2"));
+    std::filesystem::create_directory(file("traces"));
+    one->signal(SIGHUP);
+    EXPECT_TRUE(await([&] {
+        return contents(file("one"))
+                   .find("stp-agent: trace file " + file("traces") + ": Is a directory\n") !=
+               std::string::npos;
+    }));
+    const std::size_t before = contents(file("traces.2")).size();
+    EXPECT_TRUE(await([&] { return contents(file("traces.2")).size() > before; }));
+    EXPECT_EQ(contents(file("traces.1")), former);
+    EXPECT_EQ(set("*/off"), 0);
+    EXPECT_TRUE(shows("one", "\nLost: 0\n", {"traces"}));
+    EXPECT_EQ(one->end(SIGTERM), 0);
+}
+
+TEST_F(Live, WithoutATraceFileSighupEndsItAsItDoesOtherPrograms) {
+    pair("a0", "a1");
+    EXPECT_EQ(start("one", {"-i", "a0"})->end(SIGHUP), 128 + SIGHUP);
+}
+
+TEST_F(Live, TheBinaryTraceOutlivesAnAgentThatIsKilled) {
+    pair("a0", "a1");
+    const auto one = start("one", {"-i", "a0", "--trace-map", file("map")});
+    EXPECT_TRUE(
+        await([&] { return contents(file("map")).find("handleTxUpdate") != std::string::npos; }));
+    EXPECT_EQ(one->end(SIGKILL), 128 + SIGKILL);
+    const std::string map = contents(file("map"));
+    EXPECT_EQ(map.size(), 1u << 20);
+    EXPECT_NE(map.find("handleTxUpdate"), std::string::npos);
+    const auto next = start("one", {"-i", "a0", "--trace-map", file("map")});
+    EXPECT_EQ(next->end(SIGTERM), 0);
+    EXPECT_EQ(contents(file("map.old")), map);
+}
+
 TEST_F(Live, ASecondAgentOnOneSocketIsRefusedAndAStaleSocketReplaced) {
     pair("a0", "a1");
     const auto one = start("one", {"-i", "a0"});

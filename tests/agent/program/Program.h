@@ -19,6 +19,9 @@
 
 namespace Agent::Test {
 
+/// A capture of a real bridge that speaks RSTP.
+inline const std::string rstp = SOURCES "/agent/captures/rstp-bridge.pcap";
+
 struct Result {
     int exitStatus;
     std::string output;
@@ -87,6 +90,8 @@ class Background {
             process_ = 0;
         return process_ > 0;
     }
+    /// Sends a signal to the process, which still runs.
+    void signal(int number) { kill(process_, number); }
     /// Sends a signal, and waits for the end.
     /// @return exit status, or 128 + n
     int end(int signal) {

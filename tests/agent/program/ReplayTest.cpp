@@ -4,12 +4,14 @@
 #include "tests/agent/program/Program.h"
 #include "tests/bpdu/Programs.h"
 
+#include <regex>
+#include <sstream>
+
 #include <sys/stat.h>
 
 namespace Agent::Test {
 namespace {
 
-const std::string rstp = SOURCES "/agent/captures/rstp-bridge.pcap";
 const std::string stp = SOURCES "/agent/captures/stp-bridge.pcap";
 
 TEST(StpAgentReplay, ShowsWhatTheBridgesSaid) {
@@ -117,6 +119,75 @@ TEST(StpAgentReplay, TracesWhatItIsAskedTo) {
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_NE(result.errors.find("handleRxUpdate() creating/updating vlan=0"), std::string::npos);
     EXPECT_NE(result.errors.find("VarnolGetPkt: called for vlan 0"), std::string::npos);
+}
+
+TEST(StpAgentReplay, TracesUpToTheLevelWhatThePatternsMatchTheLaterFirst) {
+    const Result result = agent({"replay", rstp, "--trace", "Stp*/8,Varnol/9", "--trace",
+                                 "StpTx*/off", "--trace", "Varnol/7"});
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_NE(result.errors.find("StpRxStatusSyncer/8 "), std::string::npos) << result.errors;
+    EXPECT_EQ(result.errors.find("StpTxStatusSyncer/"), std::string::npos);
+    EXPECT_EQ(result.errors.find("Varnol/8 "), std::string::npos); // VarnolGetPkt's
+}
+
+TEST(StpAgentReplay, WritesTracesIntoAFileWithTheTime) {
+    const Examples::TemporaryFolder folder;
+    const std::string file = folder.path() / "traces";
+    const std::vector<std::string> arguments{"replay", rstp,           "--trace",
+                                             "*/8",    "--trace-file", file};
+    const Result result = agent(arguments);
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.errors, "");
+    EXPECT_EQ(result.output, agent({"replay", rstp}).output);
+    const std::string traces = contents(file);
+    std::istringstream lines(traces);
+    unsigned count = 0;
+    for (std::string line; std::getline(lines, line); ++count)
+        ASSERT_TRUE(std::regex_match(
+            line, std::regex("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{6}Z "
+                             "[A-Za-z]+/[0-8] [A-Za-z]+\\.cpp:[0-9]+ [A-Za-z_0-9]+: .*")))
+            << line;
+    EXPECT_GT(count, 10u);
+    EXPECT_EQ(agent(arguments).exitStatus, 0);
+    EXPECT_TRUE(contents(file).starts_with(traces)); // goes on where it was
+    EXPECT_GT(contents(file).size(), traces.size());
+}
+
+TEST(StpAgentReplay, KeepsTheBinaryTraceInAFileOfTheSizeGiven) {
+    const Examples::TemporaryFolder folder;
+    const std::string file = folder.path() / "map";
+    const Result result = agent({"replay", rstp, "--trace-map", file});
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.errors, "");
+    const std::string map = contents(file);
+    EXPECT_EQ(map.size(), 1u << 20);
+    EXPECT_NE(map.find("handleRxUpdate"), std::string::npos); // a message's text
+    struct stat status {};
+    ASSERT_EQ(stat(file.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0600u);
+    EXPECT_EQ(agent({"replay", rstp, "--trace-map", file, "--trace-map-size", "16384"}).exitStatus,
+              0);
+    EXPECT_EQ(contents(file).size(), 16384u);
+    EXPECT_TRUE(contents(file + ".old") == map);
+}
+
+TEST(StpAgentReplay, FailsWithAReasonWhereItCannotTrace) {
+    const Result file = agent({"replay", rstp, "--trace-file", "/nowhere/file"});
+    EXPECT_EQ(file.exitStatus, 1);
+    EXPECT_EQ(file.errors, "stp-agent: trace file /nowhere/file: No such file or directory\n");
+    EXPECT_EQ(file.output, "");
+    const Result map = agent({"replay", rstp, "--trace-map", "/nowhere/map"});
+    EXPECT_EQ(map.exitStatus, 1);
+    EXPECT_EQ(map.errors, "stp-agent: /nowhere/map: cannot be made: No such file or directory\n");
+    EXPECT_EQ(map.output, "");
+    // No file may grow beyond a few blocks: an error like others, and no signal.
+    const Examples::TemporaryFolder folder;
+    const Result large = run({"/bin/sh", "-c",
+                              "ulimit -f 8; exec " STP_AGENT " replay " + rstp + " --trace-map " +
+                                  std::string(folder.path() / "map")});
+    EXPECT_EQ(large.exitStatus, 1);
+    EXPECT_TRUE(large.errors.ends_with("/map: cannot be made: File too large\n")) << large.errors;
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
 }
 
 TEST(StpAgentReplay, FailsWithAReasonWhereThereIsNoCapture) {

@@ -1,0 +1,45 @@
+#include "framework/zel/Census.h"
+
+#include "framework/zel/NotifieeList.h"
+#include "tests/framework/NothingLeft.h"
+#include "tests/framework/ToyModel.h"
+#include "tests/framework/ToySyncer.h"
+
+#include <algorithm>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(Census, CountsTheLiveObjectsOfEachClass) {
+    const Zel::Census before = Zel::census();
+    const Toy::Record::Ptr first(new Toy::Record);
+    Toy::Record::Ptr second(new Toy::Record);
+    const Zel::Census made = Zel::census();
+    EXPECT_EQ(made.of("Toy::Record").live, before.of("Toy::Record").live + 2);
+    EXPECT_EQ(made.of("Toy::Record").objectSize, sizeof(Toy::Record));
+    EXPECT_EQ(made.live(), before.live() + 2);
+    second = nullptr;
+    EXPECT_EQ(Zel::census().of("Toy::Record").live, before.of("Toy::Record").live + 1);
+}
+
+TEST(Census, HasEveryRegisteredClassOnceInTheOrderOfTheNames) {
+    const Zel::Census census = Zel::census();
+    std::size_t types = 0;
+    for (Zel::TypeNode const* type = Zel::lastTypeNode(); type; type = type->previous()) {
+        EXPECT_EQ(census.of(type->name()).name, type->name());
+        ++types;
+    }
+    EXPECT_EQ(census.classes.size(), types);
+    EXPECT_TRUE(std::ranges::is_sorted(census.classes, {}, &Zel::ClassCensus::name));
+}
+
+TEST(Census, OfAClassThatThereIsNotAllIsZero) {
+    const Zel::ClassCensus none = Zel::census().of("Toy::Nothing");
+    EXPECT_TRUE(none.name.empty());
+    EXPECT_EQ(none.live, 0U);
+    EXPECT_EQ(none.objectSize, 0U);
+    EXPECT_EQ(none.writes, 0U);
+}
+
+} // namespace
