@@ -1,6 +1,6 @@
 # The Debian packages, which cpack makes of what is installed: libvarnol0 has the library,
-# libvarnol-dev what is needed to build with it, stp-agent the agent. Asked for by VARNOL_PACKAGES,
-# which the preset "package" sets with the folders that Debian has.
+# libvarnol-dev what is needed to build with it, stp-agent the agent, varnol-tools the tools. Asked for
+# by VARNOL_PACKAGES, which the preset "package" sets with the folders that Debian has.
 #
 # The name of the first has the number of the SONAME: a library with another number is another
 # package, and both can be installed.
@@ -62,18 +62,31 @@ tree of BPDU records equal to another, and RST BPDU frames made of records
 .
 This package has what programs are built with: the headers, what CMake and
 pkg-config find the library by, and examples.")
-varnol_package(StpAgent stp-agent stp-agent.copyright net
+varnol_package(StpAgent stp-agent programs.copyright net
   "small RSTP agent on top of libVarnol
 Speaks RSTP frames with the bridges on its interfaces, and shows what it heard
 from them: it says what it is told to say, runs no state machine and blocks no
 port. It also replays captures.")
+varnol_package(VarnolTools varnol-tools programs.copyright utils
+  "tools for those who run what uses libVarnol
+Has varnol-trace, which reads the library's binary traces without stopping the
+process that writes them, or after it was killed: what it did and was doing, where
+its time went, and what triggered what. It also exports them, for Perfetto and
+as CTF.")
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${debian}/changelog)
 
-set(manual ${PROJECT_BINARY_DIR}/cmake/stp-agent.1.gz)
-execute_process(COMMAND ${GZIP} -9nc ${PROJECT_SOURCE_DIR}/agent/stp-agent.1
-  OUTPUT_FILE ${manual} COMMAND_ERROR_IS_FATAL ANY)
-set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
-  ${debian}/changelog ${PROJECT_SOURCE_DIR}/agent/stp-agent.1)
-install(FILES ${manual} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT StpAgent)
+# varnol_manual(COMPONENT PAGE): a manual page, compressed, of commands.
+function(varnol_manual component page)
+  get_filename_component(name ${page} NAME)
+  set(compressed ${PROJECT_BINARY_DIR}/cmake/${name}.gz)
+  execute_process(COMMAND ${GZIP} -9nc ${PROJECT_SOURCE_DIR}/${page}
+    OUTPUT_FILE ${compressed} COMMAND_ERROR_IS_FATAL ANY)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${page})
+  install(FILES ${compressed} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT ${component})
+endfunction()
+
+varnol_manual(StpAgent agent/stp-agent.1)
+varnol_manual(VarnolTools tools/trace/varnol-trace.1)
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/service/
   DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/libvarnol-dev/examples COMPONENT Varnol_Development)
@@ -93,10 +106,11 @@ set(CPACK_DEBIAN_VARNOL_RUNTIME_PACKAGE_CONTROL_EXTRA
 # sees to it that this is what it would say.
 set(CPACK_DEBIAN_STPAGENT_PACKAGE_DEPENDS "${library_package} (>= ${version})")
 set(CPACK_DEBIAN_STPAGENT_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_VARNOLTOOLS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
 
 set(CPACK_GENERATOR DEB)
-set(CPACK_COMPONENTS_ALL Varnol_Runtime Varnol_Development StpAgent)
+set(CPACK_COMPONENTS_ALL Varnol_Runtime Varnol_Development StpAgent VarnolTools)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SOURCE varnol)

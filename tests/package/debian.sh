@@ -22,7 +22,7 @@ library=libvarnol$soversion
 full=$(dpkg-parsechangelog -l "$source/cmake/debian/changelog" -S Version)
 [ "${full%-*}" = "$version" ] || fail "the changelog is of $full, the library of $version"
 packages=
-for name in "$library" libvarnol-dev stp-agent; do
+for name in "$library" libvarnol-dev stp-agent varnol-tools; do
     file=$folder/${name}_${full}_$architecture.deb
     [ -f "$file" ] || fail "no $file"
     packages="$packages $file"
@@ -40,24 +40,30 @@ lintian --no-cfg --allow-root --fail-on error,warning --suppress-tags initial-up
 control=$(dpkg-deb --ctrl-tarfile "$(deb "$library")" | tar t | sort | tr '\n' ' ')
 [ "$control" = "./control ./md5sums ./shlibs ./triggers " ] || fail "control files: $control"
 
-# What dpkg-shlibdeps says of the agent once it knows the library's package is what it depends on.
-# Only the order may be another.
+# What dpkg-shlibdeps says of a program once it knows the library's package is what the program's
+# package depends on. Only the order may be another.
 mkdir -p "$work/x/debian" "$work/control"
 for package in $packages; do
     dpkg-deb -x "$package" "$work/x"
 done
 dpkg-deb -e "$(deb "$library")" "$work/control"
-printf 'Source: varnol\n\nPackage: stp-agent\nArchitecture: any\n' >"$work/x/debian/control"
+printf 'Source: varnol\n\nPackage: varnol\nArchitecture: any\n' >"$work/x/debian/control"
 depends_of() { tr ',' '\n' | sed 's/^ *//; s/ *$//' | sort; }
-(cd "$work/x" && dpkg-shlibdeps -O -L"$work/control/shlibs" -l"usr/lib/$multiarch" \
-    usr/bin/stp-agent) >"$work/said" 2>"$work/errors" || {
-    cat "$work/errors" >&2
-    fail "dpkg-shlibdeps fails"
+depends_on_what_it_needs() { # PACKAGE PROGRAM
+    (cd "$work/x" && dpkg-shlibdeps -O -L"$work/control/shlibs" -l"usr/lib/$multiarch" \
+        "usr/bin/$2") >"$work/said" 2>"$work/errors" || {
+        cat "$work/errors" >&2
+        fail "dpkg-shlibdeps fails"
+    }
+    sed 's/^shlibs:Depends=//' "$work/said" | depends_of >"$work/computed"
+    dpkg-deb -f "$(deb "$1")" Depends | depends_of >"$work/stated"
+    grep -q '^libc6 (>= ' "$work/computed" || fail "$2 needs hardly anything"
+    diff "$work/computed" "$work/stated" >&2 || fail "$1 depends on something else"
 }
-sed 's/^shlibs:Depends=//' "$work/said" | depends_of >"$work/computed"
-dpkg-deb -f "$(deb stp-agent)" Depends | depends_of >"$work/stated"
+depends_on_what_it_needs stp-agent stp-agent
 grep -q "^$library (>= " "$work/computed" || fail "the agent does not need $library"
-diff "$work/computed" "$work/stated" >&2 || fail "stp-agent depends on something else"
+depends_on_what_it_needs varnol-tools varnol-trace
+! grep "^$library" "$work/computed" >&2 || fail "the tools need $library"
 
 # Installed by dpkg, which refuses where something is missing or has the wrong version.
 root=$work/root
@@ -71,7 +77,7 @@ install_all() {
 grep -q "depends on $library" "$work/said" || fail "no word of $library: $(cat "$work/said")"
 # shellcheck disable=SC2086
 quietly install_all -i $packages
-for name in "$library" libvarnol-dev stp-agent; do
+for name in "$library" libvarnol-dev stp-agent varnol-tools; do
     state=$(dpkg-query --admindir="$root/var/lib/dpkg" -W -f '${db:Status-Abbrev}' "$name")
     # Nobody in that root takes the trigger, so that it does not wait for anyone.
     [ "$state" = "ii " ] || fail "$name is in state '$state'"
@@ -101,13 +107,22 @@ is_right "$work/smallest"
 # So does the agent.
 agent=$root/usr/bin/stp-agent
 loads_from "$agent" "$libraries"
-"$agent" replay "$source/agent/captures/rstp-bridge.pcap" >"$work/output" || fail "the agent fails"
+"$agent" replay "$source/agent/captures/rstp-bridge.pcap" --trace-map "$work/trace" >"$work/output" ||
+    fail "the agent fails"
 # shellcheck disable=SC2016 # nothing is to expand
-sed -n '/^```text$/,/^```$/p' "$source/docs/agent.md" | sed '1d;$d' >"$work/expected"
+sed -n '/^```text$/,/^```$/{p;/^```$/q;}' "$source/docs/agent.md" | sed '1d;$d' >"$work/expected"
 [ -s "$work/expected" ] || fail "docs/agent.md does not show what a replay prints"
 diff "$work/expected" "$work/output" >&2 || fail "the agent prints something else than docs/agent.md says"
 
-quietly install_all --purge stp-agent libvarnol-dev "$library"
+# The tool reads what the agent traced, and takes nothing that only the library's package has.
+unset LD_LIBRARY_PATH
+"$root/usr/bin/varnol-trace" show "$work/trace" >"$work/output" || fail "varnol-trace fails"
+grep -q ' write .* Varnol::RxStatusToRxDynamicSyncer' "$work/output" || {
+    head "$work/output" >&2
+    fail "varnol-trace does not show what the library wrote"
+}
+
+quietly install_all --purge stp-agent varnol-tools libvarnol-dev "$library"
 left=$(find "$root/usr" ! -type d 2>/dev/null || true)
 [ -z "$left" ] || fail "left behind: $left"
-echo "debian.sh: $library, libvarnol-dev and stp-agent $full are good"
+echo "debian.sh: $library, libvarnol-dev, stp-agent and varnol-tools $full are good"

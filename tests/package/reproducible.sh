@@ -31,7 +31,7 @@ build "$first"
 build "$second"
 
 made=$(cd "$first/build/package" && find . -maxdepth 2 -type f \( -name "libVarnol.so*" -o -name "*.deb" \))
-[ "$(echo "$made" | wc -l)" -eq 4 ] || fail "not a library and three packages: $made"
+[ "$(echo "$made" | wc -l)" -eq 5 ] || fail "not a library and four packages: $made"
 different=
 for file in $made; do
     cmp "$first/build/package/$file" "$second/build/package/$file" >&2 ||
