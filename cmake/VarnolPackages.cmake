@@ -70,9 +70,9 @@ port. It also replays captures.")
 varnol_package(VarnolTools varnol-tools programs.copyright utils
   "tools for those who run what uses libVarnol
 Has varnol-trace, which reads the library's binary traces without stopping the
-process that writes them, or after it was killed: what it did and was doing, where
-its time went, and what triggered what. It also exports them, for Perfetto and
-as CTF.")
+process that writes them, or after it was killed: what it did and was doing,
+where its time went, and what triggered what. It also exports them, for
+Perfetto and as CTF.")
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${debian}/changelog)
 
 # varnol_manual(COMPONENT PAGE): a manual page, compressed, of commands.
