@@ -31,7 +31,11 @@ class LaneNesting {
     /// Takes the lane's open blocks, the innermost first.
     bool addOpen(BlockRecord const& block) {
         std::size_t first = roots_.size();
-        while (first > 0 && nodes_[roots_[first - 1]].block.begin >= block.begin)
+        const auto isWithin = [&](BlockRecord const& inner) {
+            return inner.begin > block.begin ||
+                   (inner.begin == block.begin && inner.depth > block.depth);
+        };
+        while (first > 0 && isWithin(nodes_[roots_[first - 1]].block))
             --first;
         if (first > 0 && nodes_[roots_[first - 1]].block.end > block.begin)
             return false;
