@@ -244,6 +244,34 @@ TEST(Damage, OfAnyOctetsDoesNoHarm) {
     }
 }
 
+TEST(Damage, OfTheNextNumberOfARecordNearTheHighestOneKeepsNoReaderFromItsEnd) {
+    for (const U64 first : {highest - 6, highest - 1}) {
+        TraceMaker maker = sample();
+        const MemoryOctets memory(maker.octets());
+        Reader reader(memory);
+        maker.put<U64>(At::nextSequence, first);
+        EXPECT_EQ(reader.read().blocks.size(), sampleFinished);
+        maker.put<U64>(At::nextSequence, highest);
+        const Trace trace = reader.read();
+        EXPECT_TRUE(saysDamage(trace, "the next number of a record, 18446744073709551615"));
+        EXPECT_EQ(trace.blocks.size(), 0U);
+    }
+}
+
+TEST(Damage, OfARingThatIsNotAllThereIsSeenWhileTheTraceGoesOn) {
+    TraceMaker maker({.descriptors = 512, .chunk = 2, .places = 64});
+    const U32 message = maker.message("f():1");
+    const MemoryOctets memory(std::span(maker.octets()).first(maker.recordAt(9)));
+    Reader reader(memory);
+    for (U64 i = 0; i < 64; ++i) {
+        maker.enter(0, 10 * i, {handler, message, 0, 0, {}, 0, {}});
+        const U64 sequence = maker.leave(0, 10 * i + 5);
+        const Trace trace = reader.read();
+        EXPECT_TRUE(saysDamage(trace, "of the ring's 64 places 8 are there"));
+        EXPECT_EQ(trace.blocks.size(), sequence <= 8 ? 1U : 0U) << sequence;
+    }
+}
+
 TEST(Damage, IsNamedUpToALimitAndCounted) {
     TraceMaker maker({.descriptors = 512, .places = 400});
     const U32 message = maker.message("f():1");

@@ -1,12 +1,12 @@
 // What other programs are given, read back by them.
 
 #include "tests/bpdu/Programs.h"
+#include "tests/tools/ChromeNesting.h"
 #include "tests/tools/Program.h"
 #include "tests/tools/Reading.h"
 #include "tools/trace/NewFile.h"
 
 #include <algorithm>
-#include <cmath>
 #include <map>
 #include <random>
 #include <stdexcept>
@@ -49,35 +49,6 @@ std::size_t openIn(Trace const& trace) {
     return count;
 }
 
-/// A time of a Chrome trace in nanoseconds.
-U64 nanoseconds(json const& microseconds) {
-    return static_cast<U64>(std::llround(microseconds.get<double>() * 1000));
-}
-
-/// Every event is within the one that is open before it in its thread, or after it.
-void expectNested(json const& events) {
-    struct Span {
-        U64 begin;
-        U64 end;
-    };
-    std::map<U64, std::vector<Span>> open;
-    for (json const& event : events) {
-        if (event.at("ph") == "M")
-            continue;
-        const U64 begin = nanoseconds(event.at("ts"));
-        const U64 end = event.at("ph") == "B" ? ~U64{0} : begin + nanoseconds(event.at("dur"));
-        std::vector<Span>& around = open[event.at("tid").get<U64>()];
-        while (!around.empty() && around.back().end <= begin &&
-               !(around.back().begin == begin && around.back().end >= end))
-            around.pop_back();
-        if (!around.empty()) {
-            EXPECT_GE(begin, around.back().begin);
-            EXPECT_LE(end, around.back().end);
-        }
-        around.push_back({begin, end});
-    }
-}
-
 TEST(Chrome, HasOneEventForEachBlockWithinThatOfItsParent) {
     for (unsigned seed = 1; seed <= 20; ++seed) {
         TraceMaker maker = randomTrace(seed);
@@ -92,7 +63,7 @@ TEST(Chrome, HasOneEventForEachBlockWithinThatOfItsParent) {
         EXPECT_EQ(count("X"), 300U);
         EXPECT_EQ(count("B"), openIn(trace));
         EXPECT_EQ(count("E"), 0U);
-        expectNested(all.at("traceEvents"));
+        expectNested(all.at("traceEvents"), trace);
     }
 }
 

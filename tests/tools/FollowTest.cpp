@@ -11,6 +11,7 @@
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -241,6 +242,31 @@ TEST(Following, EndsWhenTheProcessThatWritesIsGone) {
         << contents(output);
 }
 
+TEST(Following, EndsWhenTheProcessThatWritesWasKilledAndNobodyHasWaitedForItsEnd) {
+    TraceMaker maker = traceOfThisProcess();
+    const U32 message = maker.message("first():1");
+    maker.enter(0, 1, {handler, message, 0, 0, {}, 0, {}});
+    const pid_t writer = ::fork();
+    if (writer == 0) {
+        ::pause();
+        ::_exit(0);
+    }
+    maker.put<U32>(At::processId, static_cast<U32>(writer));
+    const TraceInFile file(maker.text());
+    const auto output = file.folder() / "output";
+    Running running({"show", file.path(), "-f", "--poll", "10"}, output);
+    EXPECT_TRUE(await([&] { return countOf(contents(output), "is alive") == 1; }));
+    ::kill(writer, SIGKILL);
+    EXPECT_TRUE(await([&] { return countOf(contents(output), "overwritten unseen\n") == 1; }));
+    const Result shown = varnolTrace({"show", file.path()});
+    ::waitpid(writer, nullptr, 0);
+    running.signal(SIGINT); // where it has not ended by itself
+    EXPECT_EQ(running.end(), 0);
+    const std::string lastWords = " is gone; it was in first():1, at depth 1\n";
+    EXPECT_EQ(countOf(contents(output), lastWords), 1U) << contents(output);
+    EXPECT_EQ(countOf(shown.output, lastWords), 1U) << shown.output;
+}
+
 TEST(Following, SeesThatAFileIsCutShort) {
     TraceMaker maker = traceOfThisProcess();
     const TraceInFile file(maker.text());
@@ -265,6 +291,25 @@ TEST(AWriter, LivesWhenItsProcessDoesAndItWasStartedBeforeTheTraceWasAttached) {
     EXPECT_TRUE(writerOf(header).lives);
     header.attachedAt = 1; // before this process: it has the number of another one
     EXPECT_FALSE(writerOf(header).lives);
+}
+
+TEST(AWriter, LivesAsLongAsOneOfItsThreadsDoes) {
+    const pid_t process = ::fork();
+    if (process == 0) {
+        std::thread([] { ::pause(); }).detach();
+        ::syscall(SYS_exit, 0); // only this thread
+    }
+    const std::string status = "/proc/" + std::to_string(process) + "/stat";
+    EXPECT_TRUE(await([&] { return countOf(contents(status), ") Z ") == 1; }));
+    Fennic::FileHeader header{};
+    header.processId = static_cast<U32>(process);
+    header.attachedAt = writerOf(header).now;
+    EXPECT_TRUE(writerOf(header).lives);
+    ::kill(process, SIGKILL);
+    siginfo_t end{};
+    EXPECT_EQ(::waitid(P_PID, static_cast<id_t>(process), &end, WEXITED | WNOWAIT), 0);
+    EXPECT_FALSE(writerOf(header).lives);
+    ::waitpid(process, nullptr, 0);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "tests/tools/Program.h"
 #include "tests/tools/Reading.h"
+#include "tools/trace/Names.h"
 #include "tools/trace/Text.h"
 
 #include <nlohmann/json.hpp>
@@ -217,6 +218,24 @@ TEST(Tree, KeepsBlocksWithoutDurationBesideEachOther) {
     EXPECT_EQ(lanes[0][1].level, 0U);
 }
 
+TEST(Tree, KeepsABlockWithoutDurationBesideAnOpenOneThatBeganThen) {
+    TraceMaker maker;
+    const U32 message = maker.message("f():1");
+    maker.enter(0, 5, {handler, message, 0, 0, {}, 0, {}});
+    maker.leave(0, 5);
+    maker.enter(0, 5, {handler, message, 0, 0, {}, 0, {}});
+    maker.enter(0, 5, {handler, message, 0, 0, {}, 0, {}});
+    maker.leave(0, 7);
+    Trace trace = read(maker);
+    const auto lanes = nested(trace);
+    EXPECT_TRUE(trace.damage.none());
+    ASSERT_EQ(lanes.at(0).size(), 3U);
+    EXPECT_EQ(lanes[0][0].level, 0U);
+    EXPECT_EQ(lanes[0][1].level, 0U);
+    EXPECT_TRUE(lanes[0][1].isOpen());
+    EXPECT_EQ(lanes[0][2].level, 1U);
+}
+
 TEST(Stats, AreByMessageKindAndAttributeWithTheMostOwnTimeFirst) {
     TraceMaker maker = sample();
     expectGolden(statsText(read(maker)), "stats.txt");
@@ -267,6 +286,167 @@ TEST(Stats, AsJsonHaveTheSameRowsInNanoseconds) {
               "Varnol::TxStatusToTxSyncer::handleTxMstStatus():120");
     EXPECT_EQ(json.at("rows").at(0).at("class"), "Varnol::TxStatus");
     EXPECT_EQ(json.at("rows").at(0).at("attribute"), "txMstStatus");
+}
+
+/// Outer blocks with blocks within, on lane 0.
+class Outer {
+  public:
+    explicit Outer(Sizes const& sizes)
+        : maker(sizes)
+        , outer(maker.message("outer():1"))
+        , inner(maker.message("inner():2")) {}
+    /// 100 ns, of which each of the blocks within takes 5.
+    void block(unsigned within) {
+        maker.enter(0, at, {handler, outer, 0, 0, {}, 0, {}});
+        for (U64 i = 0; i < within; ++i) {
+            maker.enter(0, at + 10 * i, {handler, inner, 0, 0, {}, 0, {}});
+            maker.leave(0, at + 10 * i + 5);
+        }
+        maker.leave(0, at += 100);
+    }
+    StatsRow rowOf(U32 message) {
+        Trace trace = read(maker);
+        for (StatsRow const& row : stats(nested(trace)))
+            if (row.example.messageId == message)
+                return row;
+        return {};
+    }
+    void expectOuter(U64 count, U64 own, U64 ownUnknown) {
+        const StatsRow row = rowOf(outer);
+        EXPECT_EQ(row.count, count);
+        EXPECT_EQ(row.total, 100 * count);
+        EXPECT_EQ(row.own, own);
+        EXPECT_EQ(row.ownUnknown, ownUnknown);
+    }
+
+    TraceMaker maker;
+    U32 outer;
+    U32 inner;
+    U64 at = 0;
+};
+
+TEST(Stats, LeaveOutTheOwnTimeOfABlockWithinWhichOthersMayHaveBeenOverwritten) {
+    Outer trace({.chunk = 2, .places = 8});
+    trace.block(10); // records 1 to 11
+    trace.block(1);  // 12 and 13; from 6 on they are in the ring
+    trace.expectOuter(2, 95, 1);
+    const StatsRow inner = trace.rowOf(trace.inner);
+    EXPECT_EQ(inner.count, 6U);
+    EXPECT_EQ(inner.own, 25U);
+    EXPECT_EQ(inner.ownUnknown, 1U); // the oldest
+
+    const std::string text = statsText(read(trace.maker));
+    EXPECT_TRUE(contains(text, "\n0.095+     0.200      2 ")) << text;
+    EXPECT_TRUE(contains(text, "\n0.025+     0.030      6 ")) << text;
+    EXPECT_TRUE(text.ends_with(
+        "\n\n+ without the own time of blocks within which others may be missing: 2 in all\n"))
+        << text;
+    const auto json = nlohmann::json::parse(statsText(read(trace.maker), true));
+    EXPECT_EQ(json.at("rows").at(0).at("ownUnknown"), 1);
+    EXPECT_EQ(json.at("rows").at(0).at("ownNanoseconds"), 95);
+}
+
+TEST(Stats, LeaveOutTheOwnTimeOfABlockWhoseChunksBeganWhereTheRingDoes) {
+    Outer trace({.chunk = 2, .places = 4});
+    trace.block(7); // records 1 to 8, of which the last two chunks are in the ring
+    trace.expectOuter(1, 0, 1);
+}
+
+TEST(Stats, KnowTheOwnTimeOfBlocksBetweenWhoseRecordsAnotherLaneHasSome) {
+    Outer trace({.chunk = 2, .places = 32});
+    for (unsigned i = 0; i < 4; ++i) {
+        trace.block(3);
+        for (U64 j = 0; j <= i % 3; ++j) {
+            trace.maker.enter(1, trace.at + 2 * j, {handler, trace.inner, 0, 0, {}, 0, {}});
+            trace.maker.leave(1, trace.at + 2 * j + 1);
+        }
+    }
+    trace.expectOuter(4, 4 * 85, 0);
+    EXPECT_EQ(trace.rowOf(trace.inner).ownUnknown, 0U);
+}
+
+TEST(Stats, LeaveOutTheOwnTimeOfABlockWithinWhichRecordsAreMissingOrDamaged) {
+    Outer whole({.chunk = 2, .places = 32});
+    for (int i = 0; i < 3; ++i)
+        whole.block(5); // records 1 to 6, 7 to 12 and 13 to 18
+    whole.expectOuter(3, 3 * 75, 0);
+
+    Outer damaged = whole;
+    damaged.maker.put<U8>(damaged.maker.recordAt(8) + At::kind, 9);
+    damaged.expectOuter(3, 2 * 75, 1);
+
+    Outer chunk = whole;
+    chunk.maker.put<U64>(chunk.maker.recordAt(9), 0);
+    chunk.maker.put<U64>(chunk.maker.recordAt(10), 0);
+    chunk.expectOuter(3, 2 * 75, 1);
+
+    Outer endOfChunk = whole;
+    endOfChunk.maker.put<U64>(endOfChunk.maker.recordAt(10), 0);
+    endOfChunk.expectOuter(3, 2 * 75, 1);
+
+    Outer first = whole;
+    first.maker.put<U64>(first.maker.recordAt(1), 0);
+    first.maker.put<U64>(first.maker.recordAt(2), 0);
+    first.expectOuter(3, 2 * 75, 1);
+
+    Outer overlapping = whole;
+    overlapping.maker.put<U64>(overlapping.maker.recordAt(9) + At::begin,
+                               TraceMaker::attachedAt + 112);
+    overlapping.expectOuter(3, 2 * 75, 1);
+}
+
+TEST(Stats, LeaveOutTheOwnTimeOfABlockThatWasEnteredBeforeTheTraceOrItsLaneWasThere) {
+    Outer attached({});
+    attached.block(1);
+    attached.expectOuter(1, 95, 0);
+    attached.maker.put<U64>(attached.maker.recordAt(2) + At::begin, TraceMaker::attachedAt - 1);
+    const StatsRow row = attached.rowOf(attached.outer);
+    EXPECT_EQ(row.total, 101U);
+    EXPECT_EQ(row.own, 0U);
+    EXPECT_EQ(row.ownUnknown, 1U);
+
+    // Entered without a lane, both have the depth 0.
+    Outer late({});
+    late.maker.enter(0, 20, {handler, late.inner, 0, 0, {}, 0, {}});
+    late.maker.leave(0, 25);
+    late.maker.enter(0, 0, {handler, late.outer, 0, 0, {}, 0, {}});
+    late.maker.leave(0, 100);
+    late.expectOuter(1, 0, 1);
+}
+
+TEST(Stats, ByHandlerHaveOneRowForAllAttributesOfAMessageOrClassAndKind) {
+    TraceMaker maker = sample();
+    Trace trace = read(maker);
+    const Names names(trace);
+    const auto lanes = nested(trace);
+    const auto rows = stats(lanes, StatsBy::handler);
+    // Of the sample's eight rows by attribute, two pairs have an actor and a kind in common.
+    EXPECT_EQ(stats(lanes).size(), 8U);
+    ASSERT_EQ(rows.size(), 6U);
+    bool found = false;
+    for (StatsRow const& row : rows) {
+        if (row.example.kind != BlockKind::write ||
+            names.actor(row.example) != "Varnol::TxStatusToTxSyncer")
+            continue;
+        found = true;
+        EXPECT_EQ(row.count, 2U);
+        EXPECT_EQ(row.total, 5'250U);
+        EXPECT_EQ(row.own, 3'750U);
+        EXPECT_EQ(row.median, 1'000U);
+        EXPECT_EQ(row.p99, 4'250U);
+        EXPECT_EQ(row.max, 4'250U);
+    }
+    EXPECT_TRUE(found);
+
+    const std::string text = statsText(trace, false, StatsBy::handler);
+    EXPECT_TRUE(contains(text, "  actor\n")) << text;
+    EXPECT_TRUE(contains(text, "write     Varnol::TxStatusToTxSyncer\n")) << text;
+    const auto json = nlohmann::json::parse(statsText(trace, true, StatsBy::handler));
+    EXPECT_EQ(json.at("by"), "handler");
+    EXPECT_EQ(json.at("rows").size(), 6U);
+    for (auto const& row : json.at("rows"))
+        EXPECT_FALSE(row.contains("attribute") || row.contains("class"));
+    EXPECT_EQ(nlohmann::json::parse(statsText(trace, true)).at("by"), "attribute");
 }
 
 } // namespace

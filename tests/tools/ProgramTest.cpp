@@ -26,6 +26,11 @@ TEST(Program, ShowsWhatTheOutputsSay) {
     EXPECT_EQ(stats.output, contents(SOURCES "/tests/tools/golden/stats.txt"));
     TraceMaker maker = sample();
     EXPECT_EQ(varnolTrace({"stats", "--json", file.path()}).output, statsText(read(maker), true));
+    EXPECT_EQ(varnolTrace({"stats", "--by", "attribute", file.path()}).output, stats.output);
+    EXPECT_EQ(varnolTrace({"stats", "--by", "handler", file.path()}).output,
+              statsText(read(maker), false, StatsBy::handler));
+    EXPECT_EQ(varnolTrace({"stats", "--by", "handler", "-j", file.path()}).output,
+              statsText(read(maker), true, StatsBy::handler));
 }
 
 TEST(Program, RefusesWrongUsage) {
@@ -38,6 +43,7 @@ TEST(Program, RefusesWrongUsage) {
         {{"show", "a", "-f", "--poll", "0"}, "--poll"},
         {{"show", "a", "--at", "x"}, "--at"},
         {{"show", "a", "--at", "1", "--find"}, "--at"},
+        {{"stats", "a", "--by", "class"}, "--by"},
         {{"export", "a"}, "--chrome OUT or --ctf DIR"},
         {{"export", "a", "--chrome", "b", "--ctf", "c"}, "--ctf"},
     };
@@ -57,6 +63,10 @@ TEST(Program, SaysInItsHelpWhatThereIsAndInWhichOrderBlocksAreShown) {
     const Result show = varnolTrace({"show", "--help"});
     EXPECT_EQ(show.exitStatus, 0);
     EXPECT_TRUE(contains(show.output, "in the order in which the"));
+    const Result stats = varnolTrace({"stats", "--help"});
+    EXPECT_EQ(stats.exitStatus, 0);
+    EXPECT_TRUE(contains(stats.output, "--by"));
+    EXPECT_TRUE(contains(stats.output, "over all attributes"));
 }
 
 TEST(Program, RefusesWhatIsNoTraceOfItsVersionAndOctetOrderWithTwo) {

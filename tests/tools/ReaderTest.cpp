@@ -242,6 +242,20 @@ TEST(Reader, DoesNotShowABlockAsOpenThatHasEnded) {
     EXPECT_EQ(trace.lanes[0].depth, 0U);
 }
 
+TEST(Reader, ShowsABlockAsOpenThatBeganWhenAnotherOneLikeItBeganAndEnded) {
+    TraceMaker maker;
+    const U32 message = maker.message("f():1");
+    maker.enter(0, 5, {handler, message, 0, 0, {}, 0, {}});
+    maker.leave(0, 5);
+    maker.enter(0, 5, {handler, message, 0, 0, {}, 0, {}});
+    maker.enter(0, 6, {handler, message, 0, 0, {}, 0, {}});
+    maker.leave(0, 7);
+    const Trace trace = read(maker);
+    EXPECT_TRUE(trace.damage.none());
+    EXPECT_EQ(trace.blocks.size(), 2U);
+    EXPECT_EQ(trace.lanes[0].open.size(), 1U);
+}
+
 TEST(Reader, ReturnsEachBlockOnceHoweverOftenItReads) {
     TraceMaker maker({.lanes = 2, .chunk = 4, .places = 24});
     const U32 message = maker.message("f():1");

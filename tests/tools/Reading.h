@@ -32,9 +32,10 @@ inline std::string treeText(Trace trace) {
     return out.str();
 }
 
-inline std::string statsText(Trace trace, bool json = false) {
+inline std::string statsText(Trace trace, bool json = false, StatsBy by = StatsBy::attribute) {
     std::ostringstream out;
-    (json ? printStatsJson : printStats)(out, trace, stats(nested(trace)));
+    const auto rows = stats(nested(trace), by);
+    (json ? printStatsJson : printStats)(out, trace, rows, by);
     return out.str();
 }
 

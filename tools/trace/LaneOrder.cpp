@@ -80,9 +80,10 @@ void putInOrder(Trace& trace, U64 chunkSize) {
             BlockRecord const& block = blocks[i];
             if (!kept[i])
                 leaveOut(trace, block, "ended before one that is older in its lane");
-            else if (open && block.depth < open->size() &&
-                     (*open)[block.depth].begin == block.begin &&
-                     (*open)[block.depth].messageId == block.messageId)
+            // A frame stays until its block has been recorded, but not until the next one is.
+            else if (i == lanes[lane].back() && open &&
+                     open->size() == std::size_t{block.depth} + 1 &&
+                     open->back().begin == block.begin && open->back().messageId == block.messageId)
                 closeFrom(trace.lanes[lane], block.depth);
         }
     }

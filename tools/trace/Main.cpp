@@ -121,7 +121,8 @@ bool read(Options const& options) {
         show(std::cout, trace, writer);
         break;
     case Options::Command::stats:
-        (options.json ? printStatsJson : printStats)(std::cout, trace, stats(lanes));
+        (options.json ? printStatsJson : printStats)(std::cout, trace, stats(lanes, options.by),
+                                                     options.by);
         break;
     case Options::Command::tree:
         printTree(std::cout, trace, lanes, writer.lives ? writer.now : trace.latest());

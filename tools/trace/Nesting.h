@@ -18,6 +18,8 @@ struct NestedBlock {
     U32 missing = 0;
     /// Nanoseconds that the finished blocks directly within it took.
     U64 childrenTime = 0;
+    /// Of a finished block: all that ran within it are in the trace, as far as can be told.
+    bool isWhole = true;
 
     bool isOpen() const { return block.end == 0; }
     U64 duration() const { return block.end - block.begin; }

@@ -47,9 +47,17 @@ Options parseOptions(int argc, char** argv) {
     CLI::App* const stats = app.add_subcommand(
         "stats",
         "what the finished blocks took, by message or class, kind and attribute: those with\n"
-        "the most own time, without the blocks within them, first");
+        "the most own time, without the blocks within them, first; + where the own time of some\n"
+        "is left out, because blocks within them may be missing in the trace");
     addFile(*stats, options);
     stats->add_flag("-j,--json", options.json, "JSON, in nanoseconds");
+    std::string by = "attribute";
+    stats
+        ->add_option("--by", by,
+                     "attribute: a row for each message or class, kind and attribute;\n"
+                     "handler: for each message or class and kind, over all attributes")
+        ->check(CLI::IsMember({"attribute", "handler"}))
+        ->capture_default_str();
 
     CLI::App* const tree = app.add_subcommand(
         "tree",
@@ -80,6 +88,7 @@ Options parseOptions(int argc, char** argv) {
     } catch (CLI::ParseError const& error) {
         std::exit(app.exit(error) == 0 ? 0 : 2);
     }
+    options.by = by == "handler" ? StatsBy::handler : StatsBy::attribute;
     options.command = stats->parsed()      ? Options::Command::stats
                       : tree->parsed()     ? Options::Command::tree
                       : exportAs->parsed() ? Options::Command::exportAs

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tools/trace/Octets.h"
+#include "tools/trace/Stats.h"
 
 #include <optional>
 
@@ -19,6 +20,7 @@ struct Options {
     unsigned poll = 100; ///< milliseconds
     // stats
     bool json = false;
+    StatsBy by = StatsBy::attribute;
     // export; one of them
     std::string chrome;
     std::string ctf;

@@ -369,15 +369,20 @@ void Reader::readRing(Trace& trace) {
         return;
     const U64 chunks = (readablePlaces_ - 1) / chunkSize_ + 1;
     const U64 next = std::max(header_.nextSequence, U64{1});
-    bool inOrder = ringWasRead_ && highestTaken_.size() == chunks && next >= readUpTo_;
+    const bool inOrder = ringWasRead_ && highestTaken_.size() == chunks && next >= readUpTo_;
     if (highestTaken_.size() != chunks)
         highestTaken_.resize(static_cast<std::size_t>(chunks), 0);
+    // Of a ring that was larger, or is not all there.
+    unfinishedChunks_.erase(unfinishedChunks_.lower_bound(chunks), unfinishedChunks_.end());
     if (!inOrder || (next - readUpTo_) / chunkSize_ >= chunks) {
         for (U64 chunk = 0; chunk < chunks; ++chunk)
             unfinishedChunks_.insert(unfinishedChunks_.end(), chunk);
     } else {
-        for (U64 first = readUpTo_; first < next; first += chunkSize_)
-            unfinishedChunks_.insert((first - 1) % header_.ringCapacity / chunkSize_);
+        for (U64 first = readUpTo_; first < next; first += std::min(chunkSize_, next - first)) {
+            const U64 chunk = (first - 1) % header_.ringCapacity / chunkSize_;
+            if (chunk < chunks)
+                unfinishedChunks_.insert(chunk);
+        }
     }
     ringWasRead_ = true;
     readUpTo_ = next;

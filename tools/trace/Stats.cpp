@@ -14,9 +14,9 @@ namespace TraceTool {
 namespace {
 
 /// An attribute's identifier means nothing without its class.
-auto keyOf(BlockRecord const& block) {
-    return std::tuple(block.kind, block.messageId, block.attribute,
-                      block.attribute != 0 ? block.typeId : 0);
+auto keyOf(BlockRecord const& block, StatsBy by) {
+    const U16 attribute = by == StatsBy::attribute ? block.attribute : U16{0};
+    return std::tuple(block.kind, block.messageId, attribute, attribute != 0 ? block.typeId : 0);
 }
 
 struct Times {
@@ -42,8 +42,8 @@ std::string attributeText(Names const& names, BlockRecord const& block) {
 
 using Line = std::array<std::string, 9>;
 
-Line lineOf(Names const& names, StatsRow const& row) {
-    return {microseconds(row.own),
+Line lineOf(Names const& names, StatsRow const& row, StatsBy by) {
+    return {microseconds(row.own) + (row.ownUnknown != 0 ? "+" : ""),
             microseconds(row.total),
             std::to_string(row.count),
             microseconds(row.median),
@@ -51,21 +51,24 @@ Line lineOf(Names const& names, StatsRow const& row) {
             microseconds(row.max),
             std::string(name(row.example.kind)),
             names.actor(row.example),
-            attributeText(names, row.example)};
+            by == StatsBy::attribute ? attributeText(names, row.example) : ""};
 }
 
 } // namespace
 
-std::vector<StatsRow> stats(std::vector<std::vector<NestedBlock>> const& lanes) {
-    std::map<decltype(keyOf(BlockRecord{})), Times> all;
+std::vector<StatsRow> stats(std::vector<std::vector<NestedBlock>> const& lanes, StatsBy by) {
+    std::map<decltype(keyOf(BlockRecord{}, by)), Times> all;
     for (std::vector<NestedBlock> const& lane : lanes) {
         for (NestedBlock const& nested : lane) {
             if (nested.isOpen())
                 continue;
-            Times& times = all[keyOf(nested.block)];
+            Times& times = all[keyOf(nested.block, by)];
             times.row.example = nested.block;
             times.row.total += nested.duration();
-            times.row.own += nested.duration() - nested.childrenTime;
+            if (nested.isWhole)
+                times.row.own += nested.duration() - nested.childrenTime;
+            else
+                ++times.row.ownUnknown;
             times.durations.push_back(nested.duration());
         }
     }
@@ -82,10 +85,12 @@ std::vector<StatsRow> stats(std::vector<std::vector<NestedBlock>> const& lanes) 
     return rows;
 }
 
-void printStats(std::ostream& out, Trace const& trace, std::vector<StatsRow> const& rows) {
+void printStats(std::ostream& out, Trace const& trace, std::vector<StatsRow> const& rows,
+                StatsBy by) {
     const Names names(trace);
-    const Line head{"own us", "total us", "count", "median us", "p99 us",
-                    "max us", "kind",     "actor", "attribute"};
+    const Line head{"own us",    "total us", "count",
+                    "median us", "p99 us",   "max us",
+                    "kind",      "actor",    by == StatsBy::attribute ? "attribute" : ""};
     std::array<std::size_t, std::tuple_size_v<Line>> widths{};
     const auto widen = [&](Line const& line) {
         for (std::size_t i = 0; i < line.size(); ++i)
@@ -93,7 +98,7 @@ void printStats(std::ostream& out, Trace const& trace, std::vector<StatsRow> con
     };
     widen(head);
     for (StatsRow const& row : rows)
-        widen(lineOf(names, row));
+        widen(lineOf(names, row, by));
 
     constexpr std::size_t numbers = 6;
     const auto print = [&](Line const& line) {
@@ -105,28 +110,38 @@ void printStats(std::ostream& out, Trace const& trace, std::vector<StatsRow> con
         out << text << "\n";
     };
     print(head);
-    for (StatsRow const& row : rows)
-        print(lineOf(names, row));
+    U64 ownUnknown = 0;
+    for (StatsRow const& row : rows) {
+        print(lineOf(names, row, by));
+        ownUnknown += row.ownUnknown;
+    }
+    if (ownUnknown != 0)
+        out << "\n+ without the own time of blocks within which others may be missing: "
+            << ownUnknown << " in all\n";
 }
 
-void printStatsJson(std::ostream& out, Trace const& trace, std::vector<StatsRow> const& rows) {
+void printStatsJson(std::ostream& out, Trace const& trace, std::vector<StatsRow> const& rows,
+                    StatsBy by) {
     const Names names(trace);
     out << "{\n  \"processId\": " << trace.header.processId
         << ",\n  \"blocks\": " << trace.blocks.size()
         << ",\n  \"overwritten\": " << trace.overwritten()
         << ",\n  \"lost\": " << trace.header.lostRecords
-        << ",\n  \"damage\": " << trace.damage.count() << ",\n  \"rows\": [";
+        << ",\n  \"damage\": " << trace.damage.count()
+        << ",\n  \"by\": " << (by == StatsBy::attribute ? "\"attribute\"" : "\"handler\"")
+        << ",\n  \"rows\": [";
     const char* separator = "\n    ";
     for (StatsRow const& row : rows) {
         nlohmann::ordered_json entry{{"kind", name(row.example.kind)},
                                      {"actor", names.actor(row.example)}};
-        if (row.example.attribute != 0) {
+        if (by == StatsBy::attribute && row.example.attribute != 0) {
             entry["class"] = names.entityClass(row.example);
             entry["attribute"] = names.attribute(row.example);
         }
         entry.update({{"count", row.count},
                       {"totalNanoseconds", row.total},
                       {"ownNanoseconds", row.own},
+                      {"ownUnknown", row.ownUnknown},
                       {"medianNanoseconds", row.median},
                       {"p99Nanoseconds", row.p99},
                       {"maxNanoseconds", row.max}});

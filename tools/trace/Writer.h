@@ -6,7 +6,8 @@ namespace TraceTool {
 
 /// What is known of the process that writes a trace.
 struct Writer {
-    /// False when there is no such process, or another one has its number, or it cannot be told.
+    /// False when there is no such process, or it has ended and is yet to be waited for, or another
+    /// one has its number, or it cannot be told.
     bool lives = false;
     /// This moment on the trace's clock.
     U64 now = 0;
