@@ -105,7 +105,7 @@ TEST(Chrome, SaysWhatEachBlockIsAbout) {
 }
 
 TEST(Chrome, GivesTwoLanesOfOneThreadRowsOfTheirOwn) {
-    for (const U64 thread : {0, 4711}) {
+    for (const U64 thread : {U64{0}, U64{4711}}) {
         TraceMaker maker = sample();
         maker.put<U64>(maker.laneAt(0) + At::threadId, thread);
         maker.put<U64>(maker.laneAt(1) + At::threadId, thread);
