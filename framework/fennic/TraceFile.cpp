@@ -406,29 +406,34 @@ inline void TraceFile::push(Lane& lane) noexcept {
     atomic(lane.header->depth).store(++lane.depth, std::memory_order_release);
 }
 
+// The clock is read last where a block begins, and as late as can be where it ends: the processor
+// finishes what came earlier before it reads, and so does what is looked up for both at once.
 U64 TraceFile::blockBegins(MessageId const& messageId) noexcept {
-    const U64 begin = monotonicTime();
     const Writing writing(*this);
     Lane* const lane = writing.lane();
     if (!lane) [[unlikely]]
-        return begin;
-    if (BlockRecord* const frame = lane->top; frame != lane->framesEnd) [[likely]] {
-        RecordWords words(*frame);
-        U16 attribute = 0;
-        U32 typeId = 0;
-        if (lane->depth != 0) {
-            BlockRecord& around = frame[-1];
-            attribute = around.attribute;
-            typeId = around.typeId;
-            words.aboutTheSame(RecordWords(around));
-        } else {
-            words.aboutNothing();
-        }
-        words.store(beginWord, begin);
-        words.store(messageWord, word(described(messageId), attribute, lane->index));
-        words.store(typeWord, word(typeId, static_cast<U16>(lane->depth),
-                                   halves(static_cast<U8>(BlockKind::handler), 0)));
+        return monotonicTime();
+    BlockRecord* const frame = lane->top;
+    if (frame == lane->framesEnd) [[unlikely]] {
+        push(*lane);
+        return monotonicTime();
     }
+    RecordWords words(*frame);
+    U16 attribute = 0;
+    U32 typeId = 0;
+    if (lane->depth != 0) {
+        BlockRecord& around = frame[-1];
+        attribute = around.attribute;
+        typeId = around.typeId;
+        words.aboutTheSame(RecordWords(around));
+    } else {
+        words.aboutNothing();
+    }
+    words.store(messageWord, word(described(messageId), attribute, lane->index));
+    words.store(typeWord, word(typeId, static_cast<U16>(lane->depth),
+                               halves(static_cast<U8>(BlockKind::handler), 0)));
+    const U64 begin = monotonicTime();
+    words.store(beginWord, begin);
     push(*lane);
     return begin;
 }
@@ -463,7 +468,6 @@ U64 TraceFile::blockBegins(MessageId const& messageId, BlockKind kind,
 }
 
 void TraceFile::blockEnds(MessageId const& messageId, U64 begin) noexcept {
-    const U64 end = monotonicTime();
     const Writing writing(*this);
     Lane* const lane = writing.lane();
     if (!lane) [[unlikely]] {
@@ -476,16 +480,17 @@ void TraceFile::blockEnds(MessageId const& messageId, U64 begin) noexcept {
         nextChunk(*lane);
     BlockRecord& place = *lane->place++;
     const U64 sequence = lane->sequence++;
+    // On top of the stack, unless it was entered without the lane or with other memory, or deeper
+    // than frames are kept.
+    const RecordWords frame(lane->top[-1]);
+    const bool kept =
+        lane->depth != 0 && lane->depth <= framesPerLane_ && frame.own(beginWord) == begin;
+    const U64 end = monotonicTime();
     atomic(place.sequence).store(sequence | BlockRecord::beingWritten, std::memory_order_relaxed);
     RecordWords words(place);
     words.store(beginWord, begin);
     words.store(endWord, end);
-
-    // On top of the stack, unless it was entered without the lane or with other memory, or deeper
-    // than frames are kept.
-    const RecordWords frame(lane->top[-1]);
-    if (lane->depth != 0 && lane->depth <= framesPerLane_ && frame.own(beginWord) == begin)
-        [[likely]] {
+    if (kept) [[likely]] {
         words.store(messageWord, frame.own(messageWord));
         words.store(typeWord, frame.own(typeWord));
         words.aboutTheSame(frame);
