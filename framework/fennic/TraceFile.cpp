@@ -61,6 +61,10 @@ constexpr U64 word(U32 first, U16 third, U16 fourth) noexcept {
         return U64{first} << 32 | U64{third} << 16 | fourth;
 }
 
+/// What messageWord and typeWord say, wherever its octets stand in a number of this machine.
+U16 attributeIn(U64 octets) noexcept { return std::bit_cast<std::array<U16, 4>>(octets)[2]; }
+U32 typeIdIn(U64 octets) noexcept { return std::bit_cast<std::array<U32, 2>>(octets)[0]; }
+
 constexpr U16 halves(U8 first, U8 second) noexcept {
     if constexpr (std::endian::native == std::endian::little)
         return static_cast<U16>(first | second << 8);
@@ -277,10 +281,10 @@ void TraceFile::memoryIs(std::span<std::byte> memory) {
     }
     descriptorCount_.store(0, std::memory_order_relaxed);
     descriptorsEnd_ = memory.data() + header->descriptorsOffset;
-    describe(*header, 0, {std::string(unknownMessage), {}, 0, DescriptorKind::message});
+    describe(*header, 0, {.text = unknownMessage});
     U32 messageId = 0;
     for (Message const& message : messages_)
-        describe(*header, ++messageId, message);
+        describe(*header, ++messageId, message.description());
     atomic(header->orderMark).store(FileHeader::orderMarkValue, std::memory_order_release);
 
     {
@@ -367,11 +371,11 @@ void TraceFile::add(MessageId& messageId, Message message) {
     messages_.push_back(std::move(message));
     const U32 id = static_cast<U32>(messages_.size());
     if (isOn())
-        describe(*header_, id, messages_.back());
+        describe(*header_, id, messages_.back().description());
     messageId.store(id, std::memory_order_release);
 }
 
-void TraceFile::describe(FileHeader& header, U32 messageId, Message const& message) noexcept {
+void TraceFile::describe(FileHeader& header, U32 messageId, Description const& message) noexcept {
     const std::size_t size =
         (sizeof(Descriptor) + message.text.size() + message.sourceFileName.size() + 7) &
         ~std::size_t{7};
@@ -422,10 +426,10 @@ U64 TraceFile::blockBegins(MessageId const& messageId) noexcept {
     U16 attribute = 0;
     U32 typeId = 0;
     if (lane->depth != 0) {
-        BlockRecord& around = frame[-1];
-        attribute = around.attribute;
-        typeId = around.typeId;
-        words.aboutTheSame(RecordWords(around));
+        const RecordWords around(frame[-1]);
+        attribute = attributeIn(around.own(messageWord));
+        typeId = typeIdIn(around.own(typeWord));
+        words.aboutTheSame(around);
     } else {
         words.aboutNothing();
     }

@@ -78,7 +78,15 @@ class VARNOL_API TraceFile {
     void blockEnds(MessageId const& messageId, U64 begin) noexcept;
 
   private:
+    struct Description {
+        std::string_view text;
+        std::string_view sourceFileName{};
+        unsigned line = 0;
+        DescriptorKind kind = DescriptorKind::message;
+    };
     struct Message {
+        Description description() const noexcept { return {text, sourceFileName, line, kind}; }
+
         std::string text;
         std::string sourceFileName;
         unsigned line;
@@ -107,7 +115,7 @@ class VARNOL_API TraceFile {
     };
 
     void detach() noexcept;
-    void describe(FileHeader& header, U32 messageId, Message const& message) noexcept;
+    void describe(FileHeader& header, U32 messageId, Description const& message) noexcept;
     void add(MessageId& messageId, Message message);
     /// Finds the thread a lane, unless the epoch has passed. @return whether to go on
     bool claimLane(Thread& thread, U64 epoch) noexcept;
