@@ -7,6 +7,9 @@
 
 #include "bench/Rows.h"
 
+#include <algorithm>
+#include <array>
+#include <chrono>
 #include <cstdlib>
 #include <iostream>
 #include <map>
@@ -50,6 +53,30 @@ bool sameResults(std::vector<Row> const& rows) {
     return true;
 }
 
+double nanoseconds(Row const& row, unsigned times) {
+    const auto begin = std::chrono::steady_clock::now();
+    row.repeat(times);
+    return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - begin)
+        .count();
+}
+
+/// The library's cost as a multiple of the floor's: the median over many short batches of both by
+/// turns, so that whatever else the machine does is shared by the two.
+double pairedRatio(Row const& varnol, Row const& floor) {
+    constexpr unsigned rounds = 101;
+    constexpr double batch = 20'000; // ns
+    varnol.repeat(1000);
+    floor.repeat(1000);
+    const auto times = static_cast<unsigned>(1 + batch / (nanoseconds(varnol, 1000) / 1000));
+    std::array<double, rounds> ratios;
+    for (double& ratio : ratios) {
+        const double cost = nanoseconds(varnol, times);
+        ratio = cost / nanoseconds(floor, times);
+    }
+    std::ranges::nth_element(ratios, ratios.begin() + rounds / 2);
+    return ratios[rounds / 2];
+}
+
 /// Many short repetitions, so that the ways of a work share the machine's good and bad times; few
 /// of what takes long.
 void time(Rows const& rows) {
@@ -59,6 +86,20 @@ void time(Rows const& rows) {
             registered->Iterations(row.iterations)->Repetitions(5);
         else
             registered->MinTime(0.04)->Repetitions(15);
+    }
+    for (Row const& varnol : rows.rows()) {
+        const bool takesLong = varnol.iterations != 0 || varnol.counted < 1000;
+        if (takesLong || !varnol.name.starts_with("varnol/"))
+            continue;
+        const std::string work = workOf(varnol.name);
+        Row const& floor = *std::ranges::find(rows.rows(), "floor/" + work, &Row::name);
+        benchmark::RegisterBenchmark(("ratio/" + work).c_str(),
+                                     [&](benchmark::State& state) {
+                                         for ([[maybe_unused]] auto _ : state)
+                                             state.counters["ratio"] = pairedRatio(varnol, floor);
+                                     })
+            ->Iterations(1)
+            ->Repetitions(15);
     }
     for (MemoryRow const& row : rows.memory()) {
         benchmark::RegisterBenchmark(row.name.c_str(),

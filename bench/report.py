@@ -46,17 +46,20 @@ COLOURS = {"varnol": "#c0392b", "floor": "#555555", "sigc++": "#2471a3", "unorde
 class Work:
     """The cost of one work in each way: nanoseconds, octets, or a plain number."""
 
-    def __init__(self, name, unit, costs, least):
+    def __init__(self, name, unit, costs, least, paired=None):
         self.name = name
         self.unit = unit
         self.costs = costs  # medians, by way
         self.least = least  # of the repetition that was disturbed least
+        self.paired = paired  # the ratio to the floor's, if both were also done by turns
 
     @property
     def varnol(self):
         return self.costs["varnol"]
 
     def ratio(self, way):
+        if way == "floor" and self.paired is not None:
+            return self.paired
         return self.varnol / self.costs[way]
 
     def show(self, way):
@@ -112,11 +115,15 @@ class Work:
 
 def works_of(run):
     samples = {}  # work: way: costs
+    ratios = {}  # work: those to the floor
     for row in run["benchmarks"]:
         if row["run_type"] != "iteration":
             continue
         name = re.sub(r"/(iterations|repeats|min_time):[^/]+", "", row["run_name"])
         way, work = name.removeprefix("peer/").rsplit("/", 1)
+        if way == "ratio":
+            ratios.setdefault(work, []).append(row["ratio"])
+            continue
         octets = row.get("octets")
         assert octets is not None or row["time_unit"] == "ns"
         samples.setdefault(work, {}).setdefault(way, []).append(
@@ -127,7 +134,8 @@ def works_of(run):
         costs = {way: statistics.median(values) for way, values in ways.items()}
         least = {way: min(values) for way, values in ways.items()}
         unit = "octets" if work.startswith("memory") else "ns"
-        works.append(Work(work, unit, costs, least))
+        paired = statistics.median(ratios[work]) if work in ratios else None
+        works.append(Work(work, unit, costs, least, paired))
     for work in sync_works(works):
         work.unit = "ns/record"
         work.costs = {way: cost / work.size() for way, cost in work.costs.items()}

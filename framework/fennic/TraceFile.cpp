@@ -405,27 +405,28 @@ inline U32 TraceFile::described(MessageId const& messageId) const noexcept {
     return id < descriptorCount_.load(std::memory_order_relaxed) ? id : 0;
 }
 
-inline void TraceFile::push(Lane& lane) noexcept {
-    lane.top += lane.top != lane.framesEnd;
-    atomic(lane.header->depth).store(++lane.depth, std::memory_order_release);
+inline void TraceFile::push(Lane& lane, U64 depth) noexcept {
+    lane.depth = depth + 1;
+    atomic(lane.header->depth).store(depth + 1, std::memory_order_release);
 }
 
-// The clock is read last where a block begins, and as late as can be where it ends: the processor
-// finishes what came earlier before it reads, and so does what is looked up for both at once.
+// The clock is read last where a block begins and first where it ends, so that no block is charged
+// for its own record.
 U64 TraceFile::blockBegins(MessageId const& messageId) noexcept {
     const Writing writing(*this);
     Lane* const lane = writing.lane();
     if (!lane) [[unlikely]]
         return monotonicTime();
     BlockRecord* const frame = lane->top;
+    const U64 depth = lane->depth;
     if (frame == lane->framesEnd) [[unlikely]] {
-        push(*lane);
+        push(*lane, depth);
         return monotonicTime();
     }
     RecordWords words(*frame);
     U16 attribute = 0;
     U32 typeId = 0;
-    if (lane->depth != 0) {
+    if (depth != 0) {
         const RecordWords around(frame[-1]);
         attribute = attributeIn(around.own(messageWord));
         typeId = typeIdIn(around.own(typeWord));
@@ -434,11 +435,12 @@ U64 TraceFile::blockBegins(MessageId const& messageId) noexcept {
         words.aboutNothing();
     }
     words.store(messageWord, word(described(messageId), attribute, lane->index));
-    words.store(typeWord, word(typeId, static_cast<U16>(lane->depth),
+    words.store(typeWord, word(typeId, static_cast<U16>(depth),
                                halves(static_cast<U8>(BlockKind::handler), 0)));
     const U64 begin = monotonicTime();
     words.store(beginWord, begin);
-    push(*lane);
+    lane->top = frame + 1;
+    push(*lane, depth);
     return begin;
 }
 
@@ -449,6 +451,7 @@ U64 TraceFile::blockBegins(MessageId const& messageId, BlockKind kind,
     Lane* const lane = writing.lane();
     if (!lane) [[unlikely]]
         return begin;
+    const U64 depth = lane->depth;
     if (lane->top != lane->framesEnd) [[likely]] {
         Zel::TypeNode const& type = *activity.entity.fwkType();
         BlockRecord about{};
@@ -464,52 +467,75 @@ U64 TraceFile::blockBegins(MessageId const& messageId, BlockKind kind,
         words.store(beginWord, begin);
         words.store(messageWord,
                     word(described(messageId), static_cast<U16>(activity.attribute), lane->index));
-        words.store(typeWord, word(described(type.traceId()), static_cast<U16>(lane->depth),
+        words.store(typeWord, word(described(type.traceId()), static_cast<U16>(depth),
                                    halves(static_cast<U8>(kind), 0)));
+        ++lane->top;
     }
-    push(*lane);
+    push(*lane, depth);
     return begin;
 }
 
 void TraceFile::blockEnds(MessageId const& messageId, U64 begin) noexcept {
+    const U64 end = monotonicTime();
     const Writing writing(*this);
     Lane* const lane = writing.lane();
     if (!lane) [[unlikely]] {
-        const std::lock_guard lock(mutex_);
-        if (isOn())
-            atomic(header_->lostRecords).fetch_add(1, std::memory_order_relaxed);
+        recordIsLost();
         return;
     }
-    if (lane->place == lane->chunkEnd) [[unlikely]]
-        nextChunk(*lane);
-    BlockRecord& place = *lane->place++;
-    const U64 sequence = lane->sequence++;
-    // On top of the stack, unless it was entered without the lane or with other memory, or deeper
-    // than frames are kept.
-    const RecordWords frame(lane->top[-1]);
-    const bool kept =
-        lane->depth != 0 && lane->depth <= framesPerLane_ && frame.own(beginWord) == begin;
-    const U64 end = monotonicTime();
+    U64 depth = lane->depth;
+    BlockRecord* const frame = lane->top - 1;
+    if (depth == 0 || depth > framesPerLane_ || RecordWords(*frame).own(beginWord) != begin)
+        [[unlikely]] {
+        blockWithoutFrameEnds(*lane, messageId, begin, end);
+        return;
+    }
+    lane->top = frame;
+    lane->depth = --depth;
+    record(*lane, depth, begin, end, [&](RecordWords words) {
+        const RecordWords from(*frame);
+        words.store(messageWord, from.own(messageWord));
+        words.store(typeWord, from.own(typeWord));
+        words.aboutTheSame(from);
+    });
+}
+
+// Entered without the lane or with other memory, or deeper than frames are kept.
+[[gnu::cold]] void TraceFile::blockWithoutFrameEnds(Lane& lane, MessageId const& messageId,
+                                                    U64 begin, U64 end) noexcept {
+    if (lane.depth > framesPerLane_)
+        --lane.depth;
+    record(lane, lane.depth, begin, end, [&](RecordWords words) {
+        words.store(messageWord, word(described(messageId), 0, lane.index));
+        words.store(typeWord, word(0, static_cast<U16>(lane.depth), 0));
+        words.aboutNothing();
+    });
+}
+
+[[gnu::cold]] void TraceFile::recordIsLost() noexcept {
+    const std::lock_guard lock(mutex_);
+    if (isOn())
+        atomic(header_->lostRecords).fetch_add(1, std::memory_order_relaxed);
+}
+
+// In the order in which TraceFormat.h promises it to readers of a living process.
+template <class Describe>
+inline void TraceFile::record(Lane& lane, U64 depth, U64 begin, U64 end,
+                              Describe const& describe) noexcept {
+    if (lane.place == lane.chunkEnd) [[unlikely]]
+        nextChunk(lane);
+    BlockRecord& place = *lane.place++;
+    const U64 sequence = lane.sequence++;
+    const U64 recordCount = ++lane.recordCount;
+    LaneHeader* const header = lane.header;
     atomic(place.sequence).store(sequence | BlockRecord::beingWritten, std::memory_order_relaxed);
     RecordWords words(place);
     words.store(beginWord, begin);
     words.store(endWord, end);
-    if (kept) [[likely]] {
-        words.store(messageWord, frame.own(messageWord));
-        words.store(typeWord, frame.own(typeWord));
-        words.aboutTheSame(frame);
-        --lane->top;
-        --lane->depth;
-    } else {
-        if (lane->depth > framesPerLane_)
-            --lane->depth;
-        words.store(messageWord, word(described(messageId), 0, lane->index));
-        words.store(typeWord, word(0, static_cast<U16>(lane->depth), 0));
-        words.aboutNothing();
-    }
+    describe(words);
     atomic(place.sequence).store(sequence, std::memory_order_release);
-    atomic(lane->header->recordCount).store(++lane->recordCount, std::memory_order_relaxed);
-    atomic(lane->header->depth).store(lane->depth, std::memory_order_release);
+    atomic(header->recordCount).store(recordCount, std::memory_order_relaxed);
+    atomic(header->depth).store(depth, std::memory_order_release);
 }
 
 void TraceFile::nextChunk(Lane& lane) noexcept {
