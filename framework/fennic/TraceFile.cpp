@@ -162,6 +162,7 @@ struct [[gnu::visibility("hidden")]] TraceFile::Thread {
         ~End() {
             here.hasEnded = true;
             here.epoch = 0;
+            here.epochToLock = 0;
             here.lane = nullptr;
             const std::lock_guard lock(attachedMutex);
             for (TraceFile* file = firstAttached; file; file = file->nextAttached_) {
@@ -178,8 +179,10 @@ struct [[gnu::visibility("hidden")]] TraceFile::Thread {
     /// Whether it is writing just now, through any lane.
     std::atomic<bool> busy{false};
     bool hasEnded = false;
-    /// The lane that it used last, and the epoch in which it is the thread's.
+    /// The lane that it used last, and the epoch in which it is the thread's: `epoch`, or
+    /// `epochToLock` where writers execute locked operations.
     U64 epoch = 0;
+    U64 epochToLock = 0;
     Lane* lane = nullptr;
 };
 
@@ -203,13 +206,13 @@ class [[gnu::visibility("hidden")]] TraceFile::Writing {
         U64 epoch = file.epoch_.load(std::memory_order_relaxed);
         while (epoch != 0) {
             Thread& thread = Thread::here;
-            if (thread.epoch != epoch && !file.claimLane(thread, epoch)) [[unlikely]]
-                return nullptr;
-            if (writersLock.load(std::memory_order_relaxed)) [[unlikely]] {
-                thread.busy.store(true);
-            } else {
+            if (thread.epoch == epoch) [[likely]] {
                 thread.busy.store(true, std::memory_order_relaxed);
                 std::atomic_signal_fence(std::memory_order_seq_cst);
+            } else if (thread.epochToLock == epoch || file.claimLane(thread, epoch)) {
+                thread.busy.store(true);
+            } else {
+                return nullptr;
             }
             const U64 now = file.epoch_.load();
             if (now == epoch) [[likely]]
@@ -341,7 +344,9 @@ bool TraceFile::claimLane(Thread& thread, U64 epoch) noexcept {
         lane->owner.store(&thread, std::memory_order_relaxed);
         lane->header->threadId = threadNumber();
     }
-    thread.epoch = epoch;
+    const bool locks = writersLock.load(std::memory_order_relaxed);
+    thread.epoch = locks ? 0 : epoch;
+    thread.epochToLock = locks ? epoch : 0;
     thread.lane = lane;
     return true;
 }

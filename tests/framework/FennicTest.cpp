@@ -14,6 +14,7 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <iterator>
 #include <memory>
 #include <span>
@@ -23,6 +24,7 @@
 #include <vector>
 
 #include <linux/filter.h>
+#include <linux/membarrier.h>
 #include <linux/seccomp.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -601,13 +603,13 @@ TEST(TraceFile, AThreadWritesIntoTwoFilesByTurns) {
     EXPECT_EQ(memories[1].read().lane(1).threadId, 0u);
 }
 
-/// Has any further system call end the process, but for the one that ends the thread.
-bool refuseSystemCalls() {
+/// Has the system do one thing with that system call of this process, and another with any other.
+bool filterSystemCalls(U32 systemCall, U32 actionForIt, U32 actionForOthers) {
     sock_filter rules[] = {
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_exit, 0, 1),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, systemCall, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, actionForIt),
+        BPF_STMT(BPF_RET | BPF_K, actionForOthers),
     };
     const sock_fprog program{std::size(rules), rules};
     return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
@@ -619,7 +621,7 @@ bool refuseSystemCalls() {
 template <class Action> bool makesNoSystemCall(Action const& action) {
     const pid_t child = ::fork();
     if (child == 0) {
-        if (!refuseSystemCalls())
+        if (!filterSystemCalls(SYS_exit, SECCOMP_RET_ALLOW, SECCOMP_RET_KILL_PROCESS))
             ::raise(SIGKILL);
         action();
         ::syscall(SYS_exit, 0);
@@ -1043,7 +1045,7 @@ TEST(TraceFile, ARecordTakenFromALivingRingIsWhole) {
     writer.join();
 }
 
-TEST(TraceFile, MemoryMayBeTakenAwayWhileThreadsWrite) {
+void takeMemoryAwayWhileThreadsWrite() {
     TraceFile file;
     BlockPlace place{"void f()", "File.cpp", 1};
     std::atomic<bool> stop{false};
@@ -1075,6 +1077,23 @@ TEST(TraceFile, MemoryMayBeTakenAwayWhileThreadsWrite) {
     stop = true;
     first.join();
     second.join();
+}
+
+TEST(TraceFile, MemoryMayBeTakenAwayWhileThreadsWrite) { takeMemoryAwayWhileThreadsWrite(); }
+
+TEST(TraceFile, MemoryMayBeTakenAwayWhereThreadsCannotBeSynchronized) {
+    if (!makesNoSystemCall([] {}))
+        GTEST_SKIP() << "no filter of system calls can be set: prctl(PR_SET_SECCOMP) fails";
+    // In a process that has attached no memory before, for that is when the system is asked.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto work = [] {
+        if (!filterSystemCalls(SYS_membarrier, SECCOMP_RET_ERRNO | EPERM, SECCOMP_RET_ALLOW))
+            std::abort();
+        const bool refused = ::syscall(SYS_membarrier, MEMBARRIER_CMD_QUERY, 0, 0) < 0;
+        takeMemoryAwayWhileThreadsWrite();
+        std::exit(refused && !::testing::Test::HasFailure() ? 7 : 1);
+    };
+    EXPECT_EXIT(work(), testing::ExitedWithCode(7), "");
 }
 
 TEST(BlockPlace, IsDescribedOnceByTwoThreads) {
