@@ -124,8 +124,7 @@ class VARNOL_API TraceFile {
     void push(Lane& lane, U64 depth) noexcept;
     template <class Describe>
     void record(Lane& lane, U64 depth, U64 begin, U64 end, Describe const& describe) noexcept;
-    void blockWithoutFrameEnds(Lane& lane, MessageId const& messageId, U64 begin,
-                               U64 end) noexcept;
+    void blockWithoutFrameEnds(Lane& lane, MessageId const& messageId, U64 begin, U64 end) noexcept;
     void recordIsLost() noexcept;
 
     // Which attaching of memory, of any file, the present one is; 0 while off.
