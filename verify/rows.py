@@ -15,4 +15,12 @@ class Row(NamedTuple):
 
 
 ROWS = [
+    Row(
+        "notifier",
+        "disturbance during notification",
+        "every script of 4 reactors x 16 actions each, two rounds, against an oracle written apart; "
+        "then random commands with up to 32 reactors",
+        "all 65,536 equal; 10 million random commands with up to 32 reactors",
+        ["{build}/verify/verify-notifier"],
+    ),
 ]

@@ -1,21 +1,28 @@
-#include "framework/zel/Declare.h"
-#include "framework/zel/Notifiee.h"
+#include "tests/framework/NotifierOracle.h"
+#include "tests/framework/NotifierPlan.h"
+#include "tests/framework/NotifierRealWorld.h"
 #include "tests/framework/ToyModel.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
 #include <functional>
-#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
+using Notifying::difference;
+using Notifying::Event;
+using Notifying::Oracle;
+using Notifying::Plan;
+using Notifying::Player;
+using Notifying::Random;
+using Notifying::RealWorld;
+using Notifying::World;
 using Toy::Item;
 using Toy::Log;
 using Toy::logOf;
@@ -25,230 +32,6 @@ using Zel::NotifieeList;
 using Zel::Ptr;
 
 namespace {
-
-constexpr unsigned reactorCount = 8;
-constexpr unsigned entityCount = 2;
-
-struct Event {
-    enum What { called, died } what;
-    unsigned who; ///< the reactor called, or the entity that died
-
-    friend bool operator==(Event, Event) = default;
-};
-
-std::ostream& operator<<(std::ostream& stream, Event event) {
-    return stream << (event.what == Event::called ? "call " : "death of entity ") << event.who;
-}
-
-/// Up to eight reactors, numbered, and two entities whose one attribute can be set.
-///
-/// There are two: the real one, and the oracle, which knows of the rules of delivery only what
-/// stands in Oracle::notify().
-class World {
-  public:
-    World() { log.reserve(64); }
-    World(World const&) = delete;
-    World& operator=(World const&) = delete;
-    virtual ~World() = default;
-
-    /// Makes the reactor: unbound, and active.
-    virtual void create(unsigned reactor) = 0;
-    virtual void destroy(unsigned reactor) = 0;
-    virtual bool exists(unsigned reactor) const = 0;
-    virtual void bind(unsigned reactor, unsigned entity) = 0;
-    virtual void unbind(unsigned reactor) = 0;
-    virtual void activeIs(unsigned reactor, bool active) = 0;
-    virtual void zombieIs(unsigned reactor, bool zombie) = 0;
-
-    /// An entity lives as long as the world holds it, or a reactor is bound to it.
-    virtual bool alive(unsigned entity) const = 0;
-    virtual void release(unsigned entity) = 0;
-    /// Sets the entity's attribute.
-    virtual void notify(unsigned entity) = 0;
-    virtual unsigned boundTo(unsigned entity) const = 0;
-
-    std::vector<Event> log;
-    /// What a reactor does when it is called.
-    std::function<void(unsigned reactor)> onCall;
-
-  protected:
-    void called(unsigned reactor) {
-        log.push_back({Event::called, reactor});
-        if (onCall)
-            onCall(reactor);
-    }
-};
-
-class RealWorld final : public World {
-  public:
-    RealWorld() {
-        for (unsigned entity = 0; entity < entityCount; ++entity)
-            held_[entity] = Ptr(raw_[entity] = new Subject(*this, entity));
-    }
-    ~RealWorld() override {
-        reactors_ = {};
-        held_ = {};
-        EXPECT_FALSE(raw_[0] || raw_[1]);
-    }
-
-    void create(unsigned reactor) override {
-        reactors_[reactor] = Zel::newActive<Reactor>(*this, reactor);
-    }
-    void destroy(unsigned reactor) override { reactors_[reactor] = nullptr; }
-    bool exists(unsigned reactor) const override { return reactors_[reactor] != nullptr; }
-    void bind(unsigned reactor, unsigned entity) override {
-        reactors_[reactor]->notifierIs(Ptr<Subject>(raw_[entity]));
-    }
-    void unbind(unsigned reactor) override { reactors_[reactor]->notifierIs(nullptr); }
-    void activeIs(unsigned reactor, bool active) override {
-        reactors_[reactor]->hasNotificationActiveIs(active);
-    }
-    void zombieIs(unsigned reactor, bool zombie) override {
-        reactors_[reactor]->zelDoZombieReactors(zombie);
-    }
-    bool alive(unsigned entity) const override { return raw_[entity] != nullptr; }
-    void release(unsigned entity) override { held_[entity] = nullptr; }
-    void notify(unsigned entity) override { raw_[entity]->valueIs(0); }
-    unsigned boundTo(unsigned entity) const override {
-        return raw_[entity]->notifieeList()->members();
-    }
-
-  private:
-    class Subject final : public Zel::Object<Subject, Zel::Entity> {
-      public:
-        static Zel::TypeNode const _zelType;
-        Subject(RealWorld& world, unsigned number)
-            : world_(world)
-            , number_(number) {}
-        ~Subject() override {
-            world_.raw_[number_] = nullptr;
-            world_.log.push_back({Event::died, number_});
-        }
-        ZEL_SCALAR(258, unsigned, value)
-
-      private:
-        RealWorld& world_;
-        unsigned number_;
-    };
-
-    class Reactor final : public Zel::Object<Reactor, Zel::NotifieeConstOf<Subject>> {
-      public:
-        static Zel::TypeNode const _zelType;
-        Reactor(RealWorld& world, unsigned number)
-            : world_(world)
-            , number_(number) {}
-        void onAttribute(AttributeId, void const*) override { world_.called(number_); }
-
-      private:
-        RealWorld& world_;
-        unsigned number_;
-    };
-
-    std::array<Subject*, entityCount> raw_{}; // null from their end on
-    std::array<Ptr<Subject>, entityCount> held_;
-    std::array<Ptr<Reactor>, reactorCount> reactors_;
-};
-constinit Zel::TypeNode const RealWorld::Subject::_zelType{"Subject",
-                                                           Zel::attributeTable<RealWorld::Subject>};
-constinit Zel::TypeNode const RealWorld::Reactor::_zelType{"Reactor", {}};
-
-class Oracle final : public World {
-  public:
-    void create(unsigned reactor) override {
-        reactors_[reactor].exists = true;
-        reactors_[reactor].active = true;
-    }
-    void destroy(unsigned reactor) override {
-        leave(reactor);
-        reactors_[reactor] = {};
-    }
-    bool exists(unsigned reactor) const override { return reactors_[reactor].exists; }
-    void bind(unsigned reactor, unsigned entity) override {
-        const unsigned former = std::exchange(reactors_[reactor].entity, nowhere);
-        removeFromOrder(former, reactor);
-        reactors_[reactor].entity = entity;
-        reactors_[reactor].binding = ++bindings_;
-        Order& order = order_[entity];
-        order.bound[order.count++] = {reactor, bindings_};
-        afterLeaving(former);
-    }
-    void unbind(unsigned reactor) override { leave(reactor); }
-    void activeIs(unsigned reactor, bool active) override { reactors_[reactor].active = active; }
-    void zombieIs(unsigned reactor, bool zombie) override {
-        Reactor& it = reactors_[reactor];
-        if (it.zombie == zombie)
-            return;
-        it.zombie = zombie;
-        if (it.entity != nowhere)
-            it.active = !zombie;
-    }
-    bool alive(unsigned entity) const override { return alive_[entity]; }
-    void release(unsigned entity) override {
-        held_[entity] = false;
-        afterLeaving(entity);
-    }
-    unsigned boundTo(unsigned entity) const override { return order_[entity].count; }
-
-    /// The rules: those that are bound when the delivery begins are called in the order of their
-    /// binding, each if it is then still bound as it was, and active.
-    void notify(unsigned entity) override {
-        const Order atTheBeginning = order_[entity];
-        for (unsigned i = 0; i < atTheBeginning.count; ++i) {
-            const Binding then = atTheBeginning.bound[i];
-            Reactor const& now = reactors_[then.reactor];
-            if (now.binding == then.number && now.entity == entity && now.active)
-                called(then.reactor);
-        }
-    }
-
-  private:
-    static constexpr unsigned nowhere = entityCount;
-
-    struct Reactor {
-        bool exists = false;
-        bool active = false;
-        bool zombie = false;
-        unsigned entity = nowhere;
-        unsigned binding = 0; // no two bindings have the same number
-    };
-    struct Binding {
-        unsigned reactor;
-        unsigned number;
-    };
-    struct Order {
-        Binding bound[reactorCount];
-        unsigned count = 0;
-    };
-
-    void removeFromOrder(unsigned entity, unsigned reactor) {
-        if (entity == nowhere)
-            return;
-        Order& order = order_[entity];
-        unsigned kept = 0;
-        for (unsigned i = 0; i < order.count; ++i) {
-            if (order.bound[i].reactor != reactor)
-                order.bound[kept++] = order.bound[i];
-        }
-        order.count = kept;
-    }
-    void leave(unsigned reactor) {
-        const unsigned former = std::exchange(reactors_[reactor].entity, nowhere);
-        removeFromOrder(former, reactor);
-        afterLeaving(former);
-    }
-    void afterLeaving(unsigned entity) {
-        if (entity != nowhere && alive_[entity] && !held_[entity] && order_[entity].count == 0) {
-            alive_[entity] = false;
-            log.push_back({Event::died, entity});
-        }
-    }
-
-    Reactor reactors_[reactorCount];
-    Order order_[entityCount];
-    bool alive_[entityCount] = {true, true};
-    bool held_[entityCount] = {true, true};
-    unsigned bindings_ = 0;
-};
 
 // The matrix: who is disturbed, how, and by which reactor. Five reactors are bound to the entity; a
 // sixth is there to be bound.
@@ -362,11 +145,10 @@ TEST_P(NotifierDisturbanceMatrix, IsDeliveredByTheRules) {
     play(oracle, GetParam());
     RealWorld real;
     play(real, GetParam());
-    EXPECT_EQ(real.log, oracle.log);
-    ASSERT_EQ(real.alive(0), oracle.alive(0));
-    if (real.alive(0)) {
-        EXPECT_EQ(real.boundTo(0), oracle.boundTo(0));
-    }
+    EXPECT_EQ(difference(real, oracle), "");
+    oracle.end();
+    real.end();
+    EXPECT_EQ(difference(real, oracle), "");
 }
 
 std::string cellName(::testing::TestParamInfo<Cell> const& info) {
@@ -408,196 +190,6 @@ INSTANTIATE_TEST_SUITE_P(Notifier, NotifierDisturbanceMatrix, ::testing::ValuesI
 
 // Random disturbances
 
-struct Refused {};
-
-/// What reactors do, call by call, whoever is called.
-struct Plan {
-    enum Kind {
-        notify,
-        notifyAndCatch,
-        bind,
-        unbind,
-        activate,
-        switchOff,
-        makeZombie,
-        endZombie,
-        destroy,
-        create,
-        createAndBind,
-        release,
-        refuse,
-        kinds
-    };
-    struct Action {
-        Kind kind;
-        unsigned reactor;
-        unsigned entity;
-    };
-    struct Start {
-        bool exists;
-        bool active;
-        unsigned entity; ///< or none, where there is no such entity
-    };
-    struct Call {
-        Action actions[3];
-        unsigned count;
-    };
-
-    Start start[reactorCount];
-    unsigned notifications[3]; ///< entities, from outside
-    unsigned notificationCount;
-    Call calls[12];
-    unsigned callCount;
-};
-
-/// A small generator, so that most of the time is spent on what is tested.
-class Random {
-  public:
-    explicit Random(unsigned seed)
-        : state_(seed) {}
-    unsigned below(unsigned limit) {
-        state_ = state_ * 6364136223846793005 + 1442695040888963407;
-        return static_cast<unsigned>((state_ >> 32) * limit >> 32);
-    }
-
-  private:
-    Zel::U64 state_;
-};
-
-void makeRandom(Plan& plan, Random& random) {
-    const unsigned reactors = 1 + random.below(reactorCount);
-    for (unsigned reactor = 0; reactor < reactorCount; ++reactor) {
-        const unsigned place = random.below(8);
-        plan.start[reactor] = {reactor < reactors, random.below(8) != 0, place < 2 ? 2 - place : 0};
-    }
-    plan.notificationCount = 1 + random.below(3);
-    for (unsigned& entity : plan.notifications)
-        entity = random.below(4) == 0;
-    plan.callCount = 2 + random.below(11);
-    for (unsigned call = 0; call < plan.callCount; ++call) {
-        plan.calls[call].count = random.below(4);
-        for (unsigned i = 0; i < plan.calls[call].count; ++i) {
-            auto kind = static_cast<Plan::Kind>(random.below(Plan::kinds));
-            // These end much of what could still happen.
-            if ((kind == Plan::release || kind == Plan::refuse) && random.below(4) != 0)
-                kind = Plan::notify;
-            plan.calls[call].actions[i] = {kind, random.below(reactors),
-                                           random.below(4) == 0 ? 1u : 0u};
-        }
-    }
-}
-
-class Player {
-  public:
-    Player(World& world, Plan const& plan)
-        : world_(world)
-        , plan_(plan) {}
-
-    void play() {
-        for (unsigned reactor = 0; reactor < reactorCount; ++reactor) {
-            Plan::Start const& start = plan_.start[reactor];
-            if (!start.exists)
-                continue;
-            world_.create(reactor);
-            world_.activeIs(reactor, start.active);
-            if (start.entity < entityCount)
-                world_.bind(reactor, start.entity);
-        }
-        world_.onCall = [this](unsigned) {
-            if (calls_ == plan_.callCount)
-                return;
-            Plan::Call const& call = plan_.calls[calls_++];
-            for (unsigned i = 0; i < call.count; ++i)
-                perform(call.actions[i]);
-        };
-        for (unsigned i = 0; i < plan_.notificationCount; ++i)
-            notifyAndCatch(plan_.notifications[i]);
-        world_.onCall = nullptr;
-        for (unsigned entity = 0; entity < entityCount; ++entity)
-            notify(entity); // shows who is bound, in which order
-    }
-
-    unsigned deepest() const { return deepest_; }
-    unsigned refusals() const { return refusals_; }
-
-  private:
-    void notify(unsigned entity) {
-        if (!world_.alive(entity) || depth_ == 12)
-            return;
-        struct Deeper {
-            explicit Deeper(unsigned& depth)
-                : depth_(++depth) {}
-            ~Deeper() { --depth_; }
-            unsigned& depth_;
-        };
-        const Deeper deeper(depth_);
-        deepest_ = std::max(deepest_, depth_);
-        world_.notify(entity);
-    }
-    void notifyAndCatch(unsigned entity) {
-        try {
-            notify(entity);
-        } catch (Refused const&) {
-            ++refusals_;
-        }
-    }
-
-    void perform(Plan::Action const& action) {
-        if (action.kind == Plan::notify)
-            return notify(action.entity);
-        if (action.kind == Plan::notifyAndCatch)
-            return notifyAndCatch(action.entity);
-        if (action.kind == Plan::release)
-            return world_.alive(action.entity) ? world_.release(action.entity) : void();
-        if (action.kind == Plan::refuse)
-            throw Refused();
-        const bool exists = world_.exists(action.reactor);
-        if (action.kind == Plan::create || action.kind == Plan::createAndBind) {
-            if (exists)
-                return;
-            world_.create(action.reactor);
-            if (action.kind == Plan::createAndBind && world_.alive(action.entity))
-                world_.bind(action.reactor, action.entity);
-            return;
-        }
-        if (!exists)
-            return;
-        switch (action.kind) {
-        case Plan::bind:
-            if (world_.alive(action.entity))
-                world_.bind(action.reactor, action.entity);
-            break;
-        case Plan::unbind:
-            world_.unbind(action.reactor);
-            break;
-        case Plan::activate:
-            world_.activeIs(action.reactor, true);
-            break;
-        case Plan::switchOff:
-            world_.activeIs(action.reactor, false);
-            break;
-        case Plan::makeZombie:
-            world_.zombieIs(action.reactor, true);
-            break;
-        case Plan::endZombie:
-            world_.zombieIs(action.reactor, false);
-            break;
-        case Plan::destroy:
-            world_.destroy(action.reactor);
-            break;
-        default:
-            ADD_FAILURE() << action.kind;
-        }
-    }
-
-    World& world_;
-    Plan const& plan_;
-    unsigned calls_ = 0;
-    unsigned depth_ = 0;
-    unsigned deepest_ = 0;
-    unsigned refusals_ = 0;
-};
-
 TEST(RandomNotifierDisturbances, AreDeliveredByTheRules) {
     const auto given = static_cast<unsigned>(GTEST_FLAG_GET(random_seed));
     const unsigned seed = given ? given : 20250611;
@@ -613,20 +205,18 @@ TEST(RandomNotifierDisturbances, AreDeliveredByTheRules) {
         makeRandom(plan, random);
         Oracle oracle;
         Player expected(oracle, plan);
+        expected.start();
         expected.play();
         RealWorld real;
         Player actual(real, plan);
+        actual.start();
         actual.play();
 
-        ASSERT_EQ(real.log, oracle.log) << "script " << script << " of seed " << seed;
+        ASSERT_EQ(difference(real, oracle), "") << "script " << script << " of seed " << seed;
         ASSERT_EQ(actual.refusals(), expected.refusals()) << script << " of seed " << seed;
-        for (unsigned entity = 0; entity < entityCount; ++entity) {
-            ASSERT_EQ(real.alive(entity), oracle.alive(entity)) << script << " of seed " << seed;
-            if (real.alive(entity)) {
-                ASSERT_EQ(real.boundTo(entity), oracle.boundTo(entity))
-                    << "script " << script << " of seed " << seed;
-            }
-        }
+        oracle.end();
+        real.end();
+        ASSERT_EQ(difference(real, oracle), "") << "script " << script << " of seed " << seed;
         for (const Event event : oracle.log)
             ++(event.what == Event::called ? calls : deaths);
         deepest = std::max(deepest, expected.deepest());

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <functional>
+#include <ostream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+/// What the tests of disturbed deliveries play in: a world of reactors and entities, of which there
+/// is a real one and a model.
+namespace Notifying {
+
+constexpr unsigned reactorCount = 32;
+constexpr unsigned entityCount = 2;
+
+struct Event {
+    enum What { called, died } what;
+    unsigned who; ///< the reactor called, or the entity that died
+
+    friend bool operator==(Event, Event) = default;
+};
+
+inline std::ostream& operator<<(std::ostream& stream, Event event) {
+    return stream << (event.what == Event::called ? "call " : "death of entity ") << event.who;
+}
+
+/// Up to 32 reactors, numbered, and two entities whose one attribute can be set.
+///
+/// There are two: the real one, and the oracle, which knows of the rules of delivery only what
+/// stands in its notify().
+class World {
+  public:
+    World() { log.reserve(64); }
+    World(World const&) = delete;
+    World& operator=(World const&) = delete;
+    virtual ~World() = default;
+
+    /// Makes the reactor: unbound, and active.
+    virtual void create(unsigned reactor) = 0;
+    virtual void destroy(unsigned reactor) = 0;
+    virtual bool exists(unsigned reactor) const = 0;
+    virtual void bind(unsigned reactor, unsigned entity) = 0;
+    virtual void unbind(unsigned reactor) = 0;
+    virtual void activeIs(unsigned reactor, bool active) = 0;
+    virtual void zombieIs(unsigned reactor, bool zombie) = 0;
+
+    /// An entity lives as long as the world holds it, or a reactor is bound to it.
+    virtual bool alive(unsigned entity) const = 0;
+    virtual void release(unsigned entity) = 0;
+    /// Sets the entity's attribute.
+    virtual void notify(unsigned entity) = 0;
+    virtual unsigned boundTo(unsigned entity) const = 0;
+
+    /// Destroys the reactors one after the other, and lets the entities go.
+    void end() {
+        for (unsigned reactor = 0; reactor < reactorCount; ++reactor) {
+            if (exists(reactor))
+                destroy(reactor);
+        }
+        for (unsigned entity = 0; entity < entityCount; ++entity) {
+            if (alive(entity))
+                release(entity);
+        }
+    }
+
+    std::vector<Event> log;
+    /// What a reactor does when it is called.
+    std::function<void(unsigned reactor)> onCall;
+
+  protected:
+    void called(unsigned reactor) {
+        log.push_back({Event::called, reactor});
+        if (onCall)
+            onCall(reactor);
+    }
+};
+
+/// Where two worlds that were told the same differ: in what happened, in which entities live, or in
+/// how many reactors are bound to them. Empty when they do not.
+inline std::string difference(World const& real, World const& expected) {
+    std::ostringstream text;
+    for (std::size_t i = 0; i < real.log.size() || i < expected.log.size(); ++i) {
+        if (i < real.log.size() && i < expected.log.size() && real.log[i] == expected.log[i])
+            continue;
+        text << "event " << i << ": ";
+        i < real.log.size() ? text << real.log[i] : text << "none";
+        text << ", expected ";
+        i < expected.log.size() ? text << expected.log[i] : text << "none";
+        return text.str();
+    }
+    for (unsigned entity = 0; entity < entityCount; ++entity) {
+        if (real.alive(entity) != expected.alive(entity))
+            text << "entity " << entity << (real.alive(entity) ? " lives" : " is dead");
+        else if (real.alive(entity) && real.boundTo(entity) != expected.boundTo(entity))
+            text << "entity " << entity << " has " << real.boundTo(entity) << " reactors, expected "
+                 << expected.boundTo(entity);
+    }
+    return text.str();
+}
+
+} // namespace Notifying
