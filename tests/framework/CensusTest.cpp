@@ -1,6 +1,7 @@
 #include "framework/zel/Census.h"
 
 #include "framework/zel/NotifieeList.h"
+#include "framework/zel/Object.h"
 #include "tests/framework/NothingLeft.h"
 #include "tests/framework/ToyModel.h"
 #include "tests/framework/ToySyncer.h"
@@ -21,6 +22,28 @@ TEST(Census, CountsTheLiveObjectsOfEachClass) {
     EXPECT_EQ(made.live(), before.live() + 2);
     second = nullptr;
     EXPECT_EQ(Zel::census().of("Toy::Record").live, before.of("Toy::Record").live + 1);
+}
+
+class Link final : public Zel::Object<Link, Zel::PtrInterface> {
+  public:
+    static Zel::TypeNode const _zelType;
+    Zel::Ptr<Link> next;
+};
+constinit Zel::TypeNode const Link::_zelType{"CensusTest::Link", {}};
+[[maybe_unused]] const bool registered = Zel::typeNodeIs(Link::_zelType);
+
+TEST(Census, CountsObjectsThatOnlyACycleHoldsUntilItIsBroken) {
+    const auto live = [] { return Zel::census().of("CensusTest::Link").live; };
+    Link* const raw = new Link;
+    {
+        const Link::Ptr first(raw);
+        first->next = Link::Ptr(new Link);
+        first->next->next = first;
+        EXPECT_EQ(live(), 2U);
+    }
+    EXPECT_EQ(live(), 2U) << "nobody else holds them, but they hold each other";
+    raw->next->next = nullptr;
+    EXPECT_EQ(live(), 0U);
 }
 
 TEST(Census, HasEveryRegisteredClassOnceInTheOrderOfTheNames) {

@@ -408,6 +408,17 @@ TEST_P(PtrInterfaceDeathTest, ADestructorCannotKeepAReferenceToItsObject) {
         ::testing::KilledBySignal(SIGABRT), ::testing::Eq(std::string(destroyedWhileHeld)));
 }
 
+TEST_P(PtrInterfaceDeathTest, AnObjectToldOfItsLastReferenceCannotBeResurrected) {
+    EXPECT_EXIT(
+        {
+            Ptr<Thing> kept;
+            Ptr<Thing> thing(new Thing);
+            thing->onZero = [&](Thing& self, bool) { kept = Ptr<Thing>(&self); };
+            thing = nullptr;
+        },
+        ::testing::KilledBySignal(SIGABRT), ::testing::Eq(std::string(destroyedWhileHeld)));
+}
+
 TEST_P(PtrInterfaceDeathTest, AConstructorThatThrowsCannotKeepAReferenceToItsObject) {
     EXPECT_EXIT(
         {

@@ -55,26 +55,6 @@ constexpr bool nothingMakes =
     !std::is_convertible_v<From, To> && !std::is_constructible_v<To, From> &&
     !std::is_assignable_v<To&, From>;
 
-static_assert(nothingMakes<Ptr<Base const>, Ptr<Base>>, "const is not cast away");
-static_assert(nothingMakes<Ptr<Base const> const&, Ptr<Base>>);
-static_assert(nothingMakes<Ptr<Derived const>, Ptr<Base>>);
-static_assert(nothingMakes<Ptr<Base>, Ptr<Derived>>, "nothing becomes a derived class by itself");
-static_assert(nothingMakes<Ptr<Base> const&, Ptr<Derived>>);
-static_assert(nothingMakes<Ptr<Unrelated>, Ptr<Base>>);
-static_assert(nothingMakes<Base const*, Ptr<Base>>);
-static_assert(nothingMakes<Unrelated*, Ptr<Base>>);
-static_assert(nothingMakes<Base&, Ptr<Base>>);
-static_assert(nothingMakes<int, Ptr<Base>>);
-static_assert(nothingMakes<bool, Ptr<Base>>);
-static_assert(nothingMakes<void*, Ptr<Base>>);
-static_assert(nothingMakes<Ptr<Base>, Base*>, "a reference is not lost by accident");
-static_assert(nothingMakes<Ptr<Base>, Base&>);
-static_assert(nothingMakes<Ptr<Base>, int>);
-static_assert(!std::is_convertible_v<Base*, Ptr<Base>>,
-              "a raw pointer is taken up on request only");
-static_assert(!std::is_assignable_v<Ptr<Base>&, Base*>);
-static_assert(!std::is_convertible_v<Ptr<Base>, bool>, "the test for null is for conditions only");
-
 template <class Left, class Right>
 concept EqualityComparable = requires(Left left, Right right) {
     left == right;
@@ -83,10 +63,6 @@ template <class Left, class Right>
 concept Ordered = requires(Left left, Right right) {
     left < right;
 };
-static_assert(!EqualityComparable<Ptr<Base>, Ptr<Unrelated>>);
-static_assert(!EqualityComparable<Ptr<Base>, int>);
-static_assert(!Ordered<Ptr<Base>, Ptr<Base>>, "addresses are no order");
-
 // What must.
 
 static_assert(std::is_constructible_v<Ptr<Base>, Base*>);
@@ -104,6 +80,36 @@ static_assert(std::is_nothrow_copy_constructible_v<Ptr<Base>>);
 static_assert(std::is_nothrow_move_constructible_v<Ptr<Base>>);
 static_assert(std::is_nothrow_swappable_v<Ptr<Base>>);
 static_assert(sizeof(Ptr<Base>) == sizeof(Base*));
+
+TEST_F(PtrTest, ConversionsThatMustNotCompileDoNot) {
+    EXPECT_TRUE((nothingMakes<Ptr<Base const>, Ptr<Base>>)) << "const is not cast away";
+    EXPECT_TRUE((nothingMakes<Ptr<Base const> const&, Ptr<Base>>));
+    EXPECT_TRUE((nothingMakes<Ptr<Derived const>, Ptr<Base>>));
+    EXPECT_TRUE((nothingMakes<Ptr<Base>, Ptr<Derived>>))
+        << "nothing becomes a derived class by itself";
+    EXPECT_TRUE((nothingMakes<Ptr<Base> const&, Ptr<Derived>>));
+    EXPECT_TRUE((nothingMakes<Ptr<Unrelated>, Ptr<Base>>));
+    EXPECT_TRUE((nothingMakes<Base const*, Ptr<Base>>));
+    EXPECT_TRUE((nothingMakes<Unrelated*, Ptr<Base>>));
+    EXPECT_TRUE((nothingMakes<Base&, Ptr<Base>>));
+    EXPECT_TRUE((nothingMakes<int, Ptr<Base>>));
+    EXPECT_TRUE((nothingMakes<bool, Ptr<Base>>));
+    EXPECT_TRUE((nothingMakes<void*, Ptr<Base>>));
+    EXPECT_TRUE((nothingMakes<Ptr<Base>, Base*>)) << "a reference is not lost by accident";
+    EXPECT_TRUE((nothingMakes<Ptr<Base>, Base&>));
+    EXPECT_TRUE((nothingMakes<Ptr<Base>, int>));
+    EXPECT_FALSE((std::is_convertible_v<Base*, Ptr<Base>>))
+        << "a raw pointer is taken up on request only";
+    EXPECT_FALSE((std::is_assignable_v<Ptr<Base>&, Base*>));
+    EXPECT_FALSE((std::is_convertible_v<Ptr<Base>, bool>))
+        << "the test for null is for conditions only";
+}
+
+TEST_F(PtrTest, ComparisonsThatMustNotCompileDoNot) {
+    EXPECT_FALSE((EqualityComparable<Ptr<Base>, Ptr<Unrelated>>));
+    EXPECT_FALSE((EqualityComparable<Ptr<Base>, int>));
+    EXPECT_FALSE((Ordered<Ptr<Base>, Ptr<Base>>)) << "addresses are no order";
+}
 
 TEST_F(PtrTest, IsNullUnlessItIsGivenAnObject) {
     const Ptr<Base> made;
@@ -137,6 +143,21 @@ TEST_F(PtrTest, TakesOneReferenceAndGivesItBack) {
         EXPECT_EQ(destroyed, 0);
     }
     EXPECT_EQ(destroyed, 1);
+}
+
+TEST_F(PtrTest, AdoptsAnObjectWithoutTheReferencesThatOthersHold) {
+    Base* const raw = new Base;
+    raw->referenceInc(); // not a pointer's
+    {
+        const Ptr<Base> adopting(raw);
+        EXPECT_EQ(raw->references(), 2u);
+    }
+    EXPECT_EQ(destroyed, 0);
+    EXPECT_EQ(raw->references(), 1u);
+    const Ptr<Base> last(raw);
+    raw->referenceDec();
+    EXPECT_EQ(destroyed, 0);
+    EXPECT_EQ(last->references(), 1u);
 }
 
 TEST_F(PtrTest, CopyingTakesAReference) {
