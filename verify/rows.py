@@ -23,4 +23,35 @@ ROWS = [
         "all 65,536 equal; 10 million random commands with up to 32 reactors",
         ["{build}/verify/verify-notifier"],
     ),
+    Row(
+        "pointers",
+        "pointers",
+        "self and cross assignment, null before destruction, adoption, resurrection, overflow, conversions that must "
+        "not compile, cycles seen by the census: tests by name; random steps against a count oracle",
+        "each by name; 10 million random steps",
+        [
+            "verify/named_tests.py {build}/tests/framework_tests"
+            " PtrTest.AssigningItselfChangesNothing"
+            " PtrTest.MovingItselfIntoItselfChangesNothing"
+            " PtrTest.AssigningItsOwnObjectChangesNothing"
+            " PtrTest.CrossAssignmentSwapsTheObjects"
+            " PtrTest.ObjectsThatPointAtEachOtherCanBeCrossAssigned"
+            " PtrTest.IsNullBeforeTheOldObjectDies"
+            " PtrTest.HasItsNewValueBeforeTheOldObjectDies"
+            " PtrTest.AnOldObjectMayAssignThePointerThatLeavesIt"
+            " PtrTest.APointerThatOwnsItselfCanBeCleared"
+            " PtrTest.APointerThatOwnsItselfCanBeMovedOut"
+            " PtrTest.AdoptsAnObjectWithoutTheReferencesThatOthersHold"
+            " PtrTest.ReleaseHandsTheReferenceOver"
+            " PtrInterfaceTest.TemporaryReferencesInDestructorsDoNoHarm"
+            " PtrInterfaceDeathTest.ADestructorCannotKeepAReferenceToItsObject"
+            " PtrInterfaceDeathTest.AnObjectToldOfItsLastReferenceCannotBeResurrected"
+            " PtrInterfaceDeathTest.AsManyReferencesAsThereAreCanBeHeldAndNotOneMore"
+            " PtrInterfaceDeathTest.AReferenceThatIsNotHeldCannotBeGivenBack"
+            " PtrTest.ConversionsThatMustNotCompileDoNot"
+            " PtrTest.ComparisonsThatMustNotCompileDoNot"
+            " Census.CountsObjectsThatOnlyACycleHoldsUntilItIsBroken",
+            "{build}/verify/verify-pointers",
+        ],
+    ),
 ]
