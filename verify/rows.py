@@ -54,4 +54,12 @@ ROWS = [
             "{build}/verify/verify-pointers",
         ],
     ),
+    Row(
+        "ordered_map",
+        "ordered map",
+        "all insert and erase orders up to 6 keys, check() after each; random operations against std::map, check() "
+        "and a whole walk after each",
+        "533,417 pairs of orders; 10 million random operations",
+        ["{build}/verify/verify-ordered_map"],
+    ),
 ]

@@ -6,6 +6,8 @@
 #include "framework/zel/HashTable.h"
 #include "framework/zel/RbTreeMap.h"
 
+#include <stdexcept>
+#include <string>
 #include <utility>
 
 // A map takes part through a subject: a class with
@@ -143,5 +145,13 @@ constexpr MapKind kinds[] = {
 } // namespace
 
 std::span<MapKind const> mapKinds() { return kinds; }
+
+MapKind const& mapKind(std::string_view name) {
+    for (MapKind const& kind : kinds) {
+        if (kind.name == name)
+            return kind;
+    }
+    throw std::logic_error("there is no such kind of map: " + std::string(name));
+}
 
 } // namespace Zel::Test

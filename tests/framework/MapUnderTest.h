@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <span>
+#include <string_view>
 
 namespace Zel::Test {
 
@@ -59,5 +60,8 @@ struct MapKind {
 };
 
 std::span<MapKind const> mapKinds();
+
+/// The kind of that name, which there must be. Throws std::logic_error.
+MapKind const& mapKind(std::string_view name);
 
 } // namespace Zel::Test
