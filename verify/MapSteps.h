@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <map>
 #include <memory>
@@ -69,6 +70,8 @@ template <class Model> class MapSteps {
 
     U64 done() const { return done_; }
     U64 stepsOfWalks() const { return stepsOfWalks_; }
+    /// How often the map got more buckets while walks were under way.
+    U64 growthsDuringWalks() const { return growthsDuringWalks_; }
     std::size_t longest() const { return longest_; }
 
   private:
@@ -175,6 +178,13 @@ template <class Model> class MapSteps {
         expect(walking || Zel::Test::Life::live == static_cast<int>(model_.size()),
                "an element lives that is no member, or the other way round");
         longest_ = std::max(longest_, model_.size());
+        if (const std::optional<U32> buckets = map_->buckets()) {
+            expect(model_.empty() ? *buckets == 0
+                                  : std::has_single_bit(*buckets) && *buckets >= model_.size(),
+                   "the number of buckets is wrong");
+            growthsDuringWalks_ += walking && buckets_ != 0 && *buckets > buckets_;
+            buckets_ = *buckets;
+        }
     }
 
     Run& run_;
@@ -185,6 +195,8 @@ template <class Model> class MapSteps {
     U32 key_ = 0;               // the last operation's
     U64 done_ = 0;
     U64 stepsOfWalks_ = 0;
+    U64 growthsDuringWalks_ = 0;
+    U32 buckets_ = 0;
     std::size_t longest_ = 0;
 };
 

@@ -62,4 +62,12 @@ ROWS = [
         "533,417 pairs of orders; 10 million random operations",
         ["{build}/verify/verify-ordered_map"],
     ),
+    Row(
+        "hash_maps",
+        "hash maps",
+        "every kind of hash map; good, 8-bit and constant hash; walks across growth and deletion; random operations "
+        "against std::unordered_map, check() and a whole walk after each",
+        "10 million random operations of each",
+        ["{build}/verify/verify-hash_maps"],
+    ),
 ]

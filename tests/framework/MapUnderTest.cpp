@@ -5,6 +5,7 @@
 #include "framework/zel/HashMap2018.h"
 #include "framework/zel/HashTable.h"
 #include "framework/zel/RbTreeMap.h"
+#include "tests/framework/MapTestAccess.h"
 
 #include <stdexcept>
 #include <string>
@@ -17,6 +18,7 @@
 //   keyAt(walk)            the key on which a walk stands
 //   elementAt(walk)        the element with it
 //   precedes(key, key)     the order in which the map is to be walked
+//   buckets()              how many there are
 
 namespace Zel::Test {
 namespace {
@@ -42,6 +44,7 @@ template <class Hash = HashHelper::Default<Key>> struct HashMapSubject {
     void erase(U32 key) { map.deleteMember(map.find({key})); }
     Element const* find(U32 key) const { return map.find({key}); }
     void clear() { map.emptyAllBuckets(); }
+    std::optional<U32> buckets() const { return MapTestAccess::core(map).buckets(); }
     static U32 keyAt(auto const& walk) { return (*walk)->fwkKey().value; }
     static Element const* elementAt(auto const& walk) { return (*walk).ptr(); }
     static bool precedes(U32 left, U32 right) { return precedesByHash<Hash>(left, right); }
@@ -59,6 +62,9 @@ template <class Hash = HashHelper::Default<Key>> struct HashMap2018Subject {
         return node ? node->value().ptr() : nullptr;
     }
     void clear() { map.emptyAll(); }
+    std::optional<U32> buckets() const {
+        return MapTestAccess::core(MapTestAccess::nodes(map)).buckets();
+    }
     static U32 keyAt(auto const& walk) { return walk->key().value; }
     static Element const* elementAt(auto const& walk) { return walk->value().ptr(); }
     static bool precedes(U32 left, U32 right) { return precedesByHash<Hash>(left, right); }
@@ -75,6 +81,7 @@ struct RbTreeMapSubject {
     void erase(U32 key) { map._memberDelG(map.find({key})); }
     Element const* find(U32 key) const { return map.find({key}); }
     void clear() { map.emptyAll(); }
+    static std::optional<U32> buckets() { return std::nullopt; }
     static U32 keyAt(auto const& walk) { return (*walk)->fwkKey().value; }
     static Element const* elementAt(auto const& walk) { return (*walk).ptr(); }
     static bool precedes(U32 left, U32 right) { return left < right; }
@@ -92,6 +99,7 @@ template <class Subject> class MapOf final : public MapUnderTest {
     Item const* find(U32 key) const override { return subject_.find(key); }
     U32 members() const override { return subject_.map.members(); }
     bool check() const override { return subject_.map.check(); }
+    std::optional<U32> buckets() const override { return subject_.buckets(); }
 
     std::unique_ptr<MapUnderTest::Walk> walk() override { return std::make_unique<Walk>(subject_); }
     bool walksLike(Model const& model) const override {
@@ -138,6 +146,7 @@ constexpr MapKind kinds[] = {
     kind<HashMapSubject<EightBitHash>>("HashMapOfEightBitHashes"),
     kind<HashMapSubject<ConstantHash>>("HashMapOfEqualHashes"),
     kind<HashMap2018Subject<>>("HashMap2018"),
+    kind<HashMap2018Subject<EightBitHash>>("HashMap2018OfEightBitHashes"),
     kind<HashMap2018Subject<ConstantHash>>("HashMap2018OfEqualHashes"),
     kind<RbTreeMapSubject>("RbTreeMap"),
 };

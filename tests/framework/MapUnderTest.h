@@ -6,6 +6,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string_view>
 
@@ -44,6 +45,8 @@ class MapUnderTest {
     virtual Item const* find(U32 key) const = 0;
     virtual U32 members() const = 0;
     virtual bool check() const = 0;
+    /// The number of buckets; nothing where the map has none by its kind.
+    virtual std::optional<U32> buckets() const = 0;
 
     virtual std::unique_ptr<Walk> walk() = 0;
     /// Whether a walk finds just what the model has, in its order.
