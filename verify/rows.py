@@ -27,4 +27,16 @@ ROWS = [
             "verify/frames.py {build}/verify/verify-random-frames {results}",
         ],
     ),
+    Row(
+        name="hostile",
+        fault="hostile frames",
+        done="fuzzed parser; all two-octet mutants of a valid frame (116 million); all version and type pairs, judged "
+        "by an independent table",
+        target="no finding; full edge coverage from an empty corpus",
+        commands=[
+            "{build}/verify/verify-hostile",
+            "cmake --preset clang-fuzz && cmake --build --preset clang-fuzz --target parse_fuzz parse_edges",
+            "verify/fuzz.py {build}/../clang-fuzz/tests/agent/fuzz {results}",
+        ],
+    ),
 ]
