@@ -108,6 +108,31 @@ std::vector<U8> written(Agent::ReceivedBpdu const& bpdu) {
     return octets;
 }
 
+namespace {
+
+/// What a BPDU that is no MST BPDU says, without what it cannot say.
+Agent::ReceivedBpdu withoutTheRest(Agent::ReceivedBpdu const& bpdu) {
+    Agent::ReceivedBpdu said;
+    said.kind = bpdu.kind;
+    said.source = bpdu.source;
+    said.version = bpdu.version;
+    said.type = bpdu.type;
+    if (bpdu.kind == BpduKind::topologyChangeNotification)
+        return said;
+    said.flags = bpdu.flags;
+    said.rootId = bpdu.rootId;
+    said.rootPathCost = bpdu.rootPathCost;
+    said.bridgeId = bpdu.bridgeId;
+    said.portId = bpdu.portId;
+    said.messageAge = bpdu.messageAge;
+    said.maxAge = bpdu.maxAge;
+    said.helloTime = bpdu.helloTime;
+    said.fwdDelay = bpdu.fwdDelay;
+    return said;
+}
+
+} // namespace
+
 std::string_view contradiction(std::span<U8 const> frame) {
     const auto parsed = Agent::parseFrame(frame);
     const auto expected = verdict(frame);
@@ -131,6 +156,8 @@ std::string_view contradiction(std::span<U8 const> frame) {
     const auto rest = std::span(bpdu.mstiRecords).subspan(bpdu.mstiCount);
     if (std::ranges::any_of(rest, [](auto const& msti) { return msti != Agent::MstiRecord{}; }))
         return "there is something behind the last record";
+    if (bpdu.kind != BpduKind::mst && bpdu != withoutTheRest(bpdu))
+        return "there is something that its kind of BPDU does not have";
     return "";
 }
 

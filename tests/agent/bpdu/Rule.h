@@ -25,7 +25,8 @@ std::variant<Taken, Agent::Refusal> verdict(std::span<Zel::U8 const> frame);
 std::vector<Zel::U8> written(Agent::ReceivedBpdu const& bpdu);
 
 /// Whether parsing the frame gives what verdict() says, and the parsed BPDU, written anew, is the
-/// frame's: all of it but reserved bits and what its kind does not have. Where not, says why.
+/// frame's: all of it but reserved bits and what its kind does not have, which is zero. Where not,
+/// says why.
 /// @return empty if so
 std::string_view contradiction(std::span<Zel::U8 const> frame);
 
