@@ -1,0 +1,137 @@
+#!/usr/bin/env python3
+"""Tells what of the library its tests do not execute.
+
+    coverage.py BUILD RESULTS
+
+BUILD is a build of the preset `coverage`, whose tests this runs; RESULTS gets the profiles and
+uncovered.txt, a line for each place. Judged are lines; branches, each of which has to be taken and
+not taken; and conditions (MC/DC: each has to decide by itself once), all over every instantiation of
+a template together. A line that ends with "// not covered: REASON" is left out, and counted.
+Exit status: 1 when anything else is not covered, or more than 0.5 % of the lines are left out.
+"""
+
+import json
+import os
+import re
+import subprocess
+import sys
+from pathlib import Path
+
+ROOMS = ["framework", "platform", "model", "bpdu", "syncers"]
+LEFT_OUT = re.compile(r"// not covered: \S")
+MOST_LEFT_OUT = 0.005
+
+
+def run(command, **options):
+    return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True, **options).stdout
+
+
+def from_top(name, build):
+    """The compiler names a file as if it stood in the folder where the compiler ran."""
+    return name.removeprefix(f"{os.path.relpath(build)}/")
+
+
+def profile(build, results, room):
+    """Runs a room's tests. Returns the file that says what they executed."""
+    for old in results.glob(f"{room}-*.profraw"):
+        old.unlink()
+    # A file for each process: some tests end one.
+    environment = dict(os.environ, LLVM_PROFILE_FILE=f"{results}/{room}-%p.profraw")
+    subprocess.run([build / "tests" / f"{room}_tests", "--gtest_brief=1"], check=True, env=environment)
+    merged = results / f"{room}.profdata"
+    files = [str(each) for each in results.glob(f"{room}-*.profraw")]
+    run(["llvm-profdata-19", "merge", "-sparse", "-o", str(merged), *files])
+    return merged
+
+
+def export(build, room, profiled, form):
+    return run(
+        ["llvm-cov-19", "export", f"-format={form}", f"-instr-profile={profiled}", str(build / "tests" / f"{room}_tests")]
+    )
+
+
+def is_ours(name):
+    """Whether a file, by its name from the top of the tree, is the library's."""
+    return name.split("/")[0] in ROOMS
+
+
+def add_lines(lines, lcov, build):
+    """Adds to (file, line) -> whether it was executed."""
+    name = ""
+    for line in lcov.splitlines():
+        if line.startswith("SF:"):
+            name = from_top(line[3:], build)
+        elif line.startswith("DA:") and is_ours(name):
+            number, count = line[3:].split(",")[:2]
+            place = (name, int(number))
+            lines[place] = lines.get(place, False) or int(count) != 0
+
+
+def add_decisions(branches, conditions, functions, build):
+    """Adds to place -> [taken, not taken], and to place -> whether each condition decided by itself."""
+    for function in functions:
+        names = [from_top(name, build) for name in function["filenames"]]
+        for line, column, end_line, end_column, taken, not_taken, file, *_ in function["branches"]:
+            if is_ours(names[file]):
+                outcome = branches.setdefault((names[file], line, column, end_line, end_column), [0, 0])
+                outcome[0] += taken
+                outcome[1] += not_taken
+        for line, column, end_line, end_column, *_, covered in function.get("mcdc_records", []):
+            if is_ours(names[0]):
+                place = (names[0], line, column, end_line, end_column)
+                known = conditions.setdefault(place, [False] * len(covered))
+                conditions[place] = [was or now for was, now in zip(known, covered)]
+
+
+def percent(covered, whole):
+    return f"{100 * covered / whole:.2f} % of {whole:,}"
+
+
+def main(build, results):
+    build, results = Path(build).absolute(), Path(results).absolute()
+    results.mkdir(parents=True, exist_ok=True)
+    lines, branches, conditions = {}, {}, {}
+    for room in ROOMS:
+        profiled = profile(build, results, room)
+        add_lines(lines, export(build, room, profiled, "lcov"), build)
+        functions = json.loads(export(build, room, profiled, "text"))["data"][0]["functions"]
+        add_decisions(branches, conditions, functions, build)
+
+    sources = {name: Path(name).read_text().splitlines() for name, _ in lines}
+    left_out = {(name, line) for name, line in lines if LEFT_OUT.search(sources[name][line - 1])}
+    uncovered = []
+    judged = {"line": [0, 0], "branch": [0, 0], "condition": [0, 0]}
+
+    def judge(kind, place, covered, what):
+        if place[:2] in left_out:
+            return
+        judged[kind][0] += covered
+        judged[kind][1] += 1
+        if not covered:
+            name, line = place[:2]
+            uncovered.append(f"{name}:{line}: {what}: {sources[name][line - 1].strip()}")
+
+    for place, executed in sorted(lines.items()):
+        judge("line", place, executed, "not executed")
+    for place, (taken, not_taken) in sorted(branches.items()):
+        judge("branch", place, taken != 0, f"column {place[2]} never true")
+        judge("branch", place, not_taken != 0, f"column {place[2]} never false")
+    for place, covered in sorted(conditions.items()):
+        for number, decides in enumerate(covered, 1):
+            judge("condition", place, decides, f"condition {number} of column {place[2]} never decides")
+    (results / "uncovered.txt").write_text("".join(f"{each}\n" for each in sorted(uncovered)))
+
+    share = len(left_out) / len(lines)
+    print(
+        f"figure: lines {percent(*judged['line'])}, branches {percent(*judged['branch'])}, "
+        f"MC/DC {percent(*judged['condition'])}; {len(left_out)} lines left out ({100 * share:.2f} %)"
+    )
+    if uncovered:
+        print(f"note: {len(uncovered)} places are not covered")
+    return 1 if uncovered or share > MOST_LEFT_OUT else 0
+
+
+if __name__ == "__main__":
+    if len(sys.argv) != 3:
+        sys.exit(__doc__)
+    sys.exit(main(sys.argv[1], sys.argv[2]))
