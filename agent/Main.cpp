@@ -150,7 +150,7 @@ void runAgent(Options const& options, Zel::TraceFileSink* traceFile) {
     loop.run();
 }
 
-int main(Options const& options) {
+int run(Options const& options) {
     std::optional<Zel::TraceFileSink> traceFile;
     if (!options.traceFile.empty()) {
         traceFile.emplace(options.traceFile);
@@ -184,7 +184,7 @@ int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN); // writing to nobody is an error like others
     std::signal(SIGXFSZ, SIG_IGN); // and so is writing too much
     try {
-        return Agent::main(Agent::parseOptions(argc, argv));
+        return Agent::run(Agent::parseOptions(argc, argv));
     } catch (std::exception const& error) {
         std::cout.flush();
         std::cerr << "stp-agent: " << error.what() << "\n";

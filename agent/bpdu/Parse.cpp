@@ -176,12 +176,11 @@ std::variant<ReceivedBpdu, Refusal> parseFrame(Octets captured) noexcept {
     if (const auto refusal = llcRefusal(octets))
         return *refusal;
 
-    std::variant<ReceivedBpdu, Refusal> result;
-    ReceivedBpdu& bpdu = *std::get_if<ReceivedBpdu>(&result);
+    ReceivedBpdu bpdu;
     bpdu.source = field<Header, "Source Address">.decode(captured.first<addressesAndLength>());
     if (const auto refusal = readBpdu(octets.subspan(Varnol::LlcHeader::llcOctets), bpdu))
-        result = *refusal;
-    return result;
+        return *refusal;
+    return bpdu;
 }
 
 } // namespace Agent

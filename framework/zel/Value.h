@@ -50,11 +50,9 @@ template <class T> void valueText(TraceStream& stream, T const& value) {
         stream << value.shortName();
     else if constexpr (std::same_as<T, Name>)
         stream << value.view();
-    else if constexpr (std::same_as<T, bool> || std::same_as<T, double>)
-        stream << value;
     else if constexpr (std::same_as<T, float>)
         stream << double{value};
-    else if constexpr (std::unsigned_integral<T>)
+    else if constexpr (std::unsigned_integral<T> && !std::same_as<T, bool>)
         stream << U64{value};
     else if constexpr (std::signed_integral<T>)
         signedText(stream, value);
