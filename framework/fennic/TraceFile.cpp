@@ -250,7 +250,8 @@ void TraceFile::memoryIs(std::span<std::byte> memory) {
     header->lanesOffset = sizeof(FileHeader);
     header->laneCount = large ? maxLanes : 2;
     header->framesPerLane = large ? 64 : 24;
-    header->laneSize = sizeof(LaneHeader) + header->framesPerLane * U32{sizeof(BlockRecord)};
+    header->laneSize =
+        static_cast<U32>(sizeof(LaneHeader) + header->framesPerLane * sizeof(BlockRecord));
     header->descriptorsOffset = header->lanesOffset + header->laneCount * header->laneSize;
     header->descriptorsSize =
         static_cast<U32>(std::min(memory.size() / 4, highestDescriptorsSize) & ~std::size_t{7});
@@ -272,7 +273,8 @@ void TraceFile::memoryIs(std::span<std::byte> memory) {
     laneCount_ = header->laneCount;
     nextSequence_ = 1;
     for (U32 index = 0; index < laneCount_; ++index) {
-        std::byte* const place = memory.data() + header->lanesOffset + index * header->laneSize;
+        std::byte* const place =
+            memory.data() + header->lanesOffset + std::size_t{index} * header->laneSize;
         Lane& lane = lanes_[index];
         lane.chunk.store(0, std::memory_order_relaxed);
         lane.place = lane.chunkEnd = nullptr;

@@ -193,6 +193,7 @@ void NotifieeList::deliverToEach(Cursor& cursor, Entity const& entity, Attribute
         tooDeep(entity, id);
     Notifiee const* reactor = list.first_;
     do {
+        // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): the cursor stops at the list's end
         cursor.next = reactor->next_;
         if (reactor->hasNotificationActive())
             react(*reactor, entity, id, key);
