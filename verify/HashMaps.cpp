@@ -25,7 +25,7 @@ constexpr std::array<const char*, 6> kinds{
 std::string work(Run& run) {
     // From 4 buckets on, one doubling after the other, to 512 of them.
     constexpr std::array<MapTurn, 8> turns{
-        {{4, 4}, {16, 16}, {64, 64}, {8, 8}, {128, 64}, {32, 32}, {64, 64}, {512, 400}}};
+        {{512, 400}, {4, 4}, {16, 16}, {64, 64}, {8, 8}, {128, 64}, {32, 32}, {64, 64}}};
     U64 stepsOfWalks = 0;
     U64 growths = 0;
     U64 done = 0;
