@@ -90,6 +90,7 @@ void writeRstBpdu(Stp::RstpBpdu bpdu, IntxMstiInfo const& cist) {
 
 } // namespace
 
+// cppcheck-suppress passedByValue ; six octets, in a register
 Kolvu::Pkt::Ptr VarnolGetPkt(Bridging::VlanIdOrNone vlan, Kolvu::EthAddr srcMac, U32 size,
                              Stp::CommonBpdu** bpdu) {
     return getPkt(vlan, srcMac, size, bpdu);

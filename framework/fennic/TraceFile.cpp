@@ -13,6 +13,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <thread>
 #include <utility>
@@ -241,7 +242,7 @@ void TraceFile::memoryIs(std::span<std::byte> memory) {
     std::ranges::fill(memory, std::byte{0});
 
     const bool large = memory.size() >= largeMemorySize;
-    auto* header = ::new (memory.data()) FileHeader{};
+    auto* const header = std::construct_at(reinterpret_cast<FileHeader*>(memory.data()));
     std::ranges::copy(FileHeader::magicText, header->magic);
     header->version = FileHeader::currentVersion;
     header->headerSize = sizeof(FileHeader);
@@ -278,7 +279,7 @@ void TraceFile::memoryIs(std::span<std::byte> memory) {
         Lane& lane = lanes_[index];
         lane.chunk.store(0, std::memory_order_relaxed);
         lane.place = lane.chunkEnd = nullptr;
-        lane.header = ::new (place) LaneHeader{};
+        lane.header = std::construct_at(reinterpret_cast<LaneHeader*>(place));
         lane.top = reinterpret_cast<BlockRecord*>(place + sizeof(LaneHeader));
         lane.framesEnd = lane.top + framesPerLane_;
         lane.depth = lane.recordCount = 0;
@@ -393,13 +394,14 @@ void TraceFile::describe(FileHeader& header, U32 messageId, Description const& m
         atomic(header.descriptorsMissing).fetch_add(1, std::memory_order_relaxed);
         return;
     }
-    auto* descriptor = ::new (descriptorsEnd_)
+    auto* descriptor = std::construct_at(
+        reinterpret_cast<Descriptor*>(descriptorsEnd_),
         Descriptor{.size = static_cast<U32>(size),
                    .messageId = messageId,
                    .line = message.line,
                    .textSize = static_cast<U32>(message.text.size()),
                    .sourceFileSize = static_cast<U32>(message.sourceFileName.size()),
-                   .kind = message.kind};
+                   .kind = message.kind});
     auto* octets = reinterpret_cast<char*>(descriptor + 1);
     std::ranges::copy(message.sourceFileName, std::ranges::copy(message.text, octets).out);
     descriptorsEnd_ += size;

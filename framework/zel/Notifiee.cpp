@@ -34,6 +34,7 @@ class [[gnu::visibility("hidden")]] NotifieeList::Cursor {
         Cursor* const outer_;
     };
 
+    // cppcheck-suppress uninitMemberVar ; that is what Entered does
     Cursor() = default;
     Cursor(Cursor const&) = delete;
     Cursor& operator=(Cursor const&) = delete;

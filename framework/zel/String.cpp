@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <new>
 #include <stdexcept>
 
@@ -13,7 +14,8 @@ namespace Zel {
 String::Body* String::newBody(std::size_t size) {
     if (size > std::numeric_limits<U32>::max())
         throw std::length_error("Zel::String");
-    Body* body = ::new (PtrInterface::zelMemAlloc(sizeof(Body) + size + 1)) Body;
+    Body* body =
+        std::construct_at(static_cast<Body*>(PtrInterface::zelMemAlloc(sizeof(Body) + size + 1)));
     body->references = 1;
     body->size = static_cast<U32>(size);
     return body;

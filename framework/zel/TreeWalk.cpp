@@ -15,6 +15,7 @@ std::vector<TreeElement> treeElements(PtrInterface const& object, AttributeId at
                                        valueToStrep(U64{attribute}))
                                 .c_str());
     std::vector<TreeElement> elements;
+    // cppcheck-suppress nullPointerRedundantCheck ; throwRangeException() does not return
     for (; walk->iterNonnull(); walk->iterInc())
         elements.push_back({walk->iterKey(), walk->iterObj()});
     std::ranges::stable_sort(elements, [](TreeElement const& left, TreeElement const& right) {
@@ -36,6 +37,7 @@ TypeNode const& treeType(PtrInterface const& object) {
             String("the class ")
                 .merge(type ? type->name() : "of an object", " has no generic attribute interface")
                 .c_str());
+    // cppcheck-suppress nullPointerRedundantCheck ; the same
     return *type;
 }
 

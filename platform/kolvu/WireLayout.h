@@ -18,6 +18,8 @@ namespace Kolvu::WireLayout {
 /// A field: its name in the standard, and its octets counted from the first of the layout.
 /// @tparam V  the field's value, which encodes and decodes itself
 template <class V> struct Field {
+    static constexpr std::size_t wireOctets = V::wireOctets;
+
     const char* name;
     std::size_t offset;
     std::size_t size;
@@ -36,9 +38,9 @@ template <class V> struct Field {
 /// last one ends with the layout.
 template <class Layout> consteval bool isContiguous() {
     std::size_t end = 0;
-    const auto follows = [&end]<class V>(Field<V> const& field) {
+    const auto follows = [&end](auto const& field) {
         const std::size_t begin = std::exchange(end, field.offset + field.size);
-        return field.offset == begin && field.size == V::wireOctets;
+        return field.offset == begin && field.size == field.wireOctets;
     };
     return std::apply([&](auto const&... field) { return (follows(field) && ...); },
                       Layout::fields) &&

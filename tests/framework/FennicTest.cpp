@@ -621,10 +621,10 @@ bool filterSystemCalls(U32 systemCall, U32 actionForIt, U32 actionForOthers) {
 template <class Action> bool makesNoSystemCall(Action const& action) {
     const pid_t child = ::fork();
     if (child == 0) {
-        if (!filterSystemCalls(SYS_exit, SECCOMP_RET_ALLOW, SECCOMP_RET_KILL_PROCESS))
+        if (!filterSystemCalls(SYS_exit_group, SECCOMP_RET_ALLOW, SECCOMP_RET_KILL_PROCESS))
             ::raise(SIGKILL);
         action();
-        ::syscall(SYS_exit, 0);
+        ::syscall(SYS_exit_group, 0);
     }
     int status = 0;
     while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
