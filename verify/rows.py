@@ -39,4 +39,15 @@ ROWS = [
         "10 million changes, a million interfaces added and removed; census exact, memory flat within 64 KiB",
         ["{build}/verify/verify-soak"],
     ),
+    Row(
+        "threads",
+        "races between threads",
+        "two threads with independent sets of mirrored trees; two threads that hand over, copy and drop shared"
+        " pointers and strings, with thread-safe pointers",
+        "ThreadSanitizer silent, a million operations of each on each thread",
+        [
+            "cmake --preset gcc-tsan >/dev/null && cmake --build --preset gcc-tsan --target verify-threads -- --quiet",
+            "TSAN_OPTIONS=halt_on_error=1 build/gcc-tsan/verify/verify-threads && echo 'note: ThreadSanitizer silent'",
+        ],
+    ),
 ]
