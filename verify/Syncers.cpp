@@ -1,0 +1,154 @@
+/// All kinds of syncer at once, over many seeds: the transmit tree into another and into the
+/// dynamic receive tree, a receive tree into that same dynamic tree, and a record into another
+/// beside the counter of its changes. Sources, destinations and syncers change at random: they are
+/// written, paused, bound to other sources, dropped and made anew; models that know nothing of the
+/// library say what comes of it.
+///
+/// What is done, what the destinations tell, and how everything looks at each comparison goes into
+/// a digest, which is told at the end: it is the same for each compiler.
+
+#include "framework/zel/Census.h"
+#include "tests/model/Journal.h"
+#include "tests/syncers/RecordWorld.h"
+#include "tests/syncers/TransmitWorld.h"
+#include "verify/Verify.h"
+
+#include <cstdio>
+#include <iostream>
+
+namespace {
+
+using Zel::U64;
+
+constexpr unsigned operationsPerSeed = 1000;
+constexpr unsigned operationsPerComparison = 25;
+constexpr U64 seedsReplayed = 100;
+
+struct Met {
+    U64 operations = 0, comparisons = 0, differences = 0, notifications = 0;
+    U64 paused = 0, refused = 0;
+};
+
+/// The syncers of all kinds, and in every other world the journal of what they write; where nobody
+/// follows a destination, they write it in other ways.
+class Syncers {
+  public:
+    explicit Syncers(U64 seed)
+        : dice_(seed)
+        , transmit_(dice_, dynamic_)
+        , receive_(dice_, dynamic_)
+        , record_(dice_) {
+        if (seed % 2 != 0)
+            return;
+        journal_.follow(transmit_.dest(), "tx/");
+        journal_.follow(dynamic_.tree, "dynamic/");
+        journal_.follow(record_.dest(), "record/");
+    }
+
+    /// @return the digest
+    U64 run(Met& met) {
+        for (unsigned done = 0; done < operationsPerSeed;) {
+            if (!operate())
+                continue;
+            ++done;
+            ++met.operations;
+            for (std::string const& line : journal_.take()) {
+                dice_.digest.add(line);
+                ++met.notifications;
+            }
+            if (done % operationsPerComparison == 0)
+                compare(met);
+        }
+        transmit_.becomesEqual();
+        receive_.becomesEqual();
+        record_.becomesEqual();
+        digestAll();
+        met.differences += transmit_.different + receive_.different + record_.different;
+        met.paused += transmit_.paused + receive_.paused;
+        met.refused += transmit_.refusedSource + transmit_.refusedDest + receive_.refused;
+        return dice_.digest.value();
+    }
+
+  private:
+    bool operate() {
+        switch (dice_.below(5)) {
+        case 0:
+            return record_.operate();
+        case 1:
+        case 2:
+            return receive_.operate();
+        default:
+            return transmit_.operate();
+        }
+    }
+    void compare(Met& met) {
+        transmit_.compare();
+        receive_.compare();
+        record_.compare();
+        digestAll();
+        ++met.comparisons;
+    }
+    void digestAll() {
+        for (Journal::Entity const& tree :
+             {Journal::Entity(transmit_.dest()), Journal::Entity(dynamic_.tree),
+              Journal::Entity(record_.dest())}) {
+            for (std::string const& line : TreeText::contents(tree))
+                dice_.digest.add(line);
+        }
+    }
+
+    Dice dice_;
+    DynamicTree dynamic_;
+    TransmitWorld transmit_;
+    ReceiveWorld receive_;
+    RecordWorld record_;
+    Journal journal_;
+};
+
+U64 digestOf(U64 seed, Met& met) {
+    try {
+        const U64 digest = Syncers(seed).run(met);
+        Verify::expect(Zel::census().live() == 0, "no object is left behind");
+        return digest;
+    } catch (std::exception const& fault) {
+        Verify::found("world " + std::to_string(seed) + ", after " +
+                      std::to_string(met.operations % operationsPerSeed) +
+                      " operations: " + fault.what());
+    }
+}
+
+std::string verify(Verify::Run& run) {
+    const U64 seeds = run.times(10'000);
+    Met met;
+    std::vector<U64> digests;
+    Digest all;
+    for (U64 seed = 0; seed < seeds; ++seed) {
+        digests.push_back(digestOf(run.seed() + seed, met));
+        all.add(digests.back());
+    }
+    const U64 replayed = std::min(seeds, seedsReplayed);
+    Met again;
+    for (U64 seed = 0; seed < replayed; ++seed) {
+        if (digestOf(run.seed() + seed, again) != digests[seed])
+            Verify::found("world " + std::to_string(run.seed() + seed) +
+                          " is another when replayed");
+    }
+    Verify::expect(met.operations == seeds * operationsPerSeed, "every operation was done");
+    Verify::expect(met.differences > seeds && met.differences < 3 * met.comparisons,
+                   "source and destination differ at times");
+    Verify::expect(met.paused > seeds / 2 && met.refused > seeds / 10,
+                   "syncers were paused, and refused other sources");
+    std::cout << "note: " << Verify::grouped(met.comparisons) << " comparisons of all trees and "
+              << "syncers with the models, " << Verify::grouped(met.notifications)
+              << " notifications of destinations, syncers paused " << Verify::grouped(met.paused)
+              << " times, " << Verify::grouped(met.refused)
+              << " changes of parameters refused; the first " << replayed
+              << " seeds replayed with the same trace\n";
+    std::printf("note: trace digest %016llx\n", static_cast<unsigned long long>(all.value()));
+    std::fflush(stdout);
+    return Verify::grouped(met.operations) + " operations, " + Verify::grouped(seeds) + " seeds";
+}
+
+} // namespace
+
+int main(int argc, char** argv) { return Verify::Run::main(argc, argv, verify); }

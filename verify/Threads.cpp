@@ -1,0 +1,172 @@
+/// What threads may do with the library, for ThreadSanitizer to watch: two threads with a set of
+/// mirrored trees each, which share nothing but what the framework counts; then, with thread-safe
+/// pointers, two threads that hand objects and strings to each other, copy and drop them.
+
+#include "framework/zel/Census.h"
+#include "verify/MirroredTree.h"
+#include "verify/Verify.h"
+
+#include <atomic>
+#include <iostream>
+#include <optional>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Varnol::IntxInfo;
+using Zel::U64;
+
+constexpr unsigned threads = 2;
+
+/// Runs work(thread) on each thread. Throws what one of them has thrown.
+template <class Work> void onThreads(Work const& work) {
+    std::array<std::exception_ptr, threads> thrown;
+    std::vector<std::thread> running;
+    for (unsigned thread = 0; thread < threads; ++thread)
+        running.emplace_back([&, thread] {
+            try {
+                work(thread);
+            } catch (...) {
+                thrown[thread] = std::current_exception();
+            }
+        });
+    for (std::thread& each : running)
+        each.join();
+    for (std::exception_ptr const& each : thrown) {
+        if (each)
+            std::rethrow_exception(each);
+    }
+}
+
+/// Two sets of trees, each on a thread of its own, with references counted by plain operations.
+void independentTrees(Verify::Run const& run, U64 operations) {
+    std::array<std::optional<MirroredTree>, threads> trees;
+    onThreads([&](unsigned thread) {
+        std::mt19937_64 random(run.seed() + thread);
+        MirroredTree& tree = trees[thread].emplace();
+        for (U64 done = 0; done < operations;) {
+            if (random() % 10 == 0)
+                tree.togglePort(random);
+            else if (!tree.change(random))
+                continue;
+            ++done;
+        }
+        tree.receiveAll();
+        if (const std::string difference = tree.difference(); !difference.empty())
+            Verify::found("on thread " + std::to_string(thread) + ": " + difference);
+    });
+    std::map<std::string_view, U64> expected;
+    for (auto const& tree : trees) {
+        for (auto const& [name, count] : tree->objects())
+            expected[name] += count;
+    }
+    for (Zel::ClassCensus const& each : Zel::census().classes) {
+        if (each.live != expected[each.name])
+            Verify::found("after both threads there are " + std::to_string(each.live) + " " +
+                          std::string(each.name) + ", not " + std::to_string(expected[each.name]));
+    }
+    onThreads([&](unsigned thread) { trees[thread].reset(); });
+    Verify::expect(Zel::census().live() == 0, "nothing of the trees is left");
+}
+
+/// Where a thread leaves a record, with its reference, for whoever comes next.
+using Mailbox = std::atomic<IntxInfo*>;
+
+/// Puts the pointer into the mailbox and returns what was there.
+IntxInfo::Ptr handOver(Mailbox& mailbox, IntxInfo::Ptr record) {
+    IntxInfo* const former = mailbox.exchange(record.release(), std::memory_order_acq_rel);
+    IntxInfo::Ptr taken(former);
+    if (former)
+        former->referenceDec(); // the mailbox's
+    return taken;
+}
+
+IntxInfo::Ptr newRecord(U64 number) {
+    IntxInfo::Ptr record(new IntxInfo(static_cast<Zel::U16>(number)));
+    record->configNameStringIs(Zel::String(std::to_string(number)));
+    record->configRevisionLevelIs(static_cast<Zel::U16>(number));
+    record->mstiNIs(Stp::BridgeSystemId(0))->remainingHopsIs(static_cast<Zel::U8>(number));
+    return record;
+}
+
+/// Whether a record, its entry and its string are still what they were made as.
+void expectWhole(IntxInfo const& record, Zel::String const& name) {
+    const std::string number(name.view());
+    const U64 is = std::stoull(number);
+    const Zel::U16 revision = record.configRevisionLevel();
+    Verify::expect(revision == static_cast<Zel::U16>(is), "a record that was handed over is whole");
+}
+
+/// Two threads that share objects, with references counted atomically. Objects are changed only
+/// before they are shared.
+/// @return how many were made
+U64 sharedPointers(Verify::Run const& run, U64 operations) {
+    Zel::VFPtrInterface::threadSafePointers_ = true;
+    std::atomic<U64> made{0};
+    {
+        std::array<Mailbox, 8> mailboxes{};
+        // One record of which both threads have pointers all the time.
+        const IntxInfo::Ptr always = newRecord(7);
+        onThreads([&](unsigned thread) {
+            std::mt19937_64 random(run.seed() + threads + thread);
+            std::array<IntxInfo::Ptr, 16> records;
+            std::array<Zel::String, 16> names;
+            for (U64 done = 0; done < operations; ++done) {
+                IntxInfo::Ptr& record = records[random() % records.size()];
+                Zel::String& name = names[random() % names.size()];
+                switch (random() % 8) {
+                case 0:
+                    record = newRecord(random() % 1'000'000);
+                    made.fetch_add(1, std::memory_order_relaxed);
+                    break;
+                case 1:
+                case 2:
+                    record = handOver(mailboxes[random() % mailboxes.size()], record);
+                    break;
+                case 3:
+                    record = records[random() % records.size()];
+                    break;
+                case 4:
+                    record = nullptr;
+                    break;
+                case 5:
+                    record = always;
+                    break;
+                case 6:
+                    name = names[random() % names.size()];
+                    break;
+                default:
+                    if (record) {
+                        name = record->configNameString();
+                        expectWhole(*record, name);
+                    } else {
+                        name = always->configNameString();
+                    }
+                }
+            }
+        });
+        for (Mailbox& mailbox : mailboxes)
+            handOver(mailbox, nullptr);
+        if (always->references() != 1)
+            Verify::found("a shared object has " + std::to_string(always->references()) +
+                          " references, not 1");
+    }
+    Zel::VFPtrInterface::threadSafePointers_ = false;
+    Verify::expect(Zel::census().live() == 0, "nothing of what was shared is left");
+    return made;
+}
+
+std::string verify(Verify::Run& run) {
+    const U64 operations = run.times(1'000'000);
+    independentTrees(run, operations);
+    const U64 made = sharedPointers(run, operations);
+    std::cout << "note: " << Verify::grouped(made) << " records made and shared" << std::endl;
+    return Verify::grouped(operations) +
+           " operations on each of two threads with trees of its own, " +
+           Verify::grouped(operations) + " on each of two that share pointers";
+}
+
+} // namespace
+
+int main(int argc, char** argv) { return Verify::Run::main(argc, argv, verify); }
