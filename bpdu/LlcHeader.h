@@ -11,6 +11,7 @@ namespace Varnol::LlcHeader {
 
 using Kolvu::WireLayout::Field;
 
+/// Without a tag.
 struct Untagged {
     static constexpr std::tuple fields{
         Field<Kolvu::EthAddr>{"Destination Address", 0, 6},
@@ -24,6 +25,7 @@ struct Untagged {
 };
 static_assert(Kolvu::WireLayout::isContiguous<Untagged>());
 
+/// With the tag of a VLAN, IEEE 802.1Q-2018 9.
 struct Tagged {
     static constexpr std::tuple fields{
         Field<Kolvu::EthAddr>{"Destination Address", 0, 6},
@@ -45,6 +47,7 @@ inline constexpr Kolvu::EthAddr bridgeGroupAddress{0x01, 0x80, 0xc2, 0x00, 0x00,
 inline constexpr Zel::U8 spanningTreeSap = 0x42;
 /// LLC control: unnumbered information.
 inline constexpr Zel::U8 unnumberedInformation = 0x03;
+/// The tag protocol identifier of a Customer VLAN tag, IEEE 802.1Q-2018 Table 9-1.
 inline constexpr Zel::U16 vlanTagProtocol = 0x8100;
 /// LLC octets that the length field counts besides the BPDU.
 inline constexpr Zel::U32 llcOctets = 3;

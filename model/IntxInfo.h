@@ -50,6 +50,7 @@ class VARNOL_API IntxInfo final : public Zel::Object<IntxInfo, Zel::Entity>,
 /// Writes the record on one line: each attribute as name=value, then its entries in braces. A null
 /// record is written as "null".
 VARNOL_API Zel::TraceStream& operator<<(Zel::TraceStream& stream, IntxInfo const* info);
+/// The same for one entry, which has none in braces.
 VARNOL_API Zel::TraceStream& operator<<(Zel::TraceStream& stream, IntxMstiInfo const* entry);
 
 } // namespace Varnol

@@ -11,7 +11,9 @@ namespace Varnol {
 
 /// The BPDU counters of a port, each modulo 2^32. Copied whole, never field by field.
 struct PortCounters {
+    /// BPDUs that the port has sent.
     Zel::U32 sent = 0;
+    /// BPDUs that the port has received.
     Zel::U32 received = 0;
     /// Received BPDUs that were tagged where none may be.
     Zel::U32 taggedErrors = 0;

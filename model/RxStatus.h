@@ -23,6 +23,7 @@ class VARNOL_API RxMstPortStatus final : public Zel::Object<RxMstPortStatus, Zel
     using NotifieeConst = Zel::NotifieeConstOf<RxMstPortStatus>;
     static Zel::TypeNode const _zelType;
 
+    /// An entity of its own, in no tree yet: all zero but its key, and without children.
     explicit RxMstPortStatus(Kolvu::IntfId intfId);
     ~RxMstPortStatus() override;
 
@@ -53,6 +54,7 @@ class VARNOL_API RxMstStatus final : public Zel::Object<RxMstStatus, Zel::Entity
     using NotifieeConst = Zel::NotifieeConstOf<RxMstStatus>;
     static Zel::TypeNode const _zelType;
 
+    /// An entity of its own, in no tree yet, without children.
     explicit RxMstStatus(Zel::Name name);
     ~RxMstStatus() override;
 

@@ -20,6 +20,7 @@ class VARNOL_API TxMstPortStatus final : public Zel::Object<TxMstPortStatus, Zel
     using NotifieeConst = Zel::NotifieeConstOf<TxMstPortStatus>;
     static Zel::TypeNode const _zelType;
 
+    /// An entity of its own, in no tree yet: all zero but its key, and without children.
     explicit TxMstPortStatus(Kolvu::IntfId intfId);
     ~TxMstPortStatus() override;
 
@@ -42,6 +43,7 @@ class VARNOL_API TxMstStatus final : public Zel::Object<TxMstStatus, Zel::Entity
     using NotifieeConst = Zel::NotifieeConstOf<TxMstStatus>;
     static Zel::TypeNode const _zelType;
 
+    /// An entity of its own, in no tree yet, without children.
     explicit TxMstStatus(Zel::Name name);
     ~TxMstStatus() override;
 

@@ -19,6 +19,7 @@ class VARNOL_API IntxInfoChangeSm final : public Zel::RootSyncer<IntxInfoChangeS
   public:
     class ZelIntxInfo;
     class ZelMstiN;
+    /// What RootSyncer calls the reactor on the source.
     using ZelSource = ZelIntxInfo;
     using MstiN = Zel::ChildReactors<IntxInfo::mstiNAttribute, ZelMstiN, IntxInfoChangeSm>;
     using MstiNIterator = decltype(std::declval<MstiN&>().begin());
@@ -36,6 +37,7 @@ class VARNOL_API IntxInfoChangeSm final : public Zel::RootSyncer<IntxInfoChangeS
 
     /// The count of changes.
     ZEL_SCALAR(258, unsigned, updatedFieldCount)
+    /// Counts one change; goes on at 0 after 2^32 - 1.
     void incUpdatedFieldCount() { updatedFieldCountIs(updatedFieldCount() + 1); }
 
     /// The record watched; null without one.
@@ -93,6 +95,7 @@ class IntxInfoChangeSm::ZelMstiN final
     /// it turns back. Requires: it has an owner, where the flag changes.
     void zelDoZombieReactors(bool zombie) override;
 
+    /// Counts a change of the entry, of whichever scalar.
     void zel_handleMstiN() { owner()->incUpdatedFieldCount(); }
     template <Zel::ScalarAttribute A> void handle(A) { zel_handleMstiN(); }
 };

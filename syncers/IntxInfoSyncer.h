@@ -50,6 +50,8 @@ class VARNOL_API IntxInfoSyncer final : public Zel::RootSyncer<IntxInfoSyncer, I
     void traceName(Zel::TraceStream& out) const;
 
     void handleInitialized();
+    /// Gives the destination the entry of that instance, or takes it away, as the source has it.
+    /// Its values are for the reactor on the source's entry.
     void handleMstiN(Stp::BridgeSystemId key);
 };
 

@@ -53,12 +53,15 @@ class VARNOL_API RxMstPortStatusToRxDynamicSyncer final
     /// Copies the scalars, the first time. Records that the source has by then are left until their
     /// update count changes.
     void handleInitialized();
+    ///@{
+    /// Copies the scalar of that name. Requires a source where there is a destination.
     void handleBpduCount();
     void handleRateLimitInterval();
     void handleRateLimitMaxCount();
     void handleRateLimitEnabled();
     void handleCounters();
     void handleLocalCounters();
+    ///@}
     /// Copies the VLAN's record and adds 1 to its update count, or deletes both where the source
     /// has no record or no update count.
     void handleRxUpdate(Bridging::VlanIdOrNone vlan);

@@ -55,6 +55,8 @@ class VARNOL_API RxMstStatusToRxDynamicSyncer final
                    Zel::Ptr<RxStatus> const& rxStatus);
 
     void handleInitialized();
+    /// Creates the syncer of the interface while the source has that, removes it otherwise. Throws
+    /// as mstDynPortSmIs().
     void handleMstPortStatus(Kolvu::IntfId intf);
     /// For each interface of the source.
     void handleMstPortStatus();

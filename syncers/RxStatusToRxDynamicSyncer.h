@@ -56,6 +56,8 @@ class VARNOL_API RxStatusToRxDynamicSyncer final
                                                        Zel::Ptr<RxStatus> const& rxStatus);
 
     void handleInitialized();
+    /// Creates the syncer of the MST name while the source has that, removes it otherwise. Throws
+    /// as mstDynSyncerSmIs().
     void handleMstStatus(Zel::Name name);
     /// For each MST name of the source.
     void handleMstStatus();

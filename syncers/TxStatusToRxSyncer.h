@@ -42,6 +42,7 @@ class VARNOL_API TxStatusToRxSyncer final : public Zel::RootSyncer<TxStatusToRxS
     void traceName(Zel::TraceStream& out) const;
 
     void handleInitialized();
+    /// Gives the receive tree the MST name, or takes it away, as the source has it.
     void handleTxMstStatus(Zel::String name);
 };
 
@@ -72,6 +73,7 @@ class TxStatusToRxSyncer::ZelTxMstStatusSm final
 
     ZelTxMstStatusSm(Zel::Ptr<TxMstStatus const> const& txMstStatus, TxStatusToRxSyncer* syncer);
 
+    /// Key: the MST name.
     ZEL_NAME()
     ZEL_OWNER(258, TxStatusToRxSyncer, owner)
     /// The source's MST name.
@@ -88,6 +90,7 @@ class TxStatusToRxSyncer::ZelTxMstStatusSm final
     void traceName(Zel::TraceStream& out) const;
 
     void handleInitialized();
+    /// Gives the receive tree the interface, or takes it away, as the source has it.
     void handleTxMstPortStatus(Kolvu::IntfId intfId);
 
     void handle(TxMstStatus::txMstPortStatusAttribute, Kolvu::IntfId intfId) {

@@ -47,6 +47,7 @@ class VARNOL_API TxStatusToTxSyncer final : public Zel::RootSyncer<TxStatusToTxS
     void traceName(Zel::TraceStream& out) const;
 
     void handleInitialized();
+    /// Gives the destination the MST name, or takes it away, as the source has it.
     void handleTxMstStatus(Zel::String name);
 };
 
@@ -82,6 +83,7 @@ class TxStatusToTxSyncer::ZelTxMstStatusSm final
     ZelTxMstStatusSm(Zel::Ptr<TxMstStatus const> const& txMstStatus, TxStatusToTxSyncer* parent);
     ~ZelTxMstStatusSm() override;
 
+    /// Key: the MST name.
     ZEL_NAME()
     /// The source's MST name.
     ZEL_CONSTANT_VIEW(258, Zel::Ptr<TxMstStatus const>, txMstStatus)
@@ -102,6 +104,7 @@ class TxStatusToTxSyncer::ZelTxMstStatusSm final
     newTxMstPortStatus(Zel::Ptr<TxMstPortStatus const> const& element);
 
     void handleInitialized();
+    /// Gives the destination the interface, or takes it away, as the source has it.
     void handleTxMstPortStatus(Kolvu::IntfId intf);
 
     void handle(TxMstStatus::txMstPortStatusAttribute, Kolvu::IntfId intf) {
@@ -126,6 +129,7 @@ class TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm final
                          ZelTxMstStatusSm* parent);
     ~ZelTxMstPortStatusSm() override;
 
+    /// Key: the interface.
     Kolvu::IntfId fwkKey() const noexcept { return intfId_; }
     /// The source's interface.
     ZEL_CONSTANT_VIEW(258, Zel::Ptr<TxMstPortStatus const>, txMstPortStatus)
@@ -141,6 +145,7 @@ class TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm final
     Zel::String keyInfo() const;
     void traceName(Zel::TraceStream& out) const;
 
+    /// Whether the VLAN has a syncer.
     bool txInfoSyncerHas(Bridging::VlanIdOrNone vlan);
     /// Creates the syncer of a VLAN, or returns the one that there is. Throws NameInUseException,
     /// and changes nothing, when that one has another source, destination or parent identifier.
@@ -148,7 +153,10 @@ class TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm final
                                        Bridging::VlanIdOrNone vlan, Zel::String parentId);
 
     void handleInitialized();
+    /// Gives the destination the VLAN's record and keeps a syncer for it, or takes both away, as
+    /// the source has it.
     void handleTxInfo(Bridging::VlanIdOrNone vlan);
+    /// Copies the VLAN's update count; one of 0 is erased.
     void handleTxUpdate(Bridging::VlanIdOrNone vlan);
 
     void handle(TxMstPortStatus::txUpdateAttribute, Bridging::VlanIdOrNone vlan);

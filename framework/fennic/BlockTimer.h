@@ -10,7 +10,8 @@ struct BlockPlace {
     const char* signature;
     /// Without folders.
     const char* sourceFileName;
-    unsigned line;
+    unsigned line; ///< counted from 1
+    /// Stored with the first block that is entered while the trace is on.
     MessageId messageId{0};
 };
 

@@ -14,12 +14,17 @@ namespace Fennic {
 /// Nothing is registered without finish().
 class MsgDesc {
   public:
+    /// @param file, messageId  where the message is registered, and where its identifier is stored;
+    /// they outlive the composer
+    /// @param sourceFileName  without folders; not copied
+    /// @param line  counted from 1
     MsgDesc(TraceFile& file, MessageId* messageId, std::string_view sourceFileName, unsigned line)
         : file_(file)
         , messageId_(*messageId)
         , sourceFileName_(sourceFileName)
         , line_(line) {}
 
+    /// Appends what a Zel::TraceStream takes. Throws std::bad_alloc.
     template <class Piece> MsgDesc& operator<<(Piece const& piece) {
         text_ << piece;
         return *this;

@@ -37,6 +37,7 @@ class VARNOL_API TraceFile {
   public:
     /// What the memory has at least to be, in octets.
     static constexpr std::size_t minimumMemorySize = 16384;
+    /// What the address of the memory has to be a multiple of.
     static constexpr std::size_t memoryAlignment = alignof(FileHeader);
     /// How many threads can record at a time: 2, and in memory of 256 KiB and more 8.
     static constexpr std::size_t maxLanes = 8;
@@ -47,6 +48,7 @@ class VARNOL_API TraceFile {
     /// No other thread may use the file any more.
     ~TraceFile() { memoryIs({}); }
 
+    /// Whether memory is attached. Another thread may change that at any time.
     bool isOn() const noexcept { return epoch_.load(std::memory_order_relaxed) != 0; }
 
     /// Writes the trace into that memory from now on, beginning with a new header, all messages

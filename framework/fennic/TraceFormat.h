@@ -41,27 +41,36 @@ using Zel::U32;
 using Zel::U64;
 using Zel::U8;
 
+/// What the memory begins with.
 struct FileHeader {
+    ///@{
+    /// What a writer of this version stores in `magic`, `orderMark` and `version`.
     static constexpr char magicText[8] = {'F', 'E', 'N', 'N', 'I', 'C', '\r', '\n'};
     static constexpr U32 orderMarkValue = 0x01020304;
     static constexpr U32 currentVersion = 2;
+    ///@}
     /// clock_gettime(CLOCK_MONOTONIC) in nanoseconds. On Linux it is read through the vDSO: no
     /// system call.
     static constexpr U32 clockMonotonic = 1;
 
+    /// magicText: the memory holds a trace.
     char magic[8];
     /// orderMarkValue. Stored last, with release order. Atomic.
     U32 orderMark;
+    /// The writer's currentVersion.
     U32 version;
-    U32 headerSize;
+    U32 headerSize; ///< octets of this header
     /// What the times of records are: clockMonotonic.
     U32 clock;
     /// Octets of the whole memory.
     U64 memorySize;
+    /// Octets from the beginning of the memory to the first descriptor.
     U32 descriptorsOffset;
     /// Octets set aside for descriptors.
     U32 descriptorsSize;
+    /// Octets from the beginning of the memory to the ring.
     U32 ringOffset;
+    /// Octets of a record, in the ring and as a frame of a lane.
     U32 recordSize;
     /// Places in the ring; a multiple of chunkSize.
     U64 ringCapacity;
@@ -74,18 +83,25 @@ struct FileHeader {
     U32 descriptorCount;
     /// Descriptors that found no room; records name them by the identifier 0. Atomic.
     U32 descriptorsMissing;
+    ///@{
     /// One moment in both clocks, in nanoseconds: when the memory was attached, on the records'
     /// clock and since 1970 (CLOCK_REALTIME).
     U64 attachedAt;
     U64 attachedAtRealtime;
+    ///@}
+    /// As the system numbered it when the memory was attached.
     U32 processId;
+    /// Octets from the beginning of the memory to the first lane.
     U32 lanesOffset;
+    /// So many threads can record at a time.
     U32 laneCount;
     /// Octets of one lane, with its header.
     U32 laneSize;
+    /// So many open blocks of a thread have a frame.
     U32 framesPerLane;
+    /// Records of a chunk.
     U32 chunkSize;
-    U32 reserved[2];
+    U32 reserved[2]; ///< 0
 };
 
 /// Followed by the lane's frames.
@@ -97,9 +113,10 @@ struct LaneHeader {
     /// Blocks that are open now, also those beyond framesPerLane, whose frames are not kept.
     /// Atomic.
     U64 depth;
-    U64 reserved;
+    U64 reserved; ///< 0
 };
 
+/// What a descriptor describes.
 enum class DescriptorKind : U32 {
     /// A place in the source: its text and the name of its source file.
     message = 0,
@@ -117,26 +134,33 @@ struct Descriptor {
     U32 size;
     /// The first descriptor has 0 and stands for all those that found no room.
     U32 messageId;
+    /// Of a place, counted from 1; of a class 0.
     U32 line;
+    ///@{
+    /// Octets of what follows: of the text, and of the name of the source file.
     U32 textSize;
     U32 sourceFileSize;
+    ///@}
+    /// Says what the text and the name are.
     DescriptorKind kind;
 };
 
 /// A key as a record holds it.
 struct KeyImage {
-    static constexpr U8 none = 0;
+    static constexpr U8 none = 0; ///< no key: the rest is 0
     /// A number: the U64 at offset 8.
     static constexpr U8 number = 1;
     /// A text: its first octets, as many as there is room for.
     static constexpr U8 text = 2;
 
-    U8 kind;
+    U8 kind; ///< none, number or text
     /// Of a text: its whole length in octets, 255 for 255 and more.
     U8 size;
+    /// Of a text its octets, filled up with zeros; of a number octets 6 to 13.
     char octets[22];
 };
 
+/// What a block is about, and whose its messageId is.
 enum class BlockKind : U8 {
     /// A block that the source opens by itself, as a handler does. messageId is a message's. Also
     /// the record of any block whose frame was not kept, because it was too deep or entered before
@@ -154,25 +178,31 @@ enum class BlockKind : U8 {
 /// write the entity written and what is written, and of a handler the same as of the block around
 /// it.
 struct BlockRecord {
+    /// Set in the sequence word while a record must not be read.
     static constexpr U64 beingWritten = U64{1} << 63;
 
+    /// The record's number, from 1; the memory above says when it is valid. 0 in a frame. Atomic.
     U64 sequence;
-    /// When the block was entered and left, on the header's clock.
+    ///@{
+    /// When the block was entered and left, on the header's clock. A frame's end is 0.
     U64 begin;
     U64 end;
+    ///@}
     /// The entity's address, only to tell one from the other; 0: none.
     U64 entity;
     /// 0: of a descriptor that found no room.
     U32 messageId;
     /// The attribute's identifier; 0: none, or all.
     U16 attribute;
+    /// In which lane the block was open, counted from 0.
     U16 lane;
     /// The descriptor of the entity's class; 0: none, or without room.
     U32 typeId;
     /// Blocks open around this one in its lane.
     U16 depth;
+    /// How the other words are to be read.
     BlockKind kind;
-    U8 reserved;
+    U8 reserved; ///< 0
     /// Under which key the entity itself stands in its parent.
     KeyImage entityKey;
     /// The key of the element of the attribute.

@@ -12,6 +12,7 @@ class TypeNode;
 
 /// What happens to an entity, for those who look on.
 struct Activity {
+    /// The entity that has changed, or that is written.
     Entity const& entity;
     /// Which attribute; 0 for all.
     AttributeId attribute;
@@ -32,6 +33,8 @@ class ActivityObserver {
     virtual U64 reactionBegins(Activity const& activity) noexcept = 0;
     /// A syncer is about to write into the entity. @return what ends() is given
     virtual U64 writeBegins(Activity const& activity) noexcept = 0;
+    /// The reaction or the write is over, also by an exception.
+    /// @param begun  what the function that began it has returned
     virtual void ends(TypeNode const& actor, U64 begun) noexcept = 0;
 
   protected:
@@ -46,6 +49,7 @@ extern constinit std::atomic<ActivityObserver*> activityObserver
 
 } // namespace detail
 
+/// The observer; null for none. May be asked from any thread.
 inline ActivityObserver* activityObserver() noexcept {
     return detail::activityObserver.load(std::memory_order_relaxed);
 }

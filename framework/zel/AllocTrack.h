@@ -42,6 +42,7 @@ class VARNOL_API AllocTrackTypeInfo {
     /// Takes one such record back: the object is gone, or its construction threw.
     static void trackDeallocation(Slot& slot) noexcept;
 
+    ///@{
     /// The same two, for a class whose objects are not made or destroyed by two threads at a time:
     /// without an atomic read-modify-write operation.
     static void trackAllocationAlone(Slot& slot, std::type_info const& type,
@@ -54,6 +55,7 @@ class VARNOL_API AllocTrackTypeInfo {
     static void trackDeallocationAlone(Slot& slot) noexcept {
         slot.live_.store(slot.liveCount() - 1, std::memory_order_relaxed);
     }
+    ///@}
 };
 
 } // namespace Zel

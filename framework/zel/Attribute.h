@@ -26,10 +26,13 @@ namespace Zel {
 /// of declaration.
 using AttributeId = U32;
 
-inline constexpr AttributeId firstAttributeId = 258;
+///@{
 /// Identifiers 258 to 289 can be declared.
+inline constexpr AttributeId firstAttributeId = 258;
 inline constexpr AttributeId attributeIdLimit = firstAttributeId + 32;
+///@}
 
+/// Which of the declarations made the attribute.
 enum class AttributeKind : U8 {
     key,        ///< a value fixed when the entity is made
     scalar,     ///< one value
@@ -39,13 +42,14 @@ enum class AttributeKind : U8 {
     reactors,   ///< child reactors, by key
 };
 
+/// An identifier as a type: chooses the overload that knows the attribute.
 template <AttributeId id> using AttributeTag = std::integral_constant<AttributeId, id>;
 
 /// A key without its type, for those who only show it: a number or a text.
 struct KeyView {
-    bool isText;
-    U64 number;
-    std::string_view text;
+    bool isText;           ///< whether `text` is it, or `number`
+    U64 number;            ///< 0 for a text
+    std::string_view text; ///< the key's own octets; empty for a number
 };
 
 /// Of a Key that has a `view()` its text, of another its `value()`.
@@ -58,9 +62,12 @@ template <class Key> constexpr KeyView keyView(Key const& key) noexcept {
 
 /// One row of a type's attribute table.
 struct AttributeInfo {
+    ///@{
+    /// As in the attribute's description.
     AttributeId id;
     std::string_view name;
     AttributeKind kind;
+    ///@}
     /// The value's type; of a collection, the child's.
     std::type_info const* valueType;
     /// The key's type; null unless the attribute is a collection or a map of values.
@@ -69,6 +76,7 @@ struct AttributeInfo {
     KeyView (*keyView)(void const* key);
 };
 
+/// Whether E declares an attribute of that identifier.
 template <class E, AttributeId id>
 concept HasAttribute = requires {
     E::zelAttribute(AttributeTag<id>{});
@@ -79,12 +87,16 @@ template <class E, AttributeId id>
 requires HasAttribute<E, id>
 using AttributeOf = decltype(E::zelAttribute(AttributeTag<id>{}));
 
+/// It has one value, which can be written.
 template <class A>
 concept ScalarAttribute = A::kind == AttributeKind::scalar;
+/// Its elements are child entities.
 template <class A>
 concept CollectionAttribute = A::kind == AttributeKind::collection;
+/// Its elements are values.
 template <class A>
 concept ValueMapAttribute = A::kind == AttributeKind::valueMap;
+/// Its elements are child reactors or syncers.
 template <class A>
 concept ReactorsAttribute = A::kind == AttributeKind::reactors;
 /// It has elements by key.
@@ -133,6 +145,7 @@ template <class E, class F> constexpr bool dispatchAttribute(AttributeId id, F&&
     (detail::AttributeRange{});
 }
 
+/// The row of the attribute that A describes.
 template <class A> constexpr AttributeInfo attributeInfo() {
     if constexpr (KeyedAttribute<A>) {
         using Key = typename A::Key;

@@ -28,9 +28,11 @@ struct Census {
     /// Notifications that reactors have taken.
     U64 notificationsDelivered = 0;
 
+    ///@{
     /// The sums over all classes.
     U64 live() const noexcept;
     U64 writes() const noexcept;
+    ///@}
     /// The class of that name; all zero, without a name, when there is none.
     ClassCensus of(std::string_view name) const noexcept;
 };

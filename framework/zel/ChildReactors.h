@@ -17,15 +17,16 @@ template <class Child> void retire(Child& child) {
 /// HashMap). The map holds a reference to each. Walks survive every change.
 template <class Map> class KeyedReactors {
   public:
-    using Child = typename Map::element_type;
-    using Key = typename Map::key_type;
-    using Walk = typename Map::Walk;
+    using Child = typename Map::element_type; ///< the class of the reactors or syncers
+    using Key = typename Map::key_type;       ///< what a child's fwkKey() gives
+    using Walk = typename Map::Walk;          ///< holds the child on which it stands
 
     KeyedReactors() = default;
     KeyedReactors(KeyedReactors const&) = delete;
     KeyedReactors& operator=(KeyedReactors const&) = delete;
     ~KeyedReactors() { release(); }
 
+    /// The children, to be looked at; walks of it survive every change, too.
     Map const& map() const noexcept { return map_; }
     /// The child under the key, or null.
     Child* find(Key const& key) noexcept { return map_.find(key); }
@@ -69,6 +70,7 @@ template <class Map> class KeyedReactors {
     /// Removes the child on which a walk stands.
     void del(typename Map::Walk const& at) { del(Key((*at)->fwkKey())); }
 
+    /// Removes every child, as del() does.
     void delAll() {
         for (Ptr<Child> const& child : map_)
             del(Key(child->fwkKey()));
@@ -78,11 +80,13 @@ template <class Map> class KeyedReactors {
     typename Map::Walk begin() noexcept { return map_.begin(); }
     std::default_sentinel_t end() const noexcept { return {}; }
 
+    /// Switches every child's notification on or off.
     void hasNotificationActiveIs(bool active) {
         for (Ptr<Child> const& child : map_)
             child->hasNotificationActiveIs(active);
     }
 
+    /// Turns every child into a zombie, or back.
     void zelDoZombieReactors(bool zombie) {
         for (Ptr<Child> const& child : map_)
             child->zelDoZombieReactors(zombie);
@@ -105,8 +109,11 @@ template <class Map> class KeyedReactors {
 template <class A, class Child, class Owner>
 class ChildReactors : public KeyedReactors<typename A::template Map<Child, Owner>> {
   public:
+    ///@{
+    /// The collection's elements and their keys.
     using Element = typename A::Child;
     using Key = typename A::Key;
+    ///@}
 
     /// Returns the child that watches the element: the one under its key, bound to this element if
     /// it was bound to another, or a new one. Throws RangeException, and changes nothing, for null.

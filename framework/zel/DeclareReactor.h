@@ -88,6 +88,8 @@
                                                                                                    \
   public:
 
+///@{
+/// Defines, in the source file of CLASS, what the declaration of NAME in its body declares.
 #define ZEL_DEFINE_CHILDREN(CLASS, NAME)                                                           \
     ::Zel::Ptr<CLASS::NAME##Attribute::Child> CLASS::NAME(NAME##Attribute::KeyArg key) {           \
         return ::Zel::Ptr<NAME##Attribute::Child>(NAME##_.find(key));                              \
@@ -102,3 +104,4 @@
         ::Zel::Ptr<NAME##Attribute::Element const> const& element) {                               \
         return NAME##_.is(*this, element);                                                         \
     }
+///@}

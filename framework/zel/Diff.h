@@ -18,10 +18,12 @@ struct Difference {
     /// Where: as "txMstStatus[mst1].txMstPortStatus[Et1].txInfo[100].mstiN[0].flags"; empty for the
     /// roots themselves.
     std::string path;
+    ///@{
     /// The values as text, or the child; absent where there is none on that side. What is under a
     /// child that only one side has is not listed.
     std::optional<std::string> left;
     std::optional<std::string> right;
+    ///@}
 
     friend bool operator==(Difference const&, Difference const&) = default;
 };
@@ -45,8 +47,10 @@ class VARNOL_API TreeDiff {
   public:
     /// A side of a pair of elements: null where there is none.
     using Element = Value const*;
+    /// Takes a pair of elements and the key that both have; one of the two may be missing.
     using Compare = std::function<void(Value const& key, Element left, Element right)>;
 
+    /// Whether the objects' own keys are compared.
     enum Keys { withKeys, withoutKeys };
     /// Compares all attributes of two objects of one class, with or without the objects' own keys.
     /// Throws as diff().
@@ -74,6 +78,7 @@ class VARNOL_API TreeDiff {
     /// side.
     void found(Element left, Element right);
 
+    /// What was found; to be called once, at the end.
     Differences take() noexcept { return std::move(differences_); }
 
   private:

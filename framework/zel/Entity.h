@@ -57,6 +57,7 @@ template <class E> class VARNOL_API NotifieeConstOf : public Entity::NotifieeCon
     E const* watched() const noexcept {
         return static_cast<E const*>(Entity::NotifieeConst::notifier().ptr());
     }
+    /// Throws RangeException for an object of another class; null is none.
     static void checkClass(PtrInterface const* notifier) {
         if (notifier && notifier->fwkType() != &E::_zelType)
             notifierOfOtherClass(*notifier, E::_zelType);

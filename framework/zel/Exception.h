@@ -28,9 +28,11 @@ class VARNOL_API NameInUseException : public Exception {
     ~NameInUseException() override;
 };
 
-/// A null text fails an assertion.
+///@{
+/// Throws the exception of that name, with the text. A null text fails an assertion.
 [[noreturn]] VARNOL_API void throwRangeException(const char* text);
 [[noreturn]] VARNOL_API void throwNameInUseException(String const& text);
+///@}
 
 /// Throws the range exception for a null element given to the mutator of a collection.
 /// @param owner      the qualified name of the class that has the mutator

@@ -25,6 +25,7 @@ enum class GenericIfResult : U8 {
     notHandled = 2, ///< the class has no attribute of that identifier
 };
 
+/// What is to be done with an attribute.
 enum class AttributeOp : U8 {
     /// `value` becomes the attribute's; with a key, the value or the child under it. A collection
     /// or map as a whole is walked with genericIfIterator() instead.
@@ -59,6 +60,7 @@ class VARNOL_API GenericIterator {
     virtual bool iterNonnull() const = 0;
     /// Goes on to the next element, or to the end.
     virtual void iterInc() = 0;
+    /// The element's key, of the type that the attribute declares.
     virtual Value iterKey() const = 0;
     /// The child, the child reactor, or the entry's value.
     virtual Value iterObj() const = 0;
@@ -99,14 +101,18 @@ struct GenericIf {
                                                 AttributeId attribute, AttributeOp operation,
                                                 Value& value, Value const& key);
 
+    /// Does what genericIfAttributeOp() does.
     AttributeOpFunction* attributeOp;
+    /// Does what genericIfIterator() does.
     std::unique_ptr<GenericIterator> (*iterator)(PtrInterface& object, bool writable,
                                                  AttributeId attribute);
     /// Null when the class offers no creator.
     Ptr<PtrInterface> (*construct)(std::span<Value const> args);
+    /// Does what Zel::fwkKey() does.
     Value (*key)(PtrInterface const& object);
     /// The key without its type, valid as long as the object; null when the class has no key.
     KeyView (*keyView)(PtrInterface const& object) noexcept;
+    /// Does what Zel::keyInfo() does.
     String (*keyInfo)(PtrInterface const& object);
 };
 

@@ -10,11 +10,13 @@ namespace Zel::HashHelper {
 
 /// For keys that are names.
 struct KeyStringLegacy {
+    /// Zel::Name::hash().
     static U32 hash(Name const& name) noexcept { return name.hash(); }
 };
 
 /// For keys that have a hash of their own.
 struct KeyAndRhashLegacy {
+    /// The hash() of the key.
     template <class Key> static U32 hash(Key const& key) noexcept { return key.hash(); }
 };
 

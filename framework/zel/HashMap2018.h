@@ -21,15 +21,21 @@ class HashMap2018 {
     /// that stands on it goes on.
     class Node : public HashMember {
       public:
+        ///@{
+        /// The entry's own, as long as the node is good; the value changes with valueIs().
         Key const& key() const noexcept { return key_; }
         Value const& value() const noexcept { return value_; }
+        ///@}
 
+        ///@{
+        /// What a map asks of its elements, see KeyedMap and Ptr.
         Key const& fwkKey() const noexcept { return key_; }
         void referenceInc() const noexcept { ++references_; }
         void referenceDec() const noexcept {
             if (--references_ == 0)
                 destroy();
         }
+        ///@}
 
       private:
         friend class HashMap2018;
@@ -52,6 +58,7 @@ class HashMap2018 {
     using Nodes = HashMap<Node, Key, Entity, Hash>;
 
   public:
+    /// A walk over the entries, see MapWalk; it stands on nodes.
     class Iterator {
       public:
         Node const& operator*() const noexcept { return **walk_; }

@@ -36,6 +36,7 @@ static_assert(sizeof(HashMember) == 16);
 /// memory; with members it never gives buckets back. The members are not owned.
 class VARNOL_API HashTable {
   public:
+    /// What KeyedMap calls the link.
     using Member = HashMember;
 
     /// @param initialBuckets  taken up to the next power of two, and allocated when first needed
@@ -47,16 +48,20 @@ class VARNOL_API HashTable {
     /// Spreads a hash over all bits, the high ones above all; different hashes stay different.
     static constexpr U32 mixed(U32 hash) noexcept { return (hash ^ hash >> 16) * 0x9e3779b1; }
 
+    /// Counted as they come and go: takes constant time.
     U32 members() const noexcept { return members_; }
     /// Differs after every change, until 2^32 of them were made.
     U32 version() const noexcept { return version_; }
+    /// A power of two; 0 while there are none.
     U32 buckets() const noexcept { return chains_ ? U32{1} << bits_ : 0; }
     /// The bucket of a member with this mixed hash.
     U32 bucket(U32 hash) const noexcept { return static_cast<U32>((U64{hash} << bits_) >> 32); }
 
     /// The first member of the bucket for this mixed hash; null when there is none.
     Member* chain(U32 hash) const noexcept { return chains_ ? chains_[bucket(hash)] : nullptr; }
+    /// The member after this one in the same bucket; null after the last.
     static Member* chainNext(Member const& member) noexcept { return member.next_; }
+    /// The mixed hash under which the member was linked last.
     static U32 hash(Member const& member) noexcept { return member.hash_; }
     /// Whether the member stands in any table.
     static bool linked(Member const& member) noexcept { return member.linked_; }
@@ -64,6 +69,7 @@ class VARNOL_API HashTable {
     /// The first member in or after the bucket, which becomes that member's; null when there is
     /// none.
     Member* firstFromBucket(U32& bucket) const noexcept;
+    /// The first member of all; null when there is none.
     Member* first() const noexcept {
         U32 from = 0;
         return firstFromBucket(from);

@@ -6,7 +6,9 @@ namespace Zel {
 /// to its end, which sets this.
 class Initialized {
   public:
+    /// False until then.
     bool initialized() const noexcept { return initialized_; }
+    /// For handleInitialized(), as its last step.
     void initializedIs(bool initialized) noexcept { initialized_ = initialized; }
 
   private:

@@ -37,10 +37,10 @@ template <class Map, class Core, class Element, class Key, class Entity> class K
     KeyedMap(KeyedMap const&) = delete;
     KeyedMap& operator=(KeyedMap const&) = delete;
 
-    using element_type = Element;
-    using key_type = Key;
-    using Walk = MapWalk<Map, Element>;
-    using ConstWalk = MapWalk<Map, Element const>;
+    using element_type = Element;                  ///< what the map holds references to
+    using key_type = Key;                          ///< what an element's fwkKey() gives
+    using Walk = MapWalk<Map, Element>;            ///< the elements may be changed
+    using ConstWalk = MapWalk<Map, Element const>; ///< the elements may only be read
 
     /// The number of elements.
     U32 members() const noexcept { return core_.members(); }

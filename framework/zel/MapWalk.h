@@ -20,6 +20,7 @@ namespace Zel {
 /// it is no longer a member; less than 2^32 changes happen between two steps.
 template <class Map, class Element> class MapWalk {
   public:
+    /// Stands on the first element, or at the end of an empty map.
     explicit MapWalk(Map const& map) noexcept
         : map_(&map)
         , version_(map.version())

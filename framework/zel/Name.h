@@ -8,16 +8,22 @@ namespace Zel {
 class Name {
   public:
     Name() noexcept = default;
+    ///@{
+    /// From the text; throws what the constructors of String do.
     Name(String text) noexcept
         : text_(std::move(text)) {}
     Name(const char* text)
         : text_(text) {}
     Name(std::string_view text)
         : text_(text) {}
+    ///@}
 
+    ///@{
+    /// The text, good for as long as the name.
     String const& stringValue() const noexcept { return text_; }
     std::string_view view() const noexcept { return text_.view(); }
     operator String const&() const noexcept { return text_; }
+    ///@}
 
     /// FNV-1a over the octets, 32 bits.
     U32 hash() const noexcept {
@@ -27,12 +33,15 @@ class Name {
         return hash;
     }
 
+    ///@{
+    /// As String compares: by octets taken as unsigned.
     friend bool operator==(Name const& left, Name const& right) noexcept {
         return left.text_ == right.text_;
     }
     friend std::strong_ordering operator<=>(Name const& left, Name const& right) noexcept {
         return left.text_ <=> right.text_;
     }
+    ///@}
 
   private:
     String text_;

@@ -22,20 +22,24 @@ class VARNOL_API PtrInterface::NotifieeConst : public PtrInterface {
     /// Takes the reactor out of its notifier's list before anything of it is destroyed.
     void zeroReferencesIs(bool zero) override;
 
-    // The platform's hooks: its scheduler calls and overrides them, nothing here does.
+    ///@{
+    /// A hook of the platform: its scheduler calls and overrides it, nothing here does.
     virtual PtrInterface* zelReactor();
     virtual void handleNotification(ActivityConfig* activity);
     virtual void onNotificationException();
     virtual void onZeroReferences();
+    ///@}
 
     /// An attribute of the notifier has changed.
     /// @param key  of a collection attribute, the key (of the collection's key type) of the element
     ///             that was added, replaced or removed, valid during the call; null for a scalar
     virtual void onAttribute(AttributeId id, void const* key);
 
-    // More hooks of the platform.
+    ///@{
+    /// Another hook of the platform.
     virtual PtrInterface* zelFwkActivity();
     virtual PtrInterface* actsm();
+    ///@}
 
     /// Binds the reactor to an entity, after the reactors that are bound to it already; null
     /// unbinds. Throws RangeException, and changes nothing, for an object that has no reactors.
@@ -48,6 +52,8 @@ class VARNOL_API PtrInterface::NotifieeConst : public PtrInterface {
     /// Enters the reactor in its notifier's list, at the end, or takes it out, leaving it bound.
     /// Does nothing when that is so already, or without a notifier.
     void isRegisteredNotifieeIs(bool registered) const;
+    /// Whether the notifier's list has the reactor; one that is bound is in it unless it was taken
+    /// out.
     bool isRegisteredNotifiee() const noexcept { return previous_ != nullptr; }
 
     /// The entity watched; null while unbound.

@@ -23,13 +23,20 @@ class VARNOL_API NotifieeList {
     /// Deliveries still under way end without touching the list. Fatal while a reactor is bound.
     ~NotifieeList();
 
+    /// Whether no reactor is in the list; a bound one may have been taken out.
     bool empty() const noexcept { return first_ == nullptr; }
     /// The number of reactors, counted.
     U32 members() const noexcept;
 
+    ///@{
+    /// Enters a reactor that is in no list at the end, or takes one out of this list.
+    /// isRegisteredNotifieeIs() of the reactor is the way to both. A delivery under way does not
+    /// reach a reactor that was entered meanwhile.
     void add(PtrInterface::NotifieeConst const& reactor) noexcept;
     void remove(PtrInterface::NotifieeConst const& reactor) noexcept;
+    ///@}
 
+    /// How deep deliveries of one entity may be nested; deeper, the process ends.
     static constexpr U32 maxDepth = 64;
 
   private:

@@ -14,11 +14,15 @@ namespace Zel {
 /// T derives from Object<T, Base> and has a static `TypeNode const _zelType` (see TypeNode).
 template <class T, class Base> class VARNOL_API Object : public Base {
   public:
+    /// The class, as declarations in its body know it.
     using ZelSelf = T;
+    /// What holds the class's objects.
     using Ptr = Zel::Ptr<T>;
 
+    /// T's own.
     TypeNode const* fwkType() const override { return &T::_zelType; }
 
+    /// Counts the object in T's type node. Throws std::bad_alloc.
     static void* operator new(std::size_t size) {
         AllocTrackTypeInfo::Slot& slot = T::_zelType.allocations();
         AllocTrackTypeInfo::trackAllocation(slot, typeid(T), size);

@@ -48,8 +48,13 @@ class VARNOL_API PtrInterface {
             destroyedWhileHeld();
     }
 
+    ///@{
+    /// A flag of the word.
     bool hasNotificationActive() const noexcept { return (word() & notificationActiveBit) != 0; }
     bool zelMarkedForDeletion() const noexcept { return (word() & markedForDeletionBit) != 0; }
+    ///@}
+    /// Sets the flag of this object alone; zelDoZombieReactors() of a reactor also reaches the
+    /// reactors that it keeps.
     void zelMarkedForDeletionIs(bool marked) const noexcept {
         flagIs(markedForDeletionBit, marked);
     }
@@ -109,11 +114,15 @@ class VARNOL_API PtrInterface {
 
     /// Memory for a framework object, aligned for any type. Throws std::bad_alloc.
     static void* zelMemAlloc(std::size_t size);
+    /// Gives memory of zelMemAlloc() back; nothing for null.
     static void zelMemFree(void* memory) noexcept;
 
+    ///@{
+    /// Where the word has the count and the flags.
     static constexpr U32 countMask = 0x5fffffff;
     static constexpr U32 notificationActiveBit = U32{1} << 29;
     static constexpr U32 markedForDeletionBit = U32{1} << 31;
+    ///@}
 
   private:
     // Bit 29 lies amid the count's bits; a count that would carry into it is refused. Half of the

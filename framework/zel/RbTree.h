@@ -50,19 +50,25 @@ static_assert(sizeof(RbTreeMember) == 24);
 /// same number of black ones; so no way is longer than twice another. The tree owns nothing.
 class VARNOL_API RbTree {
   public:
+    /// What KeyedMap calls the links.
     using Member = RbTreeMember;
+    /// On the left of a member are those before it, on the right those after it.
     enum Side : bool { left, right };
 
     RbTree() noexcept = default;
     RbTree(RbTree const&) = delete;
     RbTree& operator=(RbTree const&) = delete;
 
+    /// Counted as they come and go: takes constant time.
     U32 members() const noexcept { return members_; }
     /// Differs after every change, until 2^32 of them were made.
     U32 version() const noexcept { return version_; }
 
+    ///@{
+    /// Null when there is none.
     Member* root() const noexcept { return root_; }
     static Member* child(Member const& member, Side side) noexcept { return member.child_[side]; }
+    ///@}
     /// The leftmost member; null when there is none.
     Member* first() const noexcept { return root_ ? outermost(root_, left) : nullptr; }
     /// The member to the right of this one; null after the last.

@@ -48,8 +48,8 @@ class Reactor : public Object<Self, NotifieeConstOf<E>>, protected Writer<Self> 
     using Base = Object<Self, NotifieeConstOf<E>>;
 
   public:
-    using Watched = E;
-    using OwnerClass = Owner;
+    using Watched = E;        ///< the class of the entity
+    using OwnerClass = Owner; ///< the class of the owner
 
     /// The attributes of a reactor that declares none (see DeclareReactor.h).
     struct notifierAttribute {
@@ -75,6 +75,7 @@ class Reactor : public Object<Self, NotifieeConstOf<E>>, protected Writer<Self> 
 
     /// The root syncer or reactor that owns this one; null once it has removed it.
     Owner* owner() const noexcept { return owner_; }
+    /// The owner has let go of the reactor.
     void ownerDel() noexcept { owner_ = nullptr; }
 
     /// The entity watched, without a reference taken; null while unbound.

@@ -23,6 +23,7 @@ void assertSameParameter(std::string_view parameter, Ptr<T> const& value, Ptr<T>
         throwReinstantiation(parameter, valueToStrepOfRawPtr(value.ptr(), typeid(T)),
                              valueToStrepOfRawPtr(current.ptr(), typeid(T)));
 }
+/// The same for a value that the exception can print.
 template <class T>
 requires requires(T const& value) { valueToStrep(value); }
 void assertSameParameter(std::string_view parameter, T const& value, T const& current) {

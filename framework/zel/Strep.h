@@ -10,8 +10,11 @@ namespace Zel {
 class PtrInterface;
 
 /// Printable representations of values, for the texts of exceptions.
+///@{
+/// As it is, without quotes.
 VARNOL_API String valueToStrep(Name const& value);
 VARNOL_API String valueToStrep(String const& value);
+///@}
 /// In decimal.
 VARNOL_API String valueToStrep(U64 value);
 

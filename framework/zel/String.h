@@ -42,31 +42,31 @@ class VARNOL_API String {
     }
     ~String() { give(); }
 
-    U32 size() const noexcept { return body_ ? body_->size : 0; }
-    bool empty() const noexcept { return body_ == nullptr; }
+    U32 size() const noexcept { return body_ ? body_->size : 0; } ///< in octets
+    bool empty() const noexcept { return body_ == nullptr; }      ///< whether size() is 0
     /// The text, followed by a zero octet; valid while a string shares it.
     const char* c_str() const noexcept { return body_ ? text(body_) : ""; }
-    std::string_view view() const noexcept { return {c_str(), size()}; }
+    std::string_view view() const noexcept { return {c_str(), size()}; } ///< good as c_str() is
 
     /// Appends all pieces in their order, with one allocation. A piece may be this string itself.
     template <std::convertible_to<std::string_view>... Piece> String& merge(Piece const&... piece) {
         return append({std::string_view(piece)...});
     }
-    String& operator+=(std::string_view piece) { return append({piece}); }
+    String& operator+=(std::string_view piece) { return append({piece}); } ///< as merge()
 
-    operator std::string_view() const noexcept { return view(); }
+    operator std::string_view() const noexcept { return view(); } ///< as view()
 
-    friend String operator+(String const& left, std::string_view right) {
+    friend String operator+(String const& left, std::string_view right) { /// throws as merge()
         return String(left) += right;
     }
-    friend String operator+(const char* left, String const& right) {
+    friend String operator+(const char* left, String const& right) { /// throws as merge()
         return String().append({left, right.view()});
     }
 
-    friend bool operator==(String const& left, String const& right) noexcept {
+    friend bool operator==(String const& left, String const& right) noexcept { /// octet by octet
         return left.body_ == right.body_ || left.view() == right.view();
     }
-    friend bool operator==(String const& left, const char* right) noexcept {
+    friend bool operator==(String const& left, const char* right) noexcept { /// never null
         return left.view() == right;
     }
     /// Order of octets taken as unsigned, a prefix before what it begins.

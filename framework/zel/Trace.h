@@ -34,14 +34,17 @@ namespace Zel {
 /// beyond does not compile.
 class TraceLevel {
   public:
-    static constexpr unsigned highest = 9;
+    static constexpr unsigned highest = 9; ///< the finest detail
 
+    /// A literal stands for its level.
     consteval TraceLevel(unsigned level)
         : value_(level) {
         if (level > highest)
             throw "a trace level is 0 to 9";
     }
+    /// 0 to highest.
     constexpr unsigned value() const noexcept { return value_; }
+    /// The level in a set of levels: bit n for level n.
     constexpr U32 bit() const noexcept { return U32{1} << value_; }
 
   private:
@@ -64,8 +67,10 @@ class VARNOL_API TraceHandle {
     /// No other thread may use the handle any more.
     ~TraceHandle();
 
+    /// What levels are switched by.
     std::string_view name() const noexcept { return name_; }
 
+    /// Whether statements of the level are to trace. The first call makes the handle known.
     bool levelIsOn(TraceLevel level) noexcept {
         if ((mask_.load(std::memory_order_relaxed) & (unregistered | level.bit())) == 0) [[likely]]
             return false;
@@ -103,8 +108,11 @@ concept TraceNumber = std::same_as<T, unsigned short> || std::same_as<T, unsigne
 /// numbers, characters, octets and pointers have no meaning here and do not compile.
 class VARNOL_API TraceStream {
   public:
+    ///@{
+    /// The text as it is. Throws std::bad_alloc, as the others do.
     TraceStream& operator<<(std::string_view text);
     TraceStream& operator<<(String const& text) { return *this << text.view(); }
+    ///@}
     /// @param text  never null
     TraceStream& operator<<(const char* text) { return *this << std::string_view(text); }
     TraceStream& operator<<(std::nullptr_t) = delete;
@@ -131,15 +139,16 @@ class VARNOL_API TraceStream {
 
 /// What a sink is given. The texts are valid during the call only.
 struct TraceRecord {
+    /// As it was composed, with whatever control characters it has.
     std::string_view text;
     /// The source file's name, without folders.
     std::string_view file;
-    unsigned line;
+    unsigned line; ///< counted from 1
     /// The function's name alone.
     std::string_view function;
     /// The name of the statement's handle.
     std::string_view handle;
-    unsigned level;
+    unsigned level; ///< 0 to 9
 };
 
 /// The default sink. Writes one line to stderr with a single write(2), as
@@ -154,11 +163,13 @@ VARNOL_API void traceToStderr(TraceRecord const& record, void* context);
 /// Where trace texts go: a function, and what it wants to be given back. A plain pair, so that a
 /// sink can be compared, put back and kept without memory or ownership.
 struct TraceSink {
+    /// @param context  the sink's
     using Function = void(TraceRecord const& record, void* context);
 
     /// Called by one thread at a time. What is traced meanwhile on that thread is dropped and
     /// counted as lost, and so is a record whose call ends with an exception.
     Function* function = &traceToStderr;
+    /// Passed on as it is; owned by nobody here.
     void* context = nullptr;
 
     friend bool operator==(TraceSink const&, TraceSink const&) noexcept = default;
@@ -185,8 +196,10 @@ class VARNOL_API TraceHelper {
 
     /// Destroys the helper and leaves the buffer alone.
     struct Destroyer {
+        /// What std::unique_ptr calls.
         void operator()(TraceHelper* helper) const noexcept { helper->~TraceHelper(); }
     };
+    /// Owns a helper, and not the buffer that it lies in.
     using InBuffer = std::unique_ptr<TraceHelper, Destroyer>;
 
     /// Null while the level is off.
@@ -211,7 +224,9 @@ class VARNOL_API TraceHelper {
     TraceStream stream_;
 };
 
+/// Memory for one helper.
 struct TraceHelper::Buffer {
+    /// Of no value while no helper lies here.
     alignas(TraceHelper) std::byte octets[sizeof(TraceHelper)];
 };
 

@@ -31,6 +31,7 @@ class VARNOL_API TraceFileSink {
     /// To be given to traceSinkIs().
     TraceSink sink() noexcept;
 
+    /// As it was given; the file may have been moved away since.
     std::string const& path() const noexcept;
 
     /// Opens the path anew, as the constructor does, after the file was moved away; the former file

@@ -32,9 +32,11 @@ struct TraceSetting {
     std::string pattern;
     /// Whether the pattern is one handle's name, in which `*` is a character like others.
     bool isName;
+    ///@{
     /// The levels that are switched on, and those that are switched off; the others are left.
     U32 on;
     U32 off;
+    ///@}
 
     /// Whether it concerns handles of that name.
     VARNOL_API bool matches(std::string_view handle) const noexcept;
@@ -55,8 +57,8 @@ VARNOL_API std::vector<TraceSetting> traceSettings();
 
 /// A handle and the levels of it that are on.
 struct TraceHandleLevels {
-    std::string handle;
-    U32 on;
+    std::string handle; ///< its name
+    U32 on;             ///< bit n for level n
 
     friend bool operator==(TraceHandleLevels const&, TraceHandleLevels const&) = default;
 };

@@ -10,6 +10,7 @@ namespace Zel {
 
 /// One element of a collection, a map of values or child reactors.
 struct TreeElement {
+    /// Of the type that the attribute declares.
     Value key;
     /// The child, or the entry's value.
     Value object;
@@ -25,6 +26,7 @@ VARNOL_API Value treeValue(PtrInterface const& object, AttributeId attribute);
 /// The object's type node. Throws RangeException when its class has no generic attribute interface.
 VARNOL_API TypeNode const& treeType(PtrInterface const& object);
 
+/// Whether it is a collection, a map of values or child reactors.
 inline bool hasElements(AttributeInfo const& attribute) noexcept {
     return attribute.keyType != nullptr;
 }

@@ -50,6 +50,7 @@ class TypeNode {
     /// How often objects of this class, a reactor's or a syncer's, have written into a destination.
     /// Writes that two threads make at the same time may be counted as one.
     U64 writes() const noexcept { return writes_.load(std::memory_order_relaxed); }
+    /// Counts one more; see Writer.
     [[gnu::always_inline]] void writesInc() const noexcept {
         writes_.store(writes() + 1, std::memory_order_relaxed);
     }

@@ -93,6 +93,7 @@ class VARNOL_API Value {
 
     /// Whether there is none.
     bool none() const noexcept { return type_ == nullptr; }
+    /// Whether it is a pointer to an object, null too.
     bool isObject() const noexcept { return type_ == &objectType; }
 
     /// The value, if it is of type T and no other, without regard to conversions; else null.
@@ -137,6 +138,7 @@ class VARNOL_API Value {
     /// An order for the keys of one collection: that of their type, or of their texts if it has
     /// none.
     friend VARNOL_API bool operator<(Value const& left, Value const& right);
+    /// As text() has it.
     friend VARNOL_API TraceStream& operator<<(TraceStream& stream, Value const& value);
 
   private:

@@ -11,6 +11,9 @@ namespace Zel {
 /// beginning and of the end. Lives as long as the statement that made it.
 template <class E> class BeingWritten {
   public:
+    /// Counts the write in the type node of the actor, a reactor or syncer, and tells the observer.
+    /// @param attribute  what is written; 0 for all
+    /// @param key  of the element, or null; not copied
     [[gnu::always_inline]] BeingWritten(E& entity, AttributeId attribute, void const* key,
                                         TypeNode const& actor) noexcept
         : entity_(entity)
@@ -27,8 +30,11 @@ template <class E> class BeingWritten {
             observer_->ends(actor_, begun_);
     }
 
+    ///@{
+    /// For the call of one mutator.
     E* operator->() const noexcept { return &entity_; }
     E& operator*() const noexcept { return entity_; }
+    ///@}
 
   private:
     // Apart, so that the object need not be in memory.
@@ -58,6 +64,7 @@ template <class Self> class Writer {
                                                     typename A::Key const& key) noexcept {
         return {entity, A::id, &key, Self::_zelType};
     }
+    /// The same for a scalar.
     template <ScalarAttribute A>
     static BeingWritten<typename A::Entity> writing(typename A::Entity& entity) noexcept {
         return {entity, A::id, nullptr, Self::_zelType};

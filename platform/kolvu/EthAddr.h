@@ -19,6 +19,7 @@ class EthAddr {
     using Octets = std::array<U8, wireOctets>;
 
     constexpr EthAddr() noexcept = default;
+    /// The octets in the order of transmission, which is that of writing.
     constexpr EthAddr(U8 first, U8 second, U8 third, U8 fourth, U8 fifth, U8 sixth) noexcept
         : octets_{first, second, third, fourth, fifth, sixth} {}
 

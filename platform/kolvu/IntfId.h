@@ -20,6 +20,7 @@ using Zel::U8;
 /// identifies none. Ordered by kind, module and port.
 class IntfId {
   public:
+    /// What is numbered.
     enum class Kind : U8 {
         none,
         ethernet,    ///< "Et1" or, in a chassis, "Et3/1"
@@ -27,11 +28,13 @@ class IntfId {
     };
 
     constexpr IntfId() noexcept = default;
+    /// An Ethernet interface of a switch without modules, as "Et1".
     static constexpr IntfId ethernet(U16 port) noexcept { return {Kind::ethernet, 0, port}; }
     /// @param module  slot of the chassis, from 1; 0 for a switch that has none
     static constexpr IntfId ethernet(U8 module, U16 port) noexcept {
         return {Kind::ethernet, module, port};
     }
+    /// A link aggregation group, as "Po10".
     static constexpr IntfId portChannel(U16 number) noexcept {
         return {Kind::portChannel, 0, number};
     }
@@ -39,9 +42,11 @@ class IntfId {
     /// Zel::RangeException for any other text.
     VARNOL_API static IntfId parse(std::string_view text);
 
+    /// Kind::none by default.
     constexpr Kind kind() const noexcept { return kind_; }
     /// 0 when the interface is not in a module.
     constexpr U8 module() const noexcept { return module_; }
+    /// The number within the kind, and of an Ethernet interface in the module.
     constexpr U16 port() const noexcept { return port_; }
     /// As "Et1", "Et3/1", "Po10"; empty for none.
     VARNOL_API Zel::String shortName() const;

@@ -30,11 +30,13 @@ template <std::unsigned_integral T> class NetInt {
     using Octets = std::array<U8, wireOctets>;
 
     constexpr NetInt() noexcept = default;
+    /// From the host's integer.
     constexpr NetInt(T host) noexcept {
         for (std::size_t i = wireOctets; i-- > 0; host = static_cast<T>(host >> 8))
             octets_[i] = static_cast<U8>(host);
     }
 
+    /// The host's integer.
     constexpr operator T() const noexcept {
         T host = 0;
         for (U8 octet : octets_)
@@ -43,8 +45,11 @@ template <std::unsigned_integral T> class NetInt {
     }
     constexpr Octets const& octets() const noexcept { return octets_; }
 
+    ///@{
+    /// As with the host's integer.
     constexpr NetInt& operator|=(T bits) noexcept { return *this = static_cast<T>(*this | bits); }
     constexpr NetInt& operator&=(T bits) noexcept { return *this = static_cast<T>(*this & bits); }
+    ///@}
 
     friend Zel::TraceStream& operator<<(Zel::TraceStream& stream, NetInt number) {
         traceNumber(stream, number);
@@ -64,9 +69,12 @@ template <std::unsigned_integral T> class NetInt {
     Octets octets_{};
 };
 
+///@{
+/// Of 8, 16 and 32 bits.
 using NetU8 = NetInt<U8>;
 using NetU16 = NetInt<U16>;
 using NetU32 = NetInt<U32>;
+///@}
 
 static_assert(sizeof(NetU16) == 2 && alignof(NetU16) == 1);
 static_assert(sizeof(NetU32) == 4 && alignof(NetU32) == 1);

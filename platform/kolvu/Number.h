@@ -18,9 +18,11 @@ template <class Self, std::unsigned_integral T> class Number {
     static constexpr std::size_t wireOctets = sizeof(T);
 
     constexpr Number() noexcept = default;
+    /// Any number of T.
     constexpr Number(T value) noexcept
         : value_(value) {}
 
+    /// The number as it was given.
     constexpr T value() const noexcept { return value_; }
     constexpr U32 hash() const noexcept { return value_; }
 

@@ -21,8 +21,8 @@ class VARNOL_API Pkt final : public Zel::Object<Pkt, Zel::PtrInterface> {
 
     /// A run of octets in memory.
     struct IoVec {
-        U8* base;
-        U32 length;
+        U8* base;   ///< the first octet; the packet's
+        U32 length; ///< in octets
     };
 
     static Zel::TypeNode const _zelType;
@@ -32,6 +32,7 @@ class VARNOL_API Pkt final : public Zel::Object<Pkt, Zel::PtrInterface> {
     Ptr clone() const noexcept;
     ~Pkt() override;
 
+    /// The data is in one piece: 1.
     U32 ioVecCount() const noexcept { return 1; }
     /// Fatal when there is no vector of that index.
     /// Invalidated: by newSharedHeadData().
@@ -70,7 +71,7 @@ class VARNOL_API Pkt final : public Zel::Object<Pkt, Zel::PtrInterface> {
 /// size along; the memory of both is kept for the next packet.
 class VARNOL_API Pkt::Manager {
   public:
-    static constexpr U32 defaultCapacity = 16384;
+    static constexpr U32 defaultCapacity = 16384; ///< in packets
     /// Memory of a packet with its buffer, in octets: an Ethernet frame and more headers fit in.
     static constexpr U32 usualSize = 2048;
     /// So many packets' memory is kept at most.
@@ -87,6 +88,7 @@ class VARNOL_API Pkt::Manager {
 
     /// The number of packets that exist.
     U32 inUse() const noexcept;
+    /// How many packets there may be at a time.
     U32 capacity() const noexcept;
     /// Decides on the packets to come; those in use stay so, even when they are more.
     void capacityIs(U32 capacity) noexcept;

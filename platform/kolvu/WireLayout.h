@@ -18,12 +18,15 @@ namespace Kolvu::WireLayout {
 /// A field: its name in the standard, and its octets counted from the first of the layout.
 /// @tparam V  the field's value, which encodes and decodes itself
 template <class V> struct Field {
+    /// Octets that a value takes.
     static constexpr std::size_t wireOctets = V::wireOctets;
 
-    const char* name;
-    std::size_t offset;
-    std::size_t size;
+    const char* name;   ///< as the standard has it
+    std::size_t offset; ///< in octets
+    std::size_t size;   ///< in octets
 
+    ///@{
+    /// Reads or writes the field, given the octets of the whole layout.
     template <std::size_t octets>
     constexpr V decode(std::span<Zel::U8 const, octets> from) const noexcept {
         return V::decode(std::span<Zel::U8 const, V::wireOctets>(&from[offset], size));
@@ -32,6 +35,7 @@ template <class V> struct Field {
     constexpr void encode(V const& value, std::span<Zel::U8, octets> to) const noexcept {
         value.encode(std::span<Zel::U8, V::wireOctets>(&to[offset], size));
     }
+    ///@}
 };
 
 /// Whether each field begins where the one before it ends and is as long as its value, and the
@@ -49,8 +53,9 @@ template <class Layout> consteval bool isContiguous() {
 
 /// The place of a field in a layout, made from its name.
 template <class Layout> struct Place {
-    std::size_t index = 0;
+    std::size_t index = 0; ///< in `fields`
 
+    /// A string literal stands for its place; one that no field has for the place after the last.
     consteval Place(const char* name) {
         const auto isOther = [this, name = std::string_view(name)](auto const& field) {
             return name != field.name && ++index;

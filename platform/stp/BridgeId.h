@@ -12,6 +12,8 @@ class BridgeId {
     static constexpr std::size_t wireOctets = 8;
 
     constexpr BridgeId() noexcept = default;
+    /// @param priority  0 to 61440 in steps of 4096
+    /// @param systemIdExtension  0 to 4095
     constexpr BridgeId(Zel::U16 priority, Zel::U16 systemIdExtension,
                        Kolvu::EthAddr const& address) noexcept
         : priority_(priority)
@@ -22,6 +24,7 @@ class BridgeId {
     constexpr Zel::U16 priority() const noexcept { return priority_; }
     /// 0 to 4095.
     constexpr Zel::U16 systemIdExtension() const noexcept { return systemIdExtension_; }
+    /// The bridge address, IEEE 802.1D-2004 7.12.5.
     constexpr Kolvu::EthAddr const& address() const noexcept { return address_; }
 
     friend constexpr bool operator==(BridgeId const&, BridgeId const&) noexcept = default;

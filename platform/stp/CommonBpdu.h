@@ -14,6 +14,7 @@ class CommonBpdu {
     CommonBpdu(CommonBpdu const&) = delete;
     CommonBpdu& operator=(CommonBpdu const&) = delete;
 
+    /// The BPDU that begins there. Requires: an octet of a packet.
     static CommonBpdu* at(Zel::U8* firstOctet) noexcept {
         return reinterpret_cast<CommonBpdu*>(firstOctet);
     }

@@ -15,6 +15,7 @@ class MstpConfigDigest {
     using Octets = std::array<Zel::U8, 16>;
 
     constexpr MstpConfigDigest() noexcept = default;
+    /// The Configuration Digest as a BPDU has it, IEEE 802.1Q-2018 13.8.
     explicit constexpr MstpConfigDigest(Octets const& octets) noexcept
         : octets_(octets) {}
 

@@ -23,6 +23,7 @@ class VARNOL_API PortConfig final : public Zel::Object<PortConfig, Zel::Entity> 
     using NotifieeConst = Zel::NotifieeConstOf<PortConfig>;
     static Zel::TypeNode const _zelType;
 
+    /// Decides before Config::edgePortBpduFilter() does.
     ZEL_SCALAR(258, BpduFilter, bpduFilter)
     /// Whether the port is configured as an edge port (AdminEdge, IEEE 802.1D-2004 17.13.1).
     ZEL_SCALAR(259, bool, adminEdge)

@@ -16,6 +16,8 @@ class PortId {
     static constexpr std::size_t wireOctets = 2;
 
     constexpr PortId() noexcept = default;
+    /// @param priority  0 to 240 in steps of 16
+    /// @param number  0 to 4095
     constexpr PortId(Zel::U8 priority, Zel::U16 number) noexcept
         : priority_(priority)
         , number_(number) {}

@@ -20,6 +20,7 @@ namespace Stp {
 /// The layout of an RST BPDU, IEEE 802.1D-2004 9.3.3: all that reads, writes or prints one finds
 /// the fields here.
 struct RstpLayout {
+    /// As every layout has them.
     template <class V> using Field = Kolvu::WireLayout::Field<V>;
 
     /// In the order of the wire.
@@ -51,6 +52,7 @@ class RstpBpduView {
   public:
     static constexpr std::size_t octets = RstpLayout::octets;
 
+    /// Of octets that may hold anything.
     explicit constexpr RstpBpduView(std::span<Zel::U8 const, octets> bpdu) noexcept
         : bpdu_(bpdu) {}
     /// The RST BPDU that received octets begin with; none when they are too few. Their version and
@@ -61,6 +63,8 @@ class RstpBpduView {
         return RstpBpduView(received.first<octets>());
     }
 
+    ///@{
+    /// What the field of that name has, IEEE 802.1D-2004 9.3.3; nothing is checked.
     constexpr Zel::U16 protocolIdentifier() const {
         return rstpField<"Protocol Identifier">.decode(bpdu_);
     }
@@ -78,6 +82,7 @@ class RstpBpduView {
     constexpr TimerVal helloTime() const { return rstpField<"Hello Time">.decode(bpdu_); }
     constexpr TimerVal fwdDelay() const { return rstpField<"Forward Delay">.decode(bpdu_); }
     constexpr Zel::U8 version1Length() const { return rstpField<"Version 1 Length">.decode(bpdu_); }
+    ///@}
 
     /// Every field with its name, in the order of the wire.
     VARNOL_API friend Zel::TraceStream& operator<<(Zel::TraceStream& stream, RstpBpduView bpdu);
@@ -92,6 +97,7 @@ class RstpBpdu {
   public:
     static constexpr std::size_t octets = RstpLayout::octets;
 
+    /// Nothing is written yet.
     explicit constexpr RstpBpdu(std::span<Zel::U8, octets> bpdu) noexcept
         : bpdu_(bpdu) {}
 
@@ -99,6 +105,9 @@ class RstpBpdu {
     constexpr void protocolIdentifierIs(Zel::U16 id) {
         rstpField<"Protocol Identifier">.encode(id, bpdu_);
     }
+    ///@{
+    /// Writes the field of that name, IEEE 802.1D-2004 9.3.3, and no other; as the value's encode()
+    /// does.
     constexpr void versionIs(StpBpduVersion version) {
         rstpField<"Protocol Version Identifier">.encode(version, bpdu_);
     }
@@ -116,6 +125,7 @@ class RstpBpdu {
     constexpr void maxAgeIs(TimerVal age) { rstpField<"Max Age">.encode(age, bpdu_); }
     constexpr void helloTimeIs(TimerVal time) { rstpField<"Hello Time">.encode(time, bpdu_); }
     constexpr void fwdDelayIs(TimerVal delay) { rstpField<"Forward Delay">.encode(delay, bpdu_); }
+    ///@}
     /// 0: no version 1 protocol information follows, IEEE 802.1D-2004 9.3.3.
     constexpr void version1LengthIs(Zel::U8 length) {
         rstpField<"Version 1 Length">.encode(length, bpdu_);

@@ -13,15 +13,20 @@ class RstpBpduFlags : public Kolvu::Number<RstpBpduFlags, Zel::U8> {
   public:
     using Number::Number;
 
+    ///@{
+    /// The bits of the flag of that name in the octet.
     static constexpr Zel::U8 topologyChangeBit = 0x01;
     static constexpr Zel::U8 proposalBit = 0x02;
     static constexpr Zel::U8 portRoleMask = 0x0c;
     static constexpr Zel::U8 learningBit = 0x10;
     static constexpr Zel::U8 forwardingBit = 0x20;
     static constexpr Zel::U8 agreementBit = 0x40;
+    ///@}
     /// Always 0 in an RST BPDU.
     static constexpr Zel::U8 topologyChangeAckBit = 0x80;
 
+    ///@{
+    /// The flag of that name, as the transmitting port has set it: IEEE 802.1D-2004 17.21.20.
     constexpr bool topologyChange() const noexcept { return has(topologyChangeBit); }
     constexpr bool proposal() const noexcept { return has(proposalBit); }
     constexpr PortRole portRole() const noexcept {
@@ -31,7 +36,10 @@ class RstpBpduFlags : public Kolvu::Number<RstpBpduFlags, Zel::U8> {
     constexpr bool forwarding() const noexcept { return has(forwardingBit); }
     constexpr bool agreement() const noexcept { return has(agreementBit); }
     constexpr bool topologyChangeAck() const noexcept { return has(topologyChangeAckBit); }
+    ///@}
 
+    ///@{
+    /// Changes the flag of that name, and no other.
     constexpr void topologyChangeIs(bool on) noexcept { bitIs(topologyChangeBit, on); }
     constexpr void proposalIs(bool on) noexcept { bitIs(proposalBit, on); }
     constexpr void portRoleIs(PortRole role) noexcept {
@@ -41,6 +49,7 @@ class RstpBpduFlags : public Kolvu::Number<RstpBpduFlags, Zel::U8> {
     constexpr void forwardingIs(bool on) noexcept { bitIs(forwardingBit, on); }
     constexpr void agreementIs(bool on) noexcept { bitIs(agreementBit, on); }
     constexpr void topologyChangeAckIs(bool on) noexcept { bitIs(topologyChangeAckBit, on); }
+    ///@}
 
     /// The octet in decimal and what is set in it, as "60(designated learning forwarding)".
     VARNOL_API friend Zel::TraceStream& operator<<(Zel::TraceStream& stream, RstpBpduFlags flags);

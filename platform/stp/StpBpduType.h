@@ -9,7 +9,7 @@ class StpBpduType : public Kolvu::Number<StpBpduType, Zel::U8> {
   public:
     using Number::Number;
 
-    static StpBpduType const config;
+    static StpBpduType const config;               ///< Configuration BPDUs
     static StpBpduType const rst;                  ///< RST, and in IEEE 802.1Q MST
     static StpBpduType const topologyChangeNotice; ///< TCN
 };

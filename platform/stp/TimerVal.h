@@ -14,10 +14,12 @@ namespace Stp {
 class TimerVal {
   public:
     static constexpr std::size_t wireOctets = Kolvu::NetU16::wireOctets;
-    static constexpr Zel::U32 unitsPerSecond = 256;
+    static constexpr Zel::U32 unitsPerSecond = 256; ///< IEEE 802.1D-2004 9.2.8
 
     constexpr TimerVal() noexcept = default;
+    /// @param units  of 1/256 s
     static constexpr TimerVal units(Zel::U16 units) noexcept { return TimerVal(units); }
+    /// 0 to 255 s.
     static constexpr TimerVal seconds(Zel::U8 seconds) noexcept {
         return TimerVal(static_cast<Zel::U16>(seconds * unitsPerSecond));
     }
@@ -26,6 +28,7 @@ class TimerVal {
     constexpr Zel::U16 units() const noexcept { return units_; }
     constexpr Kolvu::NetU16::Octets const& octets() const noexcept { return units_.octets(); }
 
+    /// By their units.
     friend constexpr bool operator==(TimerVal left, TimerVal right) noexcept {
         return left.units() == right.units();
     }
