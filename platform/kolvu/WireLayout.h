@@ -34,26 +34,29 @@ template <class V> struct Field {
 
 /// Whether each field begins where the one before it ends and is as long as its value, and the
 /// last one ends with the layout.
-template <class Layout> consteval bool isContiguous() {
+template <class Layout> constexpr bool isContiguous() {
     std::size_t end = 0;
-    const auto follows = [&end]<class V>(Field<V> const& field) {
-        const std::size_t begin = std::exchange(end, field.offset + field.size);
-        return field.offset == begin && field.size == V::wireOctets;
+    bool contiguous = true;
+    const auto append = [&]<class V>(Field<V> const& field) {
+        if (field.offset != end || field.size != V::wireOctets)
+            contiguous = false;
+        end = field.offset + field.size;
     };
-    return std::apply([&](auto const&... field) { return (follows(field) && ...); },
-                      Layout::fields) &&
-           end == Layout::octets;
+    std::apply([&](auto const&... field) { (append(field), ...); }, Layout::fields);
+    return contiguous && end == Layout::octets;
 }
 
 /// The place of a field in a layout, made from its name.
 template <class Layout> struct Place {
     std::size_t index = 0;
 
-    consteval Place(const char* name) {
-        const auto isOther = [this, name = std::string_view(name)](auto const& field) {
-            return name != field.name && ++index;
+    constexpr Place(const char* name) {
+        bool found = false;
+        const auto pass = [&, name = std::string_view(name)](auto const& field) {
+            found = found || name == field.name;
+            index += !found;
         };
-        std::apply([&](auto const&... field) { (isOther(field) && ...); }, Layout::fields);
+        std::apply([&](auto const&... field) { (pass(field), ...); }, Layout::fields);
     }
 };
 
