@@ -110,7 +110,7 @@ Kolvu::Pkt::Ptr generatePktFromIntxInfo(Stp::MstPortSm::Ptr port, IntxInfo::Ptr 
         Zel::assertionFailed("vlan == 0", generatePktSignature);
     if (tagged)
         Zel::assertionFailed("!tagged", generatePktSignature);
-    if (!port || !port->port())
+    if (!port)
         Zel::assertionFailed("port", generatePktSignature);
     const Stp::Port::Ptr sender = port->port();
 
