@@ -141,10 +141,11 @@ template <class A> constexpr AttributeInfo attributeInfo() {
         constexpr auto view = [](void const* key) {
             return keyView(*static_cast<Key const*>(key));
         };
-        if constexpr (CollectionAttribute<A>)
+        if constexpr (CollectionAttribute<A>) {
             return {A::id, A::name, A::kind, &typeid(typename A::Child), &typeid(Key), view};
-        else
+        } else {
             return {A::id, A::name, A::kind, &typeid(typename A::Value), &typeid(Key), view};
+        }
     } else if constexpr (ReactorsAttribute<A>) {
         return {A::id,  A::name, A::kind, &typeid(typename A::Child), &typeid(typename A::Key),
                 nullptr};

@@ -37,13 +37,18 @@ template <class V> struct Field {
 template <class Layout> constexpr bool isContiguous() {
     std::size_t end = 0;
     bool contiguous = true;
-    const auto append = [&]<class V>(Field<V> const& field) {
-        if (field.offset != end || field.size != V::wireOctets)
+    const auto require = [&](bool holds) {
+        if (!holds)
             contiguous = false;
+    };
+    const auto append = [&]<class V>(Field<V> const& field) {
+        require(field.offset == end);
+        require(field.size == V::wireOctets);
         end = field.offset + field.size;
     };
     std::apply([&](auto const&... field) { (append(field), ...); }, Layout::fields);
-    return contiguous && end == Layout::octets;
+    require(end == Layout::octets);
+    return contiguous;
 }
 
 /// The place of a field in a layout, made from its name.

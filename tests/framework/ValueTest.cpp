@@ -56,6 +56,8 @@ TEST(Value, EqualsAnEqualOneOfTheSameType) {
     const double nan = std::nan("");
     EXPECT_TRUE(Value(nan) == Value(nan));
     EXPECT_FALSE(Value(nan) == Value(0.0));
+    EXPECT_FALSE(Value(0.0) == Value(nan));
+    EXPECT_FALSE(Value(0.0) == Value(1.0));
     EXPECT_TRUE(Value(0.0) == Value(-0.0));
 }
 
@@ -82,6 +84,7 @@ TEST(Value, KnowsWhatItsTypeCanDo) {
     const unsigned zero = 0;
     const unsigned one = 1;
     EXPECT_EQ(*number.type, typeid(unsigned));
+    EXPECT_EQ(Zel::detail::valueType<Zel::Name>().type, &typeid(Zel::Name));
     EXPECT_TRUE(number.less(&zero, &one));
     EXPECT_FALSE(number.less(&one, &zero));
     EXPECT_TRUE(number.equal(&one, &one));
