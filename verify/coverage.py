@@ -18,6 +18,9 @@ import sys
 from pathlib import Path
 
 ROOMS = ["framework", "platform", "model", "bpdu", "syncers"]
+# The compiler writes these itself, and clang 19 counts each of their branches as always taken,
+# whatever is compared. There is no source behind them to take a branch.
+DEFAULTED = re.compile(r"operator(==|<=>)\(.*= default;")
 LEFT_OUT = re.compile(r"// not covered: \S")
 MOST_LEFT_OUT = 0.005
 
@@ -114,6 +117,8 @@ def main(build, results):
     for place, executed in sorted(lines.items()):
         judge("line", place, executed, "not executed")
     for place, (taken, not_taken) in sorted(branches.items()):
+        if DEFAULTED.search(sources[place[0]][place[1] - 1]):
+            continue
         judge("branch", place, taken != 0, f"column {place[2]} never true")
         judge("branch", place, not_taken != 0, f"column {place[2]} never false")
     for place, covered in sorted(conditions.items()):

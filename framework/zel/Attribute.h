@@ -113,15 +113,20 @@ template <class E, AttributeId id, class F> constexpr void visitAttribute(F& vis
         visit(AttributeOf<E, id>{});
 }
 
+/// dispatchAttribute() among the attributes from this identifier on.
 template <class E, AttributeId id, class F>
-constexpr bool dispatchAttribute(AttributeId wanted, F& visit) {
-    if constexpr (HasAttribute<E, id>) {
-        if (wanted == id) {
-            visit(AttributeOf<E, id>{});
-            return true;
+[[gnu::always_inline]] constexpr bool dispatchAttributeFrom(AttributeId wanted, F& visit) {
+    if constexpr (id == attributeIdLimit) {
+        return false;
+    } else {
+        if constexpr (HasAttribute<E, id>) {
+            if (wanted == id) {
+                visit(AttributeOf<E, id>{});
+                return true;
+            }
         }
+        return dispatchAttributeFrom<E, id + 1>(wanted, visit);
     }
-    return false;
 }
 
 using AttributeRange = std::make_integer_sequence<AttributeId, attributeIdLimit - firstAttributeId>;
@@ -139,10 +144,7 @@ template <class E, class F> constexpr void forEachAttribute(F&& visit) {
 /// Calls visit(description) for the attribute of E that has the identifier.
 /// @return whether there is one
 template <class E, class F> constexpr bool dispatchAttribute(AttributeId id, F&& visit) {
-    return [&]<AttributeId... offset>(std::integer_sequence<AttributeId, offset...>) {
-        return (detail::dispatchAttribute<E, firstAttributeId + offset>(id, visit) || ...);
-    }
-    (detail::AttributeRange{});
+    return detail::dispatchAttributeFrom<E, firstAttributeId>(id, visit);
 }
 
 /// The row of the attribute that A describes.
@@ -152,10 +154,11 @@ template <class A> constexpr AttributeInfo attributeInfo() {
         constexpr auto view = [](void const* key) {
             return keyView(*static_cast<Key const*>(key));
         };
-        if constexpr (CollectionAttribute<A>)
+        if constexpr (CollectionAttribute<A>) {
             return {A::id, A::name, A::kind, &typeid(typename A::Child), &typeid(Key), view};
-        else
+        } else {
             return {A::id, A::name, A::kind, &typeid(typename A::Value), &typeid(Key), view};
+        }
     } else if constexpr (ReactorsAttribute<A>) {
         return {A::id,  A::name, A::kind, &typeid(typename A::Child), &typeid(typename A::Key),
                 nullptr};

@@ -85,9 +85,8 @@ void otherArgumentCount(TypeNode const& type, std::size_t expected, std::size_t 
 }
 
 void nullArgument(TypeNode const& type, std::string_view argument) {
-    throwRangeException(String(type.name())
-                            .merge(" is constructed with an ", argument, " that is not null")
-                            .c_str());
+    throwRangeException(
+        String(type.name()).merge(" is constructed with ", argument, " that is not null").c_str());
 }
 
 } // namespace detail

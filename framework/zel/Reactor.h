@@ -165,7 +165,7 @@ class Reactor : public Object<Self, NotifieeConstOf<E>>, protected Writer<Self> 
     void replay() {
         E const* const notifier = watched();
         forEachAttribute<E>([&](auto attribute) {
-            if constexpr (watchesScalar<decltype(attribute)>()) {
+            if constexpr (watchesScalar<decltype(attribute)>) {
                 if (!this->zelMarkedForDeletion() && watched() == notifier)
                     runHandler(attribute);
             }
@@ -190,21 +190,25 @@ class Reactor : public Object<Self, NotifieeConstOf<E>>, protected Writer<Self> 
   private:
     Self& self() noexcept { return static_cast<Self&>(*this); }
 
-    /// Whether Self has a handler of the attribute, by its own name or not.
-    template <class A> static constexpr bool watchesScalar() {
-        return ScalarAttribute<A> && (
-                                         requires(Self & reactor) { E::zelHandle(A{}, reactor); } ||
-                                         requires(Self & reactor) { reactor.handle(A{}); });
-    }
+    /// Whether Self has a handler of the scalar, under the name that its declaration gives or not.
+    template <class A> static constexpr bool hasNamedHandler = requires(Self& reactor) {
+        E::zelHandle(A{}, reactor);
+    };
+    template <class A> static constexpr bool hasHandler = requires(Self& reactor) {
+        reactor.handle(A{});
+    };
+    template <class A>
+    static constexpr bool watchesScalar = ScalarAttribute<A> &&
+                                          (hasNamedHandler<A> || hasHandler<A>);
     template <ScalarAttribute A> void runHandler(A attribute) {
-        if constexpr (requires(Self & reactor) { E::zelHandle(attribute, reactor); })
+        if constexpr (hasNamedHandler<A>)
             E::zelHandle(attribute, self());
         else
             self().handle(attribute);
     }
 
     template <ScalarAttribute A> void react(A attribute, void const*) {
-        if constexpr (watchesScalar<A>()) {
+        if constexpr (watchesScalar<A>) {
             if (!this->zelMarkedForDeletion()) [[likely]]
                 runHandler(attribute);
         }

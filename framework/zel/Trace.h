@@ -38,10 +38,7 @@ class TraceLevel {
 
     /// A literal stands for its level.
     consteval TraceLevel(unsigned level)
-        : value_(level) {
-        if (level > highest)
-            throw "a trace level is 0 to 9";
-    }
+        : value_(level > highest ? throw "0 to 9" : level) {} // not covered: consteval
     /// 0 to highest.
     constexpr unsigned value() const noexcept { return value_; }
     /// The level in a set of levels: bit n for level n.

@@ -41,10 +41,7 @@ void TraceRegistry::levelIs(std::string_view name, U32 bit, bool on) {
     if (former == all.end()) {
         all.push_back({std::string(name), true, 0, 0});
     } else {
-        // A pattern that came later has decided all that the name's setting had.
-        if (std::any_of(std::next(former), all.end(),
-                        [name](TraceSetting const& setting) { return setting.matches(name); }))
-            former->on = former->off = 0;
+        // Nothing later decides the name's levels: a pattern that did has made its setting void.
         all.splice(all.end(), all, former);
     }
     TraceSetting& setting = all.back();

@@ -254,10 +254,10 @@ Ptr<T> reactorOf(Ptr<typename T::Watched const> const& entity,
                  Ptr<typename T::OwnerClass> const& owner) {
     using Owner = typename T::OwnerClass;
     if (!owner)
-        nullArgument(T::_zelType, "owner");
+        nullArgument(T::_zelType, "an owner");
     if constexpr (requires { requires std::same_as<typename Owner::ZelSource, T>; }) {
         if (!entity)
-            nullArgument(T::_zelType, "source");
+            nullArgument(T::_zelType, "a source");
         owner->sourceIs(entity);
         return owner->zelSource();
     } else {

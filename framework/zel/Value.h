@@ -114,7 +114,11 @@ class VARNOL_API Value {
         using Class = std::remove_const_t<T>;
         if (!isObject())
             return false;
-        if (object_ && ((!writable_ && !std::is_const_v<T>) || !isOf(Class::_zelType)))
+        if constexpr (!std::is_const_v<T>) {
+            if (object_ && !writable_)
+                return false;
+        }
+        if (object_ && !isOf(Class::_zelType))
             return false;
         to = Ptr<T>(static_cast<T*>(const_cast<PtrInterface*>(object_.ptr())));
         return true;
@@ -142,7 +146,6 @@ class VARNOL_API Value {
     friend VARNOL_API TraceStream& operator<<(TraceStream& stream, Value const& value);
 
   private:
-    template <class T> static constexpr detail::ValueType makeType();
     template <class T> static detail::ValueType const typeOf;
     static detail::ValueType const objectType;
 
@@ -154,7 +157,10 @@ class VARNOL_API Value {
     bool writable_ = false;
 };
 
-template <class T> constexpr detail::ValueType Value::makeType() {
+namespace detail {
+
+/// What a Value does with a T.
+template <class T> constexpr ValueType valueType() {
     return {
         &typeid(T),
         [](void const* left, void const* right) {
@@ -173,8 +179,8 @@ template <class T> constexpr detail::ValueType Value::makeType() {
             } else {
                 TraceStream textOfA;
                 TraceStream textOfB;
-                detail::valueText(textOfA, a);
-                detail::valueText(textOfB, b);
+                valueText(textOfA, a);
+                valueText(textOfB, b);
                 return textOfA.text() < textOfB.text();
             }
         },
@@ -185,25 +191,27 @@ template <class T> constexpr detail::ValueType Value::makeType() {
                 return false;
         },
         [](TraceStream& stream, void const* value) {
-            detail::valueText(stream, *static_cast<T const*>(value));
+            valueText(stream, *static_cast<T const*>(value));
         },
         [](TraceStream& stream, void const* held) {
             T const& value = *static_cast<T const*>(held);
-            if constexpr (detail::NumberLike<T>) {
+            if constexpr (NumberLike<T>) {
                 stream << U64{value.value()};
             } else if constexpr (std::floating_point<T>) {
-                detail::doubleJson(stream, value);
+                doubleJson(stream, value);
             } else if constexpr (std::is_arithmetic_v<T>) {
-                detail::valueText(stream, value);
+                valueText(stream, value);
             } else {
                 TraceStream text;
-                detail::valueText(text, value);
+                valueText(text, value);
                 jsonString(stream, text.text());
             }
         },
     };
 }
 
-template <class T> inline constexpr detail::ValueType Value::typeOf = Value::makeType<T>();
+} // namespace detail
+
+template <class T> inline constexpr detail::ValueType Value::typeOf = detail::valueType<T>();
 
 } // namespace Zel

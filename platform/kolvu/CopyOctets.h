@@ -16,7 +16,7 @@ template <std::size_t size>
 constexpr void copyOctets(std::span<Zel::U8 const, size> from,
                           std::span<Zel::U8, size> to) noexcept {
     if (std::is_constant_evaluated())
-        std::ranges::copy(from, to.begin());
+        std::ranges::copy(from, to.begin()); // not covered: runs only in the compiler
     else
         std::memcpy(to.data(), from.data(), size);
 }

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <new>
 
+#include <sanitizer/asan_interface.h>
+
 namespace Kolvu {
 
 /// Blocks of memory of one size, kept for their next use: as many as the limit says, and the one
@@ -26,8 +28,7 @@ class FreeList {
         if (block) {
             first_ = block->next;
             --size_;
-            if constexpr (addressSanitizer)
-                show(block, blockSize_);
+            ASAN_UNPOISON_MEMORY_REGION(block, blockSize_);
         }
         return block;
     }
@@ -38,8 +39,7 @@ class FreeList {
             return false;
         first_ = ::new (memory) Block{first_};
         ++size_;
-        if constexpr (addressSanitizer)
-            hide(first_ + 1, blockSize_ - sizeof(Block));
+        ASAN_POISON_MEMORY_REGION(first_ + 1, blockSize_ - sizeof(Block));
         return true;
     }
 
@@ -47,17 +47,6 @@ class FreeList {
     struct Block {
         Block* next;
     };
-
-#if defined(__SANITIZE_ADDRESS__)
-    static constexpr bool addressSanitizer = true;
-#elif defined(__has_feature)
-    static constexpr bool addressSanitizer = __has_feature(address_sanitizer);
-#else
-    static constexpr bool addressSanitizer = false;
-#endif
-    /// From now on, AddressSanitizer reports the use of these octets, or does so no more.
-    static void hide(void* memory, std::size_t size) noexcept;
-    static void show(void* memory, std::size_t size) noexcept;
 
     std::size_t blockSize_;
     Zel::U32 limit_;

@@ -253,8 +253,6 @@ void Pkt::moveToOwnBuffer(U32 headRoomNeeded) {
         buffer_->give();
     buffer_ = own;
     data_.base = base;
-    if (headRoom() < headRoomNeeded)
-        Zel::fatal("the data of a packet lies outside its buffer");
 }
 
 inline Pkt::Buffer* Pkt::home() const noexcept { return Buffer::homeOf(this); }

@@ -40,15 +40,21 @@ template <class V> struct Field {
 
 /// Whether each field begins where the one before it ends and is as long as its value, and the
 /// last one ends with the layout.
-template <class Layout> consteval bool isContiguous() {
+template <class Layout> constexpr bool isContiguous() {
     std::size_t end = 0;
-    const auto follows = [&end](auto const& field) {
-        const std::size_t begin = std::exchange(end, field.offset + field.size);
-        return field.offset == begin && field.size == field.wireOctets;
+    bool contiguous = true;
+    const auto require = [&](bool holds) {
+        if (!holds)
+            contiguous = false;
     };
-    return std::apply([&](auto const&... field) { return (follows(field) && ...); },
-                      Layout::fields) &&
-           end == Layout::octets;
+    const auto append = [&](auto const& field) {
+        require(field.offset == end);
+        require(field.size == field.wireOctets);
+        end = field.offset + field.size;
+    };
+    std::apply([&](auto const&... field) { (append(field), ...); }, Layout::fields);
+    require(end == Layout::octets);
+    return contiguous;
 }
 
 /// The place of a field in a layout, made from its name.
@@ -56,11 +62,13 @@ template <class Layout> struct Place {
     std::size_t index = 0; ///< in `fields`
 
     /// A string literal stands for its place; one that no field has for the place after the last.
-    consteval Place(const char* name) {
-        const auto isOther = [this, name = std::string_view(name)](auto const& field) {
-            return name != field.name && ++index;
+    constexpr Place(const char* name) {
+        bool found = false;
+        const auto pass = [&, name = std::string_view(name)](auto const& field) {
+            found = found || name == field.name;
+            index += !found;
         };
-        std::apply([&](auto const&... field) { (isOther(field) && ...); }, Layout::fields);
+        std::apply([&](auto const&... field) { (pass(field), ...); }, Layout::fields);
     }
 };
 

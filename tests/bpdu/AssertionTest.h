@@ -18,18 +18,21 @@ namespace AssertionTest {
 
 inline Zel::U32 packetsBefore = 0;
 inline std::size_t allocationsBefore = 0;
+inline void (*handlerBefore)(int) = SIG_DFL;
 
 /// Says on stderr, as the last thing, what the process has taken since.
 inline void tellTakenAtAbort() {
     packetsBefore = Kolvu::globalPktManager().inUse();
     allocationsBefore = FailingAllocation::made();
-    std::signal(SIGABRT, [](int) {
+    handlerBefore = std::signal(SIGABRT, [](int signal) {
         const bool noPacket = Kolvu::globalPktManager().inUse() == packetsBefore;
         const bool noMemory = FailingAllocation::made() == allocationsBefore;
         const std::string_view text = !noPacket  ? "packets taken\n"
                                       : noMemory ? "no packet taken, nothing allocated\n"
                                                  : "no packet taken, memory allocated\n";
         [[maybe_unused]] const auto written = ::write(STDERR_FILENO, text.data(), text.size());
+        if (handlerBefore != SIG_DFL)
+            handlerBefore(signal);
     });
 }
 

@@ -31,6 +31,11 @@ static_assert(LlcHeader::octets(1) == 21);
 static_assert(LlcHeader::octets(0x1000) == 21);
 static_assert(LlcHeader::octets(0xffff) == 21);
 
+TEST(LlcHeader, IsFourOctetsLongerWithAVlan) {
+    EXPECT_EQ(LlcHeader::octets(0), 17U);
+    EXPECT_EQ(LlcHeader::octets(1), 21U);
+}
+
 TEST(LlcHeader, WithoutAVlanHasNoTag) {
     EXPECT_EQ(written(0, 36), "01 80 c2 00 00 00 "     // destination: bridge group address
                               "00 1c 73 0a 0b 0c "     // source

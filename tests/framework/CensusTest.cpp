@@ -65,4 +65,10 @@ TEST(Census, OfAClassThatThereIsNotAllIsZero) {
     EXPECT_EQ(none.writes, 0U);
 }
 
+TEST(Census, SumsUpTheWritesAndTheObjectsOfAllClasses) {
+    const Zel::Census census{{{"Toy::A", 2, 8, 3}, {"Toy::B", 1, 8, 4}}};
+    EXPECT_EQ(census.writes(), 7U);
+    EXPECT_EQ(census.live(), 3U);
+}
+
 } // namespace

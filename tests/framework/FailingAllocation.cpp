@@ -2,14 +2,18 @@
 
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 namespace {
 
 thread_local std::size_t untilFailure = 0; // 0: none is to fail
 thread_local std::size_t allocations = 0;
 thread_local std::size_t deallocations = 0;
+thread_local std::function<void()> const* atNext = nullptr; // null: nothing is to be done
 
 void* allocate(std::size_t size, std::size_t alignment = 0) noexcept {
+    if (atNext)
+        (*std::exchange(atNext, nullptr))();
     if (untilFailure != 0 && --untilFailure == 0)
         return nullptr;
     if (size == 0)
@@ -45,6 +49,13 @@ constexpr std::size_t number(std::align_val_t alignment) {
 FailingAllocation::FailingAllocation(std::size_t n) noexcept { untilFailure = n; }
 
 FailingAllocation::~FailingAllocation() { untilFailure = 0; }
+
+AtAllocation::AtAllocation(std::function<void()> action)
+    : action_(std::move(action)) {
+    atNext = &action_;
+}
+
+AtAllocation::~AtAllocation() { atNext = nullptr; }
 
 bool FailingAllocation::happened() const noexcept { return untilFailure == 0; }
 

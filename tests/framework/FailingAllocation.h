@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 
 /// Makes one allocation of this thread fail: the n-th from now, of those by any operator new.
 /// While no such object lives, the test binary's operator new does as it always does.
@@ -19,4 +20,16 @@ class FailingAllocation {
     static std::size_t made() noexcept;
     /// How many allocations this thread has made, less those that it has given back.
     static std::ptrdiff_t outstanding() noexcept;
+};
+
+/// Has something done within the next allocation of this thread, before it is made.
+class AtAllocation {
+  public:
+    explicit AtAllocation(std::function<void()> action);
+    AtAllocation(AtAllocation const&) = delete;
+    AtAllocation& operator=(AtAllocation const&) = delete;
+    ~AtAllocation();
+
+  private:
+    std::function<void()> action_;
 };

@@ -4,6 +4,7 @@
 
 #include "framework/zel/Exception.h"
 #include "tests/framework/FailingAllocation.h"
+#include "tests/framework/ToyModel.h"
 #include "tests/framework/TraceReader.h"
 
 #include <gtest/gtest.h>
@@ -15,8 +16,11 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <fstream>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -603,6 +607,61 @@ TEST(TraceFile, AThreadWritesIntoTwoFilesByTurns) {
     EXPECT_EQ(memories[1].read().lane(1).threadId, 0u);
 }
 
+TEST(TraceFile, OneThatIsSwitchedOffLeavesALaterOneOn) {
+    const Memory memories[2] = {Memory(smallest), Memory(smallest)};
+    TraceFile files[2];
+    MessageId messageId{0};
+    for (std::size_t i : {0U, 1U})
+        files[i].memoryIs(memories[i].octets());
+    files[0].memoryIs({});
+    EXPECT_FALSE(files[0].isOn());
+    EXPECT_TRUE(files[1].isOn());
+    // Threads that end still give back their lanes of the later one, of which there are two.
+    for (unsigned i = 0; i < 4; ++i)
+        std::thread([&] { files[1].blockEnds(messageId, 1); }).join();
+    EXPECT_EQ(memories[1].read().recorded(), 4u);
+    EXPECT_EQ(memories[1].read().header().lostRecords, 0u);
+}
+
+/// Whether a thread of this process sleeps.
+bool sleeps(pid_t thread) {
+    std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string text;
+    std::getline(status, text);
+    const std::size_t name = text.rfind(')');
+    return name != text.npos && text.substr(name, 3) == ") S";
+}
+
+TEST(TraceFile, AThreadThatWaitsForALaneWhileOtherMemoryIsAttachedWritesItsRecordOnce) {
+    for (unsigned round = 0; round < 10; ++round) {
+        const Memory first(smallest);
+        const Memory second(smallest);
+        TraceFile file;
+        MessageId messageId{0};
+        std::atomic<pid_t> id{0};
+        std::thread writer;
+        file.memoryIs(first.octets());
+        {
+            // The list of messages grows, and the file is locked meanwhile.
+            const AtAllocation locked([&] {
+                writer = std::thread([&] {
+                    id = ::gettid();
+                    file.blockEnds(messageId, 1);
+                });
+                while (id == 0 || !sleeps(id))
+                    std::this_thread::yield();
+            });
+            file.messageIs(messageId, "a", "File.cpp", 1);
+        }
+        file.memoryIs(second.octets());
+        writer.join();
+        EXPECT_EQ(first.read().recorded() + second.read().recorded(), 1u);
+        EXPECT_EQ(second.read().header().lostRecords, 0u);
+        file.blockEnds(messageId, 2);
+        EXPECT_EQ(second.read().texts().back(), "a");
+    }
+}
+
 /// Has the system do one thing with that system call of this process, and another with any other.
 bool filterSystemCalls(U32 systemCall, U32 actionForIt, U32 actionForOthers) {
     sock_filter rules[] = {
@@ -767,6 +826,165 @@ TEST(OpenBlocks, OfOtherMemoryAreNotTakenOffThisOnesStack) {
     // The former memory holds what was open when it was taken away.
     ASSERT_EQ(first.read().open().size(), 1u);
     EXPECT_EQ(first.read().text(first.read().open()[0]), "outer");
+}
+
+TEST(OpenBlocks, ABlockThatIsNotTheInnermostOneIsRecordedAndTakesNoneOffTheStack) {
+    const Memory memory(smallest);
+    TraceFile file;
+    MessageId openId{0};
+    MessageId otherId{0};
+    describe(file, openId, "open");
+    describe(file, otherId, "entered earlier");
+    file.memoryIs(memory.octets());
+    {
+        const BlockTimerSelf open(file, openId);
+        file.blockEnds(otherId, 1);
+        ASSERT_EQ(memory.read().open().size(), 1u);
+        EXPECT_EQ(memory.read().text(memory.read().open()[0]), "open");
+        EXPECT_EQ(memory.read().texts(), Texts{"entered earlier"});
+        EXPECT_EQ(memory.read().records()[0].begin, 1u);
+    }
+    EXPECT_EQ(memory.read().open().size(), 0u);
+    EXPECT_EQ(memory.read().texts(), (Texts{"entered earlier", "open"}));
+}
+
+// Reactions
+
+/// An entity without attributes and without the generic interface.
+class Bare final : public Zel::Object<Bare, Zel::Entity> {
+  public:
+    static Zel::TypeNode const _zelType;
+};
+constinit Zel::TypeNode const Bare::_zelType{"Bare", {}};
+
+/// A reactor on one, which does nothing, and so allocates nothing.
+class BareReactor final : public Zel::Object<BareReactor, Zel::NotifieeConstOf<Bare>> {
+  public:
+    static Zel::TypeNode const _zelType;
+};
+constinit Zel::TypeNode const BareReactor::_zelType{"BareReactor", {}};
+
+Zel::Ptr<BareReactor> watch(Zel::Ptr<Bare> const& bare) {
+    auto reactor = Zel::newActive<BareReactor>();
+    reactor->notifierIs(bare);
+    return reactor;
+}
+
+TEST(Reactions, OfAClassThatCannotBeDescribedForLackOfMemoryAreDescribedLater) {
+    const Memory memory(65536);
+    const DefaultFileOn on(memory);
+    const Zel::Ptr<Bare> bare(new Bare);
+    const auto reactor = watch(bare);
+    ASSERT_EQ(Bare::_zelType.traceId(), 0u);
+    std::size_t failures = 0;
+    for (bool failed = true; failed; ++failures) {
+        const FailingAllocation failure(failures + 1);
+        bare->notify(258);
+        failed = failure.happened();
+        EXPECT_EQ(Bare::_zelType.traceId() == 0 || BareReactor::_zelType.traceId() == 0, failed);
+        ASSERT_LT(failures, 20u);
+    }
+    EXPECT_GT(failures, 1u);
+    const TraceReader reader = memory.read();
+    ASSERT_EQ(reader.records().size(), failures);
+    EXPECT_EQ(reader.records().front().typeId, 0u);
+    EXPECT_EQ(reader.text(reader.records().back()), "BareReactor");
+    EXPECT_EQ(reader.messages().at(reader.records().back().typeId).text, "Bare");
+}
+
+/// The number that a key's image shows; nothing where it shows none.
+std::optional<U64> number(Fennic::KeyImage const& key) {
+    if (key.kind != Fennic::KeyImage::number)
+        return std::nullopt;
+    U64 number = 0;
+    std::memcpy(&number, key.octets + 6, sizeof number);
+    return number;
+}
+
+TEST(Reactions, ShowTheKeysThatEntityAndAttributeHaveAndNoOthers) {
+    const Memory memory(65536);
+    const DefaultFileOn on(memory);
+    Toy::Log log;
+    const Zel::Ptr<Bare> bare(new Bare);
+    const Zel::Ptr<Toy::Item> item(new Toy::Item(7));
+    const Zel::Ptr<Toy::Record> record(new Toy::Record);
+    const auto onBare = watch(bare);
+    const auto onItem = Toy::watch(item, "item", log);
+    const auto onRecord = Toy::watch(record, "record", log);
+    const Toy::ItemId key(3);
+    bare->notify(258, &key); // no such attribute
+    item->notify(259, &key); // one without keys
+    item->countIs(1);
+    record->itemIs(3);
+
+    const std::vector<BlockRecord> records = memory.read().records();
+    ASSERT_EQ(records.size(), 4u);
+    EXPECT_EQ(records[0].entity, reinterpret_cast<std::uintptr_t>(bare.ptr()));
+    EXPECT_EQ(records[0].attribute, 258u);
+    EXPECT_EQ(records[0].entityKey.kind, Fennic::KeyImage::none);
+    EXPECT_EQ(records[0].key.kind, Fennic::KeyImage::none);
+    for (std::size_t i : {1U, 2U}) {
+        EXPECT_EQ(records[i].attribute, 259u);
+        EXPECT_EQ(number(records[i].entityKey), 7u);
+        EXPECT_EQ(records[i].key.kind, Fennic::KeyImage::none);
+    }
+    EXPECT_EQ(records[3].attribute, 261u);
+    EXPECT_EQ(records[3].entityKey.kind, Fennic::KeyImage::none);
+    EXPECT_EQ(number(records[3].key), 3u);
+}
+
+TEST(Reactions, OfAThreadWithoutALaneAreLostAndHappenAllTheSame) {
+    const Memory memory(smallest);
+    const DefaultFileOn on(memory);
+    MessageId messageId{0};
+    Toy::Log log;
+    const Zel::Ptr<Toy::Item> item(new Toy::Item(7));
+    const auto reactor = Toy::watch(item, "a", log);
+    std::atomic<unsigned> begun{0};
+    std::atomic<bool> goOn{false};
+    std::vector<std::thread> others;
+    for (U32 lane = 0; lane < memory.read().header().laneCount; ++lane)
+        others.emplace_back([&] {
+            { const BlockTimerSelf timer(Fennic::defaultTraceFile(), messageId); }
+            ++begun;
+            goOn.wait(false);
+        });
+    while (begun != others.size())
+        std::this_thread::yield();
+    item->countIs(1);
+    EXPECT_EQ(log, Toy::logOf({{"a", 259, "-"}}));
+    EXPECT_EQ(memory.read().header().lostRecords, 1u);
+    EXPECT_EQ(memory.read().recorded(), others.size());
+    goOn = true;
+    goOn.notify_all();
+    for (std::thread& other : others)
+        other.join();
+}
+
+TEST(Reactions, DeeperThanTheStackAreRecordedWithoutWhatTheyAreAbout) {
+    const Memory memory(smallest);
+    const DefaultFileOn on(memory);
+    Toy::Log log;
+    const Zel::Ptr<Toy::Item> item(new Toy::Item(7));
+    const auto reactor = Toy::watch(item, "a", log);
+    MessageId messageId{0};
+    const U32 kept = memory.read().header().framesPerLane;
+    const auto nest = [&](auto const& self, U32 depth) -> void {
+        const BlockTimerSelf timer(Fennic::defaultTraceFile(), messageId);
+        if (depth < kept)
+            self(self, depth + 1);
+        else
+            item->countIs(1);
+    };
+    nest(nest, 1);
+    EXPECT_EQ(memory.read().lane().depth, 0u);
+    const std::vector<BlockRecord> records = memory.read().records();
+    ASSERT_EQ(records.size(), kept + 1);
+    EXPECT_EQ(records[0].depth, kept);
+    EXPECT_EQ(records[0].kind, Fennic::BlockKind::handler);
+    EXPECT_EQ(records[0].entity, 0u);
+    EXPECT_EQ(memory.read().text(records[0]), "Toy::Recorder");
+    EXPECT_EQ(log.size(), 1u);
 }
 
 TEST(OpenBlocks, EachThreadHasAStackOfItsOwn) {
@@ -953,6 +1171,17 @@ TEST(TraceFile, AMappedFileIsReadableAfterItsProcessWasKilled) {
             EXPECT_LE(records[i - 1].end, records[i].begin);
         }
     }
+}
+
+TEST(Immortal, IsNotDestroyedWithItsScope) {
+    static unsigned ended = 0;
+    struct Mortal {
+        ~Mortal() { ++ended; }
+    };
+    { const Mortal mortal; }
+    EXPECT_EQ(ended, 1u);
+    { const Fennic::detail::Immortal<Mortal> immortal; }
+    EXPECT_EQ(ended, 1u);
 }
 
 TEST(TraceFile, TwoThreadsWriteEveryRecordOnceAndWhole) {

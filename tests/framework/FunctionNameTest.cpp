@@ -200,8 +200,23 @@ constexpr auto withinFunctions = std::to_array<Case>({
     {"auto (anonymous class)::operator()(int) const", "(anonymous class)::operator()"},
 });
 
+constexpr auto spellings = std::to_array<Case>({
+    {"void V::f1(int)", "V::f1"},
+    {"void V::operator1(int)", "V::operator1"},
+    {"void V::operator$(int)", "V::operator$"},
+    {"void V::operator\xc3\xa9(int)", "V::operator\xc3\xa9"},
+    {"void V::f(int (&)[3])", "V::f"},
+    {"void V::f(V::D<V::S{')', 2}>)", "V::f"},
+    {"void V::D<V::Text{\"})>\"}>::f()", "V::D<V::Text{\"})>\"}>::f"},
+    {"std::function<auto (int) -> int> V::f()", "V::f"},
+    {"void V::D<sizeof (A[2])>::f()", "V::D<sizeof (A[2])>::f"},
+    {"V::S::operator new", "V::S::operator new"},
+    {"int V::f(int)[with T = int]", "V::f"},
+    {"int V::f(int)(double)", "V::f"},
+});
+
 static_assert(holds(functions) && holds(results) && holds(templates) && holds(operators) &&
-              holds(namelessScopes) && holds(withinFunctions));
+              holds(namelessScopes) && holds(withinFunctions) && holds(spellings));
 
 TEST(FunctionName, IsQualifiedAndWithoutResultParametersAndQualifiers) { expect(functions); }
 
@@ -214,6 +229,8 @@ TEST(FunctionName, OfAnOperatorIsWhole) { expect(operators); }
 TEST(FunctionName, KeepsNamelessScopes) { expect(namelessScopes); }
 
 TEST(FunctionName, KeepsTheFunctionsAround) { expect(withinFunctions); }
+
+TEST(FunctionName, IsFoundAmongUnusualCharactersBracketsAndEnds) { expect(spellings); }
 
 TEST(FunctionName, OfWhatIsNoSignatureIsPartOfIt) {
     for (std::string_view text : {"", "f", "f(", "f(<", "f<", "operator", "(", "'", "f('\\", "*",

@@ -132,17 +132,19 @@ TEST(HashMap, SteppingThroughTheBucketsVisitsWhatAWalkVisits) {
     }
 }
 
-TEST(HashMap, NamesAreKeys) {
-    class Named : public PtrInterface, public HashMember {
-      public:
-        explicit Named(Name name)
-            : name_(std::move(name)) {}
-        Name fwkKey() const { return name_; }
-        TypeNode const* fwkType() const override { return nullptr; }
+/// An element that makes its key each time that it is asked.
+class Named : public PtrInterface, public HashMember {
+  public:
+    explicit Named(Name name)
+        : name_(std::move(name)) {}
+    Name fwkKey() const { return name_; }
+    TypeNode const* fwkType() const override { return nullptr; }
 
-      private:
-        Name name_;
-    };
+  private:
+    Name name_;
+};
+
+TEST(HashMap, NamesAreKeys) {
     HashMap<Named, Name, Owner> map(4);
     for (int i = 0; i < 300; ++i) {
         const Name name(std::to_string(i).c_str());
@@ -321,6 +323,50 @@ TEST(HashMapDeathTest, ADuplicateKeyIsFatalAndNamesTheOwner) {
     for (const U32 key : {1U, 3U, 5U})
         EXPECT_DEATH(same.newMemberG(made<Element>(key), {key}),
                      "Varnol: fatal: HashMap of Zel::Test::Owner: duplicate key");
+}
+
+TEST(HashMapDeathTest, ADuplicateNameIsFatal) {
+    HashMap<Named, Name, Owner> map(4);
+    map.newMemberG(Ptr<Named>(new Named("a")), "a");
+    EXPECT_DEATH(map.newMemberG(Ptr<Named>(new Named("a")), "a"),
+                 "Varnol: fatal: HashMap of Zel::Test::Owner: duplicate key");
+}
+
+TEST(HashMap, HasNoMoreBucketsThanHashesHaveBitsFor) {
+    const auto bitsFor = [](U32 buckets) {
+        HashTable table(buckets);
+        return Access::bits(table);
+    };
+    EXPECT_EQ(bitsFor(U32{1} << 30), 30);
+    EXPECT_EQ(bitsFor((U32{1} << 30) + 1), 31);
+    EXPECT_EQ(bitsFor(U32{1} << 31), 31);
+    EXPECT_EQ(bitsFor((U32{1} << 31) + 1), 31);
+    EXPECT_EQ(bitsFor(0xffffffff), 31);
+}
+
+TEST(HashMap, WithAllTheBucketsThatItCanHaveGrowsNoMore) {
+    HashTable table(1);
+    table.makeRoom();
+    auto* const chains = Access::chains(table);
+    Access::bits(table) = 31;
+    Access::members(table) = U32{1} << 31;
+    table.makeRoom();
+    EXPECT_EQ(Access::chains(table), chains);
+    EXPECT_EQ(Access::bits(table), 31);
+    Access::bits(table) = 0;
+    Access::members(table) = 0;
+    EXPECT_EQ(table.buckets(), 1U);
+}
+
+/// A type whose name no demangler can read: 'P' and what it points at.
+struct UnreadablePointer : std::type_info {
+    UnreadablePointer()
+        : std::type_info("P?owner") {}
+};
+
+TEST(HashMapDeathTest, AnOwnerWhoseNameCannotBeReadIsNamedAsTheCompilerDoes) {
+    EXPECT_DEATH(mapFatal("HashMap", UnreadablePointer(), "duplicate key"),
+                 "Varnol: fatal: HashMap of \\?owner: duplicate key");
 }
 
 TEST(HashMapDeathTest, AnElementThatIsLinkedAnywhereCannotBeInserted) {

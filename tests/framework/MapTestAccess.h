@@ -19,6 +19,7 @@ struct MapTestAccess {
     }
 
     template <class Table> static auto& chains(Table& table) { return table.chains_; }
+    template <class Table> static auto& bits(Table& table) { return table.bits_; }
     template <class Table> static auto& chain(Table& table, U32 bucket) {
         return table.chains_[bucket];
     }

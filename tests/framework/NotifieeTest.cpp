@@ -469,6 +469,35 @@ TEST_F(NotifieeDeathTest, AnEntityCannotBeDestroyedWhileReactorsAreBoundToIt) {
             "Varnol: fatal: an entity was destroyed while reactors are bound to it\n")));
 }
 
+TEST_F(NotifieeTest, AReactorThatHasReferencesAgainStaysBound) {
+    const auto reactor = watch(item, "a", log);
+    reactor->zeroReferencesIs(false);
+    item->countIs(1);
+    EXPECT_EQ(log, logOf({{"a", 259, "-"}}));
+    reactor->zeroReferencesIs(true);
+    item->countIs(2);
+    EXPECT_EQ(log.size(), 1u);
+}
+
+/// A reactor that does not say what it does with a notification.
+class Silent final : public Zel::Object<Silent, Zel::NotifieeConstOf<Toy::Item>> {
+  public:
+    static Zel::TypeNode const _zelType;
+};
+constinit Zel::TypeNode const Silent::_zelType{"Silent", {}};
+
+TEST_F(NotifieeTest, AReactorThatHandlesNothingIsNotifiedWithoutAnyEffect) {
+    const auto silent = Zel::newActive<Silent>();
+    silent->notifierIs(item);
+    const auto behind = watch(item, "behind", log);
+    const Zel::U64 before = Zel::notificationsDelivered();
+    item->countIs(5);
+    EXPECT_EQ(Zel::notificationsDelivered(), before + 2);
+    EXPECT_EQ(log, logOf({{"behind", 259, "-"}}));
+    EXPECT_EQ(item->count(), 5u);
+    EXPECT_EQ(silent->notifier(), item);
+}
+
 // The hooks of the platform do nothing by themselves.
 
 TEST_F(NotifieeTest, ThePlatformsHooksDoNothing) {

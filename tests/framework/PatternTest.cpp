@@ -1314,6 +1314,17 @@ TEST_F(PatternTest, AReactorOnTheSourceThatOutlivesItsRootHasNoOwner) {
     expectNoSteps();
 }
 
+TEST_F(PatternTest, AReactorWithoutAnOwnerIsOfAZombieWhenItIsOneItself) {
+    start();
+    const Ptr<Record::NotifieeConst> held(tape.source);
+    auto& reactor = static_cast<ItemSyncer::ZelSource&>(*held);
+    EXPECT_FALSE(reactor.isOfZombie());
+    syncer = nullptr;
+    EXPECT_TRUE(reactor.isOfZombie());
+    reactor.zelDoZombieReactors(false);
+    EXPECT_FALSE(reactor.isOfZombie());
+}
+
 TEST_F(PatternTest, ADestructorThatChangesTheSourceDisturbsNothing) {
     source->itemIs(1);
     source->itemIs(2);

@@ -1,5 +1,6 @@
 #include "framework/zel/RbTreeMap.h"
 
+#include "framework/zel/Name.h"
 #include "tests/framework/MapItems.h"
 #include "tests/framework/MapTestAccess.h"
 
@@ -209,6 +210,28 @@ TEST(RbTreeMapDeathTest, ADuplicateKeyIsFatalAndNamesTheOwner) {
     EXPECT_DEATH(filled.map.memberNewChild(made<Element>(3)),
                  "Varnol: fatal: RbTreeMap of Zel::Test::Owner: duplicate key");
     EXPECT_DEATH(filled.map.assertDupKey(),
+                 "Varnol: fatal: RbTreeMap of Zel::Test::Owner: duplicate key");
+}
+
+/// An element that makes its key each time that it is asked.
+class Named : public PtrInterface, public RbTreeMember {
+  public:
+    explicit Named(Name name)
+        : name_(std::move(name)) {}
+    Name fwkKey() const { return name_; }
+    TypeNode const* fwkType() const override { return nullptr; }
+
+  private:
+    Name name_;
+};
+
+TEST(RbTreeMapDeathTest, ADuplicateNameIsFatal) {
+    RbTreeMap<Named, Name, Owner> map;
+    for (const char* name : {"b", "a", "c"})
+        map.memberNewChild(Ptr<Named>(new Named(name)));
+    EXPECT_EQ(map["a"]->fwkKey(), Name("a"));
+    EXPECT_EQ(map["d"], nullptr);
+    EXPECT_DEATH(map.memberNewChild(Ptr<Named>(new Named("a"))),
                  "Varnol: fatal: RbTreeMap of Zel::Test::Owner: duplicate key");
 }
 

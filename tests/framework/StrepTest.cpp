@@ -22,6 +22,16 @@ struct Outer {
     struct Inner {};
 };
 
+/// A type whose name no demangler can read.
+struct Unreadable : std::type_info {
+    Unreadable()
+        : std::type_info("?unreadable") {}
+};
+
+TEST(Strep, OfATypeThatCannotBeReadIsItsNameAsItIs) {
+    EXPECT_EQ(typeName(Unreadable()), "?unreadable");
+}
+
 TEST(Strep, OfANameIsItsText) {
     EXPECT_EQ(valueToStrep(Zel::Name("mst1")), "mst1");
     EXPECT_EQ(valueToStrep(Zel::Name("")), "");

@@ -16,9 +16,33 @@
 #include <system_error>
 #include <thread>
 
+#include <cerrno>
+#include <cstdarg>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+namespace {
+
+/// How many of this thread's next openings of files a signal is to interrupt.
+thread_local unsigned interruptions = 0;
+
+} // namespace
+
+/// Takes the place of the C library's in this program.
+extern "C" int open(const char* path, int flags, ...) {
+    if (interruptions != 0) {
+        --interruptions;
+        errno = EINTR;
+        return -1;
+    }
+    std::va_list rest;
+    va_start(rest, flags);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;
+    va_end(rest);
+    return ::openat(AT_FDCWD, path, flags, mode);
+}
 
 namespace {
 
@@ -160,6 +184,15 @@ TEST_F(TraceFileSinkTest, AFileThatCannotBeOpenedIsRefusedWithItsPath) {
     ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
     EXPECT_EQ(refusal(folder / "pipe"), // which nobody reads from
               "trace file " + folder.string() + "/pipe: No such device or address");
+}
+
+TEST_F(TraceFileSinkTest, AnOpeningThatASignalInterruptsIsTriedAgain) {
+    interruptions = 2;
+    TraceFileSink sink(folder / "file", textOnly);
+    EXPECT_EQ(interruptions, 0u);
+    Zel::traceSinkIs(sink.sink());
+    trace("opened");
+    EXPECT_EQ(contents(folder / "file"), head + "opened\n");
 }
 
 TEST_F(TraceFileSinkTest, ReopensAfterTheFileWasMovedAway) {

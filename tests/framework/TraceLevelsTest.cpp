@@ -2,6 +2,7 @@
 
 #include "framework/zel/Exception.h"
 #include "framework/zel/Trace.h"
+#include "framework/zel/TraceRegistry.h"
 #include "tests/framework/EachAllocation.h"
 #include "tests/framework/FailingAllocation.h"
 #include "tests/framework/Thrown.h"
@@ -153,12 +154,36 @@ TEST(TraceLevelsText, ThatIsMalformedSaysWhatIsWrongAndWhere) {
     EXPECT_EQ(refusal("/5"), at + "1: no pattern is there; allowed: pattern/level, as Stp*/8");
     EXPECT_EQ(refusal("a/1,b c/2"), at + "6: a blank or control character is in a pattern");
     EXPECT_EQ(refusal("a/1, b/2"), at + "5: a blank or control character is in a pattern");
+    EXPECT_EQ(refusal("a\x7f/1"), at + "2: a blank or control character is in a pattern");
     EXPECT_EQ(refusal("a\n/1"), at + "2: a blank or control character is in a pattern");
-    for (const char* level : {"", "10", "a", "-1", "+1", "08", "8 ", "OFF", "on", "of", "offf"})
+    for (const char* level :
+         {"", "10", "a", "-", ":", "-1", "+1", "08", "8 ", "OFF", "on", "of", "offf"})
         EXPECT_EQ(refusal("Stp*/8,Varnol/" + std::string(level)),
                   at + "15: '" + level + "' is no level; allowed: 0 to 9, or off");
     EXPECT_EQ(refusal(std::string("a/\0\x1b", 4)),
               at + "3: '\?\?' is no level; allowed: 0 to 9, or off");
+}
+
+TEST(TraceLevelsText, SettingsAreEqualWhereAllOfThemIs) {
+    const TraceSetting setting{"a", true, 1, 2};
+    EXPECT_TRUE(setting == (TraceSetting{"a", true, 1, 2}));
+    EXPECT_FALSE(setting == (TraceSetting{"b", true, 1, 2}));
+    EXPECT_FALSE(setting == (TraceSetting{"a", false, 1, 2}));
+    EXPECT_FALSE(setting == (TraceSetting{"a", true, 3, 2}));
+    EXPECT_FALSE(setting == (TraceSetting{"a", true, 1, 3}));
+}
+
+TEST(TraceHandles, AreEqualWhereNameAndLevelsAre) {
+    const Zel::TraceHandleLevels levels{"a", 1};
+    EXPECT_TRUE(levels == (Zel::TraceHandleLevels{"a", 1}));
+    EXPECT_FALSE(levels == (Zel::TraceHandleLevels{"b", 1}));
+    EXPECT_FALSE(levels == (Zel::TraceHandleLevels{"a", 2}));
+}
+
+TEST(TraceRegistry, HasNoSettingsUntilSomeAreMade) {
+    Zel::TraceRegistry registry;
+    EXPECT_TRUE(registry.settings().empty());
+    EXPECT_FALSE(registry.level("L:any", 1));
 }
 
 TEST_F(TraceLevels, AMalformedTextChangesNothing) {

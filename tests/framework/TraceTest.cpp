@@ -348,6 +348,14 @@ TEST(Trace, ReplacingTheSinkReturnsTheFormerOne) {
     EXPECT_EQ(Zel::traceSinkIs(before), second);
 }
 
+TEST(Trace, SinksAreEqualWhereFunctionAndContextAre) {
+    const auto take = [](TraceRecord const&, void*) {};
+    const Zel::TraceSink sink{take, &traceHandle};
+    EXPECT_TRUE(sink == (Zel::TraceSink{take, &traceHandle}));
+    EXPECT_FALSE(sink == (Zel::TraceSink{take, nullptr}));
+    EXPECT_FALSE(sink == (Zel::TraceSink{[](TraceRecord const&, void*) {}, &traceHandle}));
+}
+
 TEST(Trace, ASinkWithoutAFunctionIsRefused) {
     EXPECT_THROW(Zel::traceSinkIs({nullptr, nullptr}), Zel::RangeException);
     EXPECT_EQ(Zel::traceSinkIs({}), Zel::TraceSink{});

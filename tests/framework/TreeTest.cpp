@@ -2,6 +2,7 @@
 #include "framework/zel/Exception.h"
 #include "framework/zel/PrintTree.h"
 #include "framework/zel/TreeWalk.h"
+#include "framework/zel/TypeNodeOf.h"
 #include "tests/framework/Thrown.h"
 #include "tests/framework/ToyModel.h"
 
@@ -127,6 +128,33 @@ TEST(GenericIf, ReachesNothingOfAClassThatDoesNotOfferIt) {
               text);
 }
 
+/// An object of which not even the class is known.
+class Untyped final : public Zel::PtrInterface {
+  public:
+    Zel::TypeNode const* fwkType() const override { return nullptr; }
+};
+
+TEST(GenericIf, ReachesNothingOfAnObjectWhoseClassIsNotKnown) {
+    const Zel::Ptr<Untyped> object(new Untyped);
+    Value value;
+    EXPECT_EQ(genericIfAttributeOp(*object, 258, AttributeOp::read, value),
+              GenericIfResult::notHandled);
+    EXPECT_EQ(genericIfIterator(*object, 258), nullptr);
+    EXPECT_TRUE(Zel::fwkKey(*object).none());
+    EXPECT_EQ(textThrown<Zel::RangeException>([&] { Zel::treeText(object.ptr()); }),
+              "the class of an object has no generic attribute interface");
+}
+
+TEST(GenericIf, ConstructsNothingOfAClassWithoutACreator) {
+    const Zel::TypeNode type = Zel::typeNodeOf<Toy::Item, nullptr>("Toy::Unmade");
+    EXPECT_EQ(type.name(), "Toy::Unmade");
+    EXPECT_EQ(type.attributes().data(), Toy::Item::_zelType.attributes().data());
+    Zel::Ptr<Zel::PtrInterface> place;
+    const Value key{Toy::ItemId(12)};
+    EXPECT_EQ(genericIfConstructFromCtorArgs(type, place, {&key, 1}), GenericIfResult::notHandled);
+    EXPECT_EQ(place, nullptr);
+}
+
 TEST(GenericIf, AWalkSurvivesWhatItsBodyDoesAndHoldsTheObject) {
     Zel::Ptr<Toy::Record> record = sample();
     const auto walk = genericIfIterator(*record, 261);
@@ -226,6 +254,25 @@ TEST(PrintTree, IsJsonWithNumbersBooleansAndStrings) {
     EXPECT_EQ(Zel::treeJson(group.ptr()), R"({"name":"g","level":0,"item":{}})");
 }
 
+TEST(PrintTree, WritesAQuestionMarkForEachControlCharacter) {
+    const Zel::Ptr<Toy::Record> record(new Toy::Record);
+    record->titleIs("a\x1f\x7f~\n");
+    EXPECT_EQ(Zel::treeText(record.ptr()).substr(0, 31), "Toy::Record\n  title: a??~?\n  re");
+}
+
+/// An entity without any attribute.
+class Blank final : public Zel::Object<Blank, Zel::Entity> {
+  public:
+    static Zel::TypeNode const _zelType;
+};
+constinit Zel::TypeNode const Blank::_zelType = Zel::typeNodeOf<Blank>("Blank");
+
+TEST(PrintTree, OfAnEntityWithoutAttributesHasNone) {
+    const Zel::Ptr<Blank> blank(new Blank);
+    EXPECT_EQ(Zel::treeText(blank.ptr()), "Blank\n");
+    EXPECT_EQ(Zel::treeJson(blank.ptr()), "{}");
+}
+
 // ---- comparing ----
 
 Differences diff(Zel::Ptr<Toy::Record> const& left, Zel::Ptr<Toy::Record> const& right) {
@@ -281,6 +328,45 @@ TEST(Diff, SaysThatAnObjectIsMissing) {
     const Zel::Ptr<Toy::Item> item(new Toy::Item(1));
     EXPECT_EQ(Zel::diff(item.ptr(), nullptr), (Differences{{"", "Toy::Item[1]", std::nullopt}}));
     EXPECT_EQ(Zel::diff(nullptr, item.ptr()), (Differences{{"", std::nullopt, "Toy::Item[1]"}}));
+}
+
+TEST(Diff, DifferencesAreEqualWherePlaceAndBothSidesAre) {
+    const Difference difference{"revision", "7", "8"};
+    EXPECT_TRUE(difference == (Difference{"revision", "7", "8"}));
+    EXPECT_FALSE(difference == (Difference{"mode", "7", "8"}));
+    EXPECT_FALSE(difference == (Difference{"revision", "6", "8"}));
+    EXPECT_FALSE(difference == (Difference{"revision", "7", std::nullopt}));
+}
+
+TEST(Diff, PairsTheElementsOfAnObjectWithNoneWhereTheOtherObjectIsMissing) {
+    const auto record = sample();
+    const auto differences = [](Zel::PtrInterface const* left, Zel::PtrInterface const* right) {
+        Zel::TreeDiff comparison;
+        comparison.elements(
+            left, 266, right, 266, "tally",
+            [&](Value const&, auto one, auto other) { comparison.element(one, other); });
+        return comparison.take();
+    };
+    EXPECT_EQ(differences(record.ptr(), nullptr), (Differences{{"tally[1]", "10", std::nullopt},
+                                                               {"tally[2]", "20", std::nullopt},
+                                                               {"tally[3]", "30", std::nullopt}}));
+    EXPECT_EQ(differences(nullptr, record.ptr()), (Differences{{"tally[1]", std::nullopt, "10"},
+                                                               {"tally[2]", std::nullopt, "20"},
+                                                               {"tally[3]", std::nullopt, "30"}}));
+    EXPECT_TRUE(differences(nullptr, nullptr).empty());
+}
+
+TEST(Diff, ANullPointerDiffersFromAnObjectAndNoElementFromNone) {
+    const Value object(Zel::Ptr(new Toy::Item(1)));
+    const Value null{Zel::Ptr<Toy::Item>()};
+    Zel::TreeDiff comparison;
+    comparison.element(nullptr, nullptr);
+    comparison.element(&null, &null);
+    EXPECT_TRUE(comparison.take().empty());
+    comparison.element(&object, &null);
+    comparison.element(&null, &object);
+    EXPECT_EQ(comparison.take(),
+              (Differences{{"", "Toy::Item[1]", "null"}, {"", "null", "Toy::Item[1]"}}));
 }
 
 TEST(Diff, RefusesObjectsOfDifferentClasses) {

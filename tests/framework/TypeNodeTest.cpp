@@ -198,6 +198,41 @@ static_assert(Writable<Toy::Item::labelAttribute>);
 static_assert(!Writable<Toy::Item::idAttribute>, "a key stays what it is");
 static_assert(!Writable<Toy::Record::itemAttribute>);
 
+TEST(TypeNode, TheTableHasARowForEachDescription) {
+    EXPECT_EQ(Zel::detail::attributeCount<Toy::Item>(), 14u);
+    EXPECT_EQ(Zel::detail::attributeCount<Toy::Recorder<Toy::Item>>(), 0u);
+    const auto made = Zel::detail::makeAttributeTable<Toy::Record>();
+    const auto table = Toy::Record::_zelType.attributes();
+    ASSERT_EQ(made.size(), table.size());
+    for (std::size_t row = 0; row < made.size(); ++row) {
+        EXPECT_EQ(made[row].id, table[row].id);
+        EXPECT_EQ(made[row].name, table[row].name);
+        EXPECT_EQ(made[row].kind, table[row].kind);
+        EXPECT_EQ(made[row].valueType, table[row].valueType);
+        EXPECT_EQ(made[row].keyType, table[row].keyType);
+        EXPECT_EQ(made[row].keyView == nullptr, table[row].keyType == nullptr);
+    }
+}
+
+/// A syncer's children, as its declaration describes them.
+struct Children {
+    using Child = Toy::Item;
+    using Key = Toy::ItemId;
+    static constexpr AttributeId id = 260;
+    static constexpr std::string_view name = "children";
+    static constexpr AttributeKind kind = AttributeKind::reactors;
+};
+
+TEST(TypeNode, OfChildReactorsTheKeyHasATypeAndIsNotShown) {
+    const AttributeInfo info = Zel::attributeInfo<Children>();
+    EXPECT_EQ(info.id, 260u);
+    EXPECT_EQ(info.name, "children");
+    EXPECT_EQ(info.kind, AttributeKind::reactors);
+    EXPECT_EQ(*info.valueType, typeid(Toy::Item));
+    EXPECT_EQ(*info.keyType, typeid(Toy::ItemId));
+    EXPECT_EQ(info.keyView, nullptr);
+}
+
 TEST(Attribute, AllAreVisitedInTheOrderOfDeclaration) {
     std::vector<AttributeId> visited;
     Zel::forEachAttribute<Toy::Item>([&](auto attribute) { visited.push_back(attribute.id); });

@@ -24,6 +24,12 @@ std::string jsonOf(std::string_view text) {
     return std::string(stream.text());
 }
 
+/// An object of which not even the class is known.
+class Untyped final : public Zel::PtrInterface {
+  public:
+    Zel::TypeNode const* fwkType() const override { return nullptr; }
+};
+
 TEST(Value, HoldsAValueOfItsTypeAndNoOther) {
     const Value value(5U);
     ASSERT_NE(value.as<unsigned>(), nullptr);
@@ -50,7 +56,45 @@ TEST(Value, EqualsAnEqualOneOfTheSameType) {
     const double nan = std::nan("");
     EXPECT_TRUE(Value(nan) == Value(nan));
     EXPECT_FALSE(Value(nan) == Value(0.0));
+    EXPECT_FALSE(Value(0.0) == Value(nan));
+    EXPECT_FALSE(Value(0.0) == Value(1.0));
     EXPECT_TRUE(Value(0.0) == Value(-0.0));
+}
+
+TEST(Value, OfAnObjectEqualsNothingButThatObject) {
+    const Value object(Zel::Ptr(new Toy::Item(7)));
+    EXPECT_TRUE(object == Value(object));
+    EXPECT_FALSE(object == Value(Zel::Ptr(new Toy::Item(7))));
+    EXPECT_FALSE(object == Value(7U));
+    EXPECT_FALSE(Value(7U) == object);
+}
+
+TEST(Value, IsOrderedByItsTextBeforeAfterAndAmidValuesOfOtherKinds) {
+    const Value object(Zel::Ptr(new Toy::Item(7)));
+    EXPECT_TRUE(Value() < Value(5U));
+    EXPECT_FALSE(Value(5U) < Value());
+    EXPECT_TRUE(Value(5U) < object);
+    EXPECT_FALSE(object < Value(5U));
+    EXPECT_TRUE(Value(5U) < Value(Zel::Name("6")));
+    EXPECT_FALSE(Value(Zel::Name("6")) < Value(5U));
+}
+
+TEST(Value, KnowsWhatItsTypeCanDo) {
+    const Zel::detail::ValueType number = Zel::detail::valueType<unsigned>();
+    const unsigned zero = 0;
+    const unsigned one = 1;
+    EXPECT_EQ(*number.type, typeid(unsigned));
+    EXPECT_EQ(Zel::detail::valueType<Zel::Name>().type, &typeid(Zel::Name));
+    EXPECT_TRUE(number.less(&zero, &one));
+    EXPECT_FALSE(number.less(&one, &zero));
+    EXPECT_TRUE(number.equal(&one, &one));
+    EXPECT_FALSE(number.equal(&one, &zero));
+    EXPECT_TRUE(number.zero(&zero));
+    EXPECT_FALSE(number.zero(&one));
+    Zel::TraceStream stream;
+    number.text(stream, &one);
+    number.json(stream, &zero);
+    EXPECT_EQ(stream.text(), "10");
 }
 
 TEST(Value, IsOrderedAsItsTypeIsOrByItsText) {
@@ -122,6 +166,7 @@ TEST(Value, EscapesWhatAJsonStringCannotHold) {
     EXPECT_EQ(jsonOf("\xed\xa0\x80"), "\"\\ufffd\\ufffd\\ufffd\"") << "a surrogate";
     EXPECT_EQ(jsonOf("\xf4\x90\x80\x80"), "\"\\ufffd\\ufffd\\ufffd\\ufffd\"") << "too large";
     EXPECT_EQ(jsonOf("\xe2\x82("), "\"\\ufffd\\ufffd(\"");
+    EXPECT_EQ(jsonOf("\xe2\x82\xc0"), "\"\\ufffd\\ufffd\\ufffd\"") << "no octet that goes on";
 }
 
 TEST(Value, OfAnObjectHoldsItAndKnowsWhetherItMayBeWritten) {
@@ -143,6 +188,15 @@ TEST(Value, OfAnObjectHoldsItAndKnowsWhetherItMayBeWritten) {
     EXPECT_EQ(value.text(), "Toy::Item[7]");
 }
 
+TEST(Value, SaysWhatItIsAlsoOfANullPointerOfNothingAndOfAnObjectOfNoClass) {
+    EXPECT_EQ(Value().typeText(), "nothing");
+    EXPECT_EQ(Value(5U).typeText(), "unsigned int");
+    EXPECT_EQ(Value(Zel::Ptr<Toy::Item>()).typeText(), "a null pointer");
+    const Value untyped(Zel::Ptr(new Untyped));
+    EXPECT_EQ(untyped.typeText(), "object");
+    EXPECT_EQ(untyped.text(), "object");
+}
+
 TEST(Value, IsAPointerOnlyToObjectsOfJustThatClassWithNoMoreRights) {
     const Zel::Ptr<Toy::Item> item(new Toy::Item(7));
     Zel::Ptr<Toy::Item> writable;
@@ -156,6 +210,11 @@ TEST(Value, IsAPointerOnlyToObjectsOfJustThatClassWithNoMoreRights) {
     EXPECT_FALSE(Value(constant).pointerTo(writable));
     EXPECT_FALSE(Value(item).pointerTo(record));
     EXPECT_EQ(record, before);
+    EXPECT_FALSE(Value(Zel::Ptr(new Toy::Record)).pointerTo(writable));
+    EXPECT_FALSE(Value(Zel::Ptr(new Toy::Record)).pointerTo(constant));
+    EXPECT_EQ(writable, item);
+    EXPECT_TRUE(Value(Zel::Ptr<Toy::Item>()).pointerTo(writable));
+    EXPECT_EQ(writable, nullptr);
     EXPECT_FALSE(Value(7U).pointerTo(writable));
     EXPECT_FALSE(Value().pointerTo(writable));
     EXPECT_TRUE(Value(Zel::Ptr<Toy::Item const>()).pointerTo(record));

@@ -308,6 +308,22 @@ TEST(Pkt, IsAsItWasWhenMemoryIsExhausted) {
     EXPECT_TRUE(holds(clone, std::vector<U8>(53, 9)));
 }
 
+TEST(Pkt, IsAsItWasWhenThereIsNoMemoryForOctetsThatNobodyShares) {
+    const std::vector<Pkt::Ptr> packets = allKeptMemory();
+    const Pkt::Ptr packet = packetOf(3, 7);
+    const Pkt::Ptr clone = packet->clone();
+    {
+        const FailingAllocation failure(1);
+        EXPECT_THROW(packet->newSharedHeadData(5), std::bad_alloc);
+        EXPECT_TRUE(failure.happened());
+    }
+    EXPECT_TRUE(holds(packet, {7, 7, 7}));
+    EXPECT_EQ(packet->data().data(), clone->data().data());
+    grow(packet, 1, 8);
+    EXPECT_TRUE(holds(packet, {8, 7, 7, 7}));
+    EXPECT_TRUE(holds(clone, {7, 7, 7}));
+}
+
 TEST(Pkt, HasOneIoVecThatIsItsData) {
     const Pkt::Ptr packet = packetOf(53, 1);
     EXPECT_EQ(packet->ioVecCount(), 1U);

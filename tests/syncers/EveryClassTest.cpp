@@ -259,6 +259,27 @@ TEST(EveryClass, RefusesOtherArgumentsAndThenMakesNothing) {
     });
 }
 
+TEST(EveryClass, OfAReactorIsNotMadeWithoutItsOwnerNorOnASourceThatIsNull) {
+    World world;
+    Zel::Ptr<Zel::PtrInterface> place;
+    const auto refusal = [&](TypeNode const& type, Args const& args) {
+        return textThrown<Zel::RangeException>(
+            [&] { genericIfConstructFromCtorArgs(type, place, args); });
+    };
+    EXPECT_EQ(refusal(IntxInfoSyncer::ZelSource::_zelType,
+                      {reading(world.record(*world.source)), Value(IntxInfoSyncer::Ptr())}),
+              "Varnol::IntxInfoSyncer::ZelSource is constructed with an owner that is not null");
+    EXPECT_EQ(
+        refusal(IntxInfoSyncer::ZelMstiNSm::_zelType,
+                {reading(world.record(*world.source)->mstiN(1)), Value(IntxInfoSyncer::Ptr())}),
+        "Varnol::IntxInfoSyncer::ZelMstiNSm is constructed with an owner that is not null");
+    EXPECT_EQ(refusal(IntxInfoSyncer::ZelSource::_zelType,
+                      {Value(Zel::Ptr<IntxInfo const>()),
+                       Value(intxInfoSyncerFactory(nullptr, nullptr, 1, ""))}),
+              "Varnol::IntxInfoSyncer::ZelSource is constructed with a source that is not null");
+    EXPECT_EQ(place, nullptr);
+}
+
 TEST(EveryClass, GivesTheValueOfEachSingleAttributeInItsDeclaredType) {
     forEachClass([](TypeNode const& type) {
         const Object made(type);

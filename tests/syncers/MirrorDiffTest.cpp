@@ -306,6 +306,9 @@ TEST(MirrorDiff, IsEmptyWhileTheSourceOrTheDestinationIsNull) {
     EXPECT_TRUE(
         mirrorDiff(*rxStatusToRxDynamicSyncerFactory(Zel::Ptr(new RxStatus), nullptr)).empty());
     EXPECT_TRUE(mirrorDiff(*rxMstStatusToRxDynamicSyncerFactory("mst1", nullptr, rx)).empty());
+    EXPECT_TRUE(mirrorDiff(*rxMstStatusToRxDynamicSyncerFactory(
+                               "mst1", Zel::Ptr(new RxMstStatus("mst1")), nullptr))
+                    .empty());
     EXPECT_TRUE(
         mirrorDiff(*rxMstPortStatusToRxDynamicSyncerFactory("mst9", et1, nullptr, rx)).empty());
 }

@@ -559,6 +559,21 @@ TEST_P(RxMstPortStatusSyncer, AReplayEndsWhenTheReactorBecomesAZombieMidway) {
     EXPECT_EQ(journal.take(), (Lines{"bpduCount", "rateLimitInterval", "rateLimitMaxCount"}));
 }
 
+TEST_P(RxMstPortStatusSyncer, AReplayEndsWhenTheReactorIsBoundAnewMidwayWhichReplaysAll) {
+    startNoting();
+    const Zel::Ptr<Syncer::ZelSource> reactor(new Syncer::ZelSource(source, syncer.ptr()));
+    const RxMstPortStatus::Ptr latest(new RxMstPortStatus(et(1)));
+    const auto rebinding = onWrite(dest, [&](std::string const& what) {
+        if (what == "rateLimitMaxCount" && reactor->notifier() == other)
+            reactor->notifierIs(latest);
+    });
+    reactor->notifierIs(other);
+    Lines expected{"bpduCount", "rateLimitInterval", "rateLimitMaxCount"};
+    expected.insert(expected.end(), scalarNames.begin(), scalarNames.end());
+    EXPECT_EQ(journal.take(), expected);
+    EXPECT_EQ(reactor->notifier(), latest);
+}
+
 TEST_P(RxMstPortStatusSyncer, AnotherSourceIsWatchedThroughANewReactorAndNoHandlerRuns) {
     fill(*other, 7);
     startNoting();

@@ -1005,6 +1005,27 @@ TEST_P(RxStatusSyncer, WhatTheConstructionOfAnMstNameTakesOutOfTheSourceHasNoChi
     expectStandsAsItsSource();
 }
 
+TEST_P(RxStatusSyncer, AChildStaysWhoseConstructionReplacesTheSourceOfItsOwner) {
+    start();
+    const auto mst = add("mst1");
+    dynamic->rxMstStatusIs("mst1")->rxMstPortStatusIs(et(1));
+    const RxMstStatus::Ptr otherMst(new RxMstStatus("mst1"));
+    auto replacing = onWrite(
+        destPort(), [&](std::string const&) { root->mstDynSyncerSm("mst1")->sourceIs(otherMst); });
+    const RxMstPortStatus::Ptr port = mst->rxMstPortStatusIs(et(1));
+    EXPECT_EQ(root->mstDynSyncerSm("mst1")->source(), otherMst);
+    EXPECT_EQ(ports(root->mstDynSyncerSm("mst1")), std::set<std::string>{"Et1"});
+    EXPECT_EQ(root->mstDynSyncerSm("mst1")->mstDynPortSm(et(1))->source(), port);
+
+    source->rxMstStatusDel("mst1");
+    EXPECT_EQ(names(root), std::set<std::string>());
+    replacing = onWrite(destPort(), [&](std::string const&) { root->sourceIs(other); });
+    source->rxMstStatusMemberIs(mst);
+    EXPECT_EQ(root->source(), other);
+    EXPECT_EQ(names(root), std::set<std::string>{"mst1"});
+    EXPECT_EQ(root->mstDynSyncerSm("mst1")->source(), mst);
+}
+
 TEST_P(RxStatusSyncer, WhatTheConstructionOfAChildReplacesInTheSourceIsFollowed) {
     const auto mst = add("mst1");
     dynamic->rxMstStatusIs("mst1")->rxMstPortStatusIs(et(1));

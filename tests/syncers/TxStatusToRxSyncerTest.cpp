@@ -301,6 +301,19 @@ TEST_P(TxStatusToRx, WithoutASourceTheNamesStandStillAndItsChildrenGoOn) {
     EXPECT_EQ(structure(), (Lines{"mst1", "mst1/Et1", "mst3"}));
 }
 
+TEST_P(TxStatusToRx, AHandlerCalledWithoutASourceDeletesAsIfTheSourceWereEmpty) {
+    mst()->txMstPortStatusIs(et1);
+    start();
+    journalRx();
+    const Zel::Ptr<Sm> child = syncer->txMstStatus("mst1");
+    child->notifierIs(nullptr);
+    child->handleTxMstPortStatus(et1);
+    EXPECT_EQ(journal.take(), Lines{"mst1/rxMstPortStatus[Et1] deleted"});
+    syncer->sourceDel();
+    syncer->handleTxMstStatus("mst1");
+    EXPECT_EQ(journal.take(), Lines{"rxMstStatus[mst1] deleted"});
+}
+
 TEST_P(TxStatusToRx, DeletersRemoveReactorsOnlyAndNeverTouchTheReceiveTree) {
     mst("A")->txMstPortStatusIs(et1);
     mst("B");
@@ -360,6 +373,7 @@ TEST_P(TxStatusToRx, AZombieTreeFallsSilentAndMakesZombiesOnly) {
     EXPECT_EQ(journal.take(), Lines());
     syncer->zelDoZombieReactors(false);
     source->txMstStatusIs("mst2")->txMstPortStatusIs(et2);
+    source->txMstStatusIs("mst2")->txMstPortStatusDel(et1);
     EXPECT_EQ(journal.take(), Lines()) << "it has found no entry";
     mst()->txMstPortStatusIs(et2);
     source->txMstStatusIs("mst3");

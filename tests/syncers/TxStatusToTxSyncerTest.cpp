@@ -322,6 +322,20 @@ TEST_P(TxStatusToTx, AnUnboundPortInitializedAgainEmptiesTheDestination) {
     EXPECT_EQ(contents(destPort()), contents(TxMstPortStatus::Ptr(new TxMstPortStatus(et1))));
 }
 
+TEST_P(TxStatusToTx, AnUnboundNameOrPortDeletesWhatItIsToldOf) {
+    fill(*port(), 5);
+    start();
+    journalDest();
+    portSm()->notifierIs(nullptr);
+    const Bridging::VlanIdOrNone vlan = 10;
+    portSm()->onAttribute(259, &vlan);
+    EXPECT_EQ(journal.take(), Lines{"mst1/Et1/txUpdate[10] deleted"});
+    const Zel::Ptr<MstSm> name = syncer->txMstStatus("mst1");
+    name->notifierIs(nullptr);
+    name->handleTxMstPortStatus(et1);
+    EXPECT_EQ(journal.take(), Lines{"mst1/txMstPortStatus[Et1] deleted"});
+}
+
 TEST_P(TxStatusToTx, AnUnboundReactorOnTheRootWritesNothing) {
     source->heartbeatTimeoutIs(2.5);
     start();
