@@ -5,8 +5,6 @@
 #include <cstddef>
 #include <new>
 
-#include <sanitizer/asan_interface.h>
-
 namespace Kolvu {
 
 /// Blocks of memory of one size, kept for their next use: as many as the limit says, and the one
@@ -28,7 +26,8 @@ class FreeList {
         if (block) {
             first_ = block->next;
             --size_;
-            ASAN_UNPOISON_MEMORY_REGION(block, blockSize_);
+            if constexpr (addressSanitizer)
+                show(block, blockSize_);
         }
         return block;
     }
@@ -39,14 +38,28 @@ class FreeList {
             return false;
         first_ = ::new (memory) Block{first_};
         ++size_;
-        ASAN_POISON_MEMORY_REGION(first_ + 1, blockSize_ - sizeof(Block));
+        if constexpr (addressSanitizer)
+            hide(first_ + 1, blockSize_ - sizeof(Block));
         return true;
     }
+
+    /// From now on, AddressSanitizer reports the use of these octets, or does so no more. Without
+    /// it, nothing is done.
+    static void hide(void* memory, std::size_t size) noexcept;
+    static void show(void* memory, std::size_t size) noexcept;
 
   private:
     struct Block {
         Block* next;
     };
+
+#if defined(__SANITIZE_ADDRESS__)
+    static constexpr bool addressSanitizer = true;
+#elif defined(__has_feature)
+    static constexpr bool addressSanitizer = __has_feature(address_sanitizer);
+#else
+    static constexpr bool addressSanitizer = false;
+#endif
 
     std::size_t blockSize_;
     Zel::U32 limit_;

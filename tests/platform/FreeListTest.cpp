@@ -62,4 +62,25 @@ TEST(FreeList, ATakenBlockIsUsableToItsLastOctet) {
     EXPECT_EQ(blocks.memory[1].back(), 0x5a);
 }
 
+#if defined(__SANITIZE_ADDRESS__)
+#define WITH_ADDRESS_SANITIZER 1
+#elif defined(__has_feature)
+#define WITH_ADDRESS_SANITIZER __has_feature(address_sanitizer)
+#endif
+
+TEST(FreeList, HidesOctetsFromTheSanitizerAloneAndLeavesThemAsTheyAre) {
+    Blocks blocks;
+    blocks.memory[1].fill(0x5a);
+    FreeList::hide(blocks[1], Blocks::size);
+#if WITH_ADDRESS_SANITIZER
+    EXPECT_EQ(__asan_region_is_poisoned(blocks[0], 3 * Blocks::size), blocks[1]);
+#endif
+    FreeList::show(blocks[1], Blocks::size);
+#if WITH_ADDRESS_SANITIZER
+    EXPECT_EQ(__asan_region_is_poisoned(blocks[0], 3 * Blocks::size), nullptr);
+#endif
+    for (unsigned char octet : blocks.memory[1])
+        EXPECT_EQ(octet, 0x5a);
+}
+
 } // namespace
