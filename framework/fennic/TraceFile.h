@@ -37,7 +37,7 @@ class VARNOL_API TraceFile {
   public:
     /// What the memory has at least to be, in octets.
     static constexpr std::size_t minimumMemorySize = 16384;
-    static constexpr std::size_t memoryAlignment = alignof(FileHeader);
+    static constexpr std::size_t memoryAlignment = std::atomic_ref<U64>::required_alignment;
     /// How many threads can record at a time: 2, and in memory of 256 KiB and more 8.
     static constexpr std::size_t maxLanes = 8;
 
