@@ -180,7 +180,7 @@ void printFrame(Run& run, Lines& lines) {
     const Stp::MstPortSm::Ptr machine(new Stp::MstPortSm(port));
     const Kolvu::Pkt::Ptr frame = generatePktFromIntxInfo(machine, record, false);
     const std::span<U8 const> octets = std::as_const(*frame).data();
-    lines.add("frame " + hex(octets));
+    lines.add(traced("frame ", hex(octets)));
     const auto bpdu = Stp::RstpBpduView::in(octets.subspan(octets.size() - 36));
     lines.add(traced("bpdu ", U32{bpdu->protocolIdentifier()}, " ", bpdu->version(), " ",
                      bpdu->type(), " ", bpdu->rstpFlags(), " root ", bpdu->rootId(), " cost ",
@@ -191,7 +191,7 @@ void printFrame(Run& run, Lines& lines) {
     const auto size = static_cast<U32>(run.below(1500));
     Stp::CommonBpdu* begin = nullptr;
     const Kolvu::Pkt::Ptr empty = Varnol::VarnolGetPkt(0, port->ethAddr(), size, &begin);
-    lines.add("header " + hex(std::as_const(*empty).data().first(17)));
+    lines.add(traced("header ", hex(std::as_const(*empty).data().first(17))));
 }
 
 void printDecision(Run& run, Lines& lines) {
@@ -221,9 +221,9 @@ void printWalks(Zel::PtrInterface const& object, std::string const& path, Lines&
             continue;
         std::string keys;
         for (auto at = genericIfIterator(object, attribute.id); at->iterNonnull(); at->iterInc())
-            keys += " " + at->iterKey().text();
+            keys.append(" ").append(at->iterKey().text());
         const std::string place = path + "." + std::string(attribute.name);
-        lines.add("walk " + place + keys);
+        lines.add(traced("walk ", place, keys));
         for (auto at = genericIfIterator(object, attribute.id); at->iterNonnull(); at->iterInc()) {
             if (const Value child = at->iterObj(); child.isObject())
                 printWalks(*child.object(), place + "[" + at->iterKey().text() + "]", lines);
@@ -302,7 +302,7 @@ void printSyncers(Run& run, Lines& lines) {
         const auto intx = intxInfoSyncerFactory(record, mirrored, 7, "gr\xc3\xbc\xc3\x9f|Et1");
         const auto counter = intxInfoChangeSmFactory(record, 7);
         for (U64 step = 120; step > 0; --step)
-            lines.add("change " + randomChange(run, *Verify::oneOf(run, sources)));
+            lines.add(traced("change ", randomChange(run, *Verify::oneOf(run, sources))));
         lines.add(traced("changes counted: ", counter->updatedFieldCount()));
         for (Zel::ClassCensus const& each : Zel::census().classes)
             lines.add(traced("class ", each.name, " live ", each.live, " writes ", each.writes));
@@ -310,7 +310,7 @@ void printSyncers(Run& run, Lines& lines) {
                  txToTx.ptr(), txToRx.ptr(), rxToRx.ptr(), intx.ptr(), counter.ptr()})
             printWalks(*syncer, std::string(syncer->fwkType()->name()), lines);
         for (U64 step = run.below(20); step > 0; --step)
-            lines.add("disturbance " + randomChange(run, *Verify::oneOf(run, dests)));
+            lines.add(traced("disturbance ", randomChange(run, *Verify::oneOf(run, dests))));
         printDiff("transmit to transmit", txToTx, lines);
         printDiff("transmit to receive", txToRx, lines);
         printDiff("receive to receive", rxToRx, lines);

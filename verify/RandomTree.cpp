@@ -179,7 +179,7 @@ std::string randomChange(Run& run, Zel::PtrInterface& object) {
         return done + " = " + value.text();
     }
     const Value key = randomKey(run, *attribute->keyType);
-    done += "[" + key.text() + "]";
+    done.append("[").append(key.text()).append("]");
     Value value;
     if (run.below(6) == 0) {
         const bool was = operate(AttributeOp::del, value, key) == Zel::GenericIfResult::done;
