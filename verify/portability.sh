@@ -22,7 +22,7 @@ clang-O2          | clang++               | -O2                      |          
 clang-O3          | clang++               | -O3                      |              | clang -O3
 g++-unsigned      | g++                   | -O2 -funsigned-char      |              | g++ with unsigned char
 clang-unsigned    | clang++               | -O2 -funsigned-char      |              | clang with unsigned char
-g++-checks        | g++                   | -O1 -D_GLIBCXX_DEBUG -D_GLIBCXX_ASSERTIONS | | g++ with a checking standard library
+g++-checks        | g++                   | -O1 -D_GLIBCXX_ASSERTIONS |            | g++ with a checking standard library
 i686              | i686-linux-gnu-g++    | -O2                      |              | 32-bit x86
 i686-O0-unsigned  | i686-linux-gnu-g++    | -O0 -funsigned-char      |              | 32-bit x86 -O0 with unsigned char
 aarch64           | aarch64-linux-gnu-g++ | -O2                      | qemu-aarch64 | ARM64, whose char is unsigned
