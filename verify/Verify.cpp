@@ -48,7 +48,7 @@ int Run::main(int argc, char** argv, std::string (*work)(Run& run)) {
 std::string grouped(U64 number) {
     std::string text = std::to_string(number);
     for (std::size_t place = text.size(); place > 3; place -= 3)
-        text.insert(place - 3, ",");
+        text.insert(place - 3, 1, ',');
     return text;
 }
 

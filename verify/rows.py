@@ -147,4 +147,13 @@ ROWS = [
         "none, without blanket suppressions",
         ["verify/static.sh {results}"],
     ),
+    Row(
+        name="portability",
+        fault="portability",
+        done="frames, trees, values' texts, hashes, order of walks, text traces of the syncers and comparisons, from "
+        "random numbers, printed and compared octet for octet: g++ 12 and clang 14, -O0, -O2, -O3, signed and unsigned "
+        "char, 32-bit, big-endian under emulation",
+        target="same output in at least 12 builds",
+        commands=["verify/portability.sh {results}"],
+    ),
 ]

@@ -33,7 +33,7 @@ constexpr std::size_t largeMemorySize = 256UL * 1024;
 using Words = std::array<U64, sizeof(BlockRecord) / sizeof(U64)>;
 
 static_assert(std::atomic_ref<U64>::is_always_lock_free);
-static_assert(std::atomic_ref<U64>::required_alignment <= TraceFile::memoryAlignment);
+static_assert(alignof(FileHeader) <= TraceFile::memoryAlignment);
 static_assert(sizeof(BlockRecord) % sizeof(U64) == 0 && offsetof(BlockRecord, sequence) == 0);
 
 U64 nanoseconds(clockid_t clock) noexcept {

@@ -38,7 +38,7 @@ class VARNOL_API TraceFile {
     /// What the memory has at least to be, in octets.
     static constexpr std::size_t minimumMemorySize = 16384;
     /// What the address of the memory has to be a multiple of.
-    static constexpr std::size_t memoryAlignment = alignof(FileHeader);
+    static constexpr std::size_t memoryAlignment = std::atomic_ref<U64>::required_alignment;
     /// How many threads can record at a time: 2, and in memory of 256 KiB and more 8.
     static constexpr std::size_t maxLanes = 8;
 

@@ -23,7 +23,7 @@ class TreeDiff::Step {
         std::string part = size_ == 0 ? "" : ".";
         part += name;
         if (key)
-            part += "[" + key->text() + "]";
+            part.append("[").append(key->text()).append("]");
         path_ += part;
     }
     Step(Step const&) = delete;

@@ -25,7 +25,7 @@ class HashMember {
     bool linked_ = false;
 };
 
-static_assert(sizeof(HashMember) == 16);
+static_assert(sizeof(HashMember) == sizeof(void*) + 2 * sizeof(U32));
 
 /// Chains of links in a power of two of buckets: the part of HashMap that knows neither elements
 /// nor keys.

@@ -42,7 +42,7 @@ class RbTreeMember {
     RbTreeMember* child_[2] = {}; // left, right
 };
 
-static_assert(sizeof(RbTreeMember) == 24);
+static_assert(sizeof(RbTreeMember) == 3 * sizeof(void*));
 
 /// A red-black tree of links: the part of RbTreeMap that knows neither elements nor keys.
 ///
