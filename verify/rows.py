@@ -101,10 +101,10 @@ ROWS = [
         " once, against models; byte-identical replay from a seed",
         "10 million operations, 10,000 seeds, both compilers give the same trace",
         [
-            "cmake --preset clang-release >/dev/null && "
-            "cmake --build --preset clang-release --target verify-syncers -- --quiet",
+            "cmake --preset clang-verify >/dev/null && "
+            "cmake --build --preset clang-verify --target verify-syncers -- --quiet",
             "{build}/verify/verify-syncers >{results}/gcc.txt; status=$?; cat {results}/gcc.txt; exit $status",
-            "build/clang-release/verify/verify-syncers >{results}/clang.txt || exit; "
+            "build/clang-verify/verify/verify-syncers >{results}/clang.txt || exit; "
             "grep '^note: trace digest' {results}/gcc.txt >{results}/gcc.digest && "
             "grep '^note: trace digest' {results}/clang.txt | cmp - {results}/gcc.digest && "
             "echo 'note: g++ and clang give the same trace'",
