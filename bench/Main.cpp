@@ -64,9 +64,10 @@ double nanoseconds(Row const& row, unsigned times) {
 /// turns, so that whatever else the machine does is shared by the two.
 double pairedRatio(Row const& varnol, Row const& floor) {
     constexpr unsigned rounds = 101;
-    constexpr double batch = 20'000; // ns
-    varnol.repeat(1000);
-    floor.repeat(1000);
+    constexpr double batch = 20'000;    // ns
+    constexpr unsigned warmUp = 20'000; // until what a work walks through is in the caches
+    varnol.repeat(warmUp);
+    floor.repeat(warmUp);
     const auto times = static_cast<unsigned>(1 + batch / (nanoseconds(varnol, 1000) / 1000));
     std::array<double, rounds> ratios;
     for (double& ratio : ratios) {
