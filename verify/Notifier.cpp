@@ -13,6 +13,7 @@
 
 namespace {
 
+using Notifying::Deeper;
 using Notifying::Oracle;
 using Notifying::Plan;
 using Notifying::Player;
@@ -86,12 +87,6 @@ class Scripted {
     void notify(unsigned entity) {
         if (!world_.alive(entity) || depth_ == deepest)
             return;
-        struct Deeper {
-            explicit Deeper(unsigned& depth)
-                : depth_(++depth) {}
-            ~Deeper() { --depth_; }
-            unsigned& depth_;
-        };
         const Deeper deeper(depth_);
         world_.notify(entity);
     }

@@ -139,12 +139,6 @@ class Player {
     void notify(unsigned entity) {
         if (!world_.alive(entity) || depth_ == 12)
             return;
-        struct Deeper {
-            explicit Deeper(unsigned& depth)
-                : depth_(++depth) {}
-            ~Deeper() { --depth_; }
-            unsigned& depth_;
-        };
         const Deeper deeper(depth_);
         deepest_ = std::max(deepest_, depth_);
         world_.notify(entity);

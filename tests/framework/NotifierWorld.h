@@ -24,6 +24,19 @@ inline std::ostream& operator<<(std::ostream& stream, Event event) {
     return stream << (event.what == Event::called ? "call " : "death of entity ") << event.who;
 }
 
+/// A depth is greater by one while this lives.
+class Deeper {
+  public:
+    explicit Deeper(unsigned& depth)
+        : depth_(++depth) {}
+    Deeper(Deeper const&) = delete;
+    Deeper& operator=(Deeper const&) = delete;
+    ~Deeper() { --depth_; }
+
+  private:
+    unsigned& depth_;
+};
+
 /// Up to 32 reactors, numbered, and two entities whose one attribute can be set.
 ///
 /// There are two: the real one, and the oracle, which knows of the rules of delivery only what
