@@ -414,9 +414,9 @@ inline U32 TraceFile::described(MessageId const& messageId) const noexcept {
     return id < descriptorCount_.load(std::memory_order_relaxed) ? id : 0;
 }
 
-inline void TraceFile::push(Lane& lane, U64 depth) noexcept {
+inline void TraceFile::push(Lane& lane, LaneHeader& header, U64 depth) noexcept {
     lane.depth = depth + 1;
-    atomic(lane.header->depth).store(depth + 1, std::memory_order_release);
+    atomic(header.depth).store(depth + 1, std::memory_order_release);
 }
 
 // The clock is read last where a block begins and first where it ends, so that no block is charged
@@ -426,10 +426,15 @@ U64 TraceFile::blockBegins(MessageId const& messageId) noexcept {
     Lane* const lane = writing.lane();
     if (!lane) [[unlikely]]
         return monotonicTime();
+    // All of the lane is loaded before the frame is stored: a load waits for an earlier store whose
+    // address has the same last twelve bits, as they can have in memory of the user's choice.
     BlockRecord* const frame = lane->top;
     const U64 depth = lane->depth;
+    LaneHeader* const header = lane->header;
+    const U16 index = lane->index;
+    const U32 id = described(messageId);
     if (frame == lane->framesEnd) [[unlikely]] {
-        push(*lane, depth);
+        push(*lane, *header, depth);
         return monotonicTime();
     }
     RecordWords words(*frame);
@@ -443,13 +448,13 @@ U64 TraceFile::blockBegins(MessageId const& messageId) noexcept {
     } else {
         words.aboutNothing();
     }
-    words.store(messageWord, word(described(messageId), attribute, lane->index));
+    words.store(messageWord, word(id, attribute, index));
     words.store(typeWord, word(typeId, static_cast<U16>(depth),
                                halves(static_cast<U8>(BlockKind::handler), 0)));
     const U64 begin = monotonicTime();
     words.store(beginWord, begin);
     lane->top = frame + 1;
-    push(*lane, depth);
+    push(*lane, *header, depth);
     return begin;
 }
 
@@ -480,7 +485,7 @@ U64 TraceFile::blockBegins(MessageId const& messageId, BlockKind kind,
                                    halves(static_cast<U8>(kind), 0)));
         ++lane->top;
     }
-    push(*lane, depth);
+    push(*lane, *lane->header, depth);
     return begin;
 }
 

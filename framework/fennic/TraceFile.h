@@ -123,7 +123,7 @@ class VARNOL_API TraceFile {
     bool claimLane(Thread& thread, U64 epoch) noexcept;
     void nextChunk(Lane& lane) noexcept;
     U32 described(MessageId const& messageId) const noexcept;
-    void push(Lane& lane, U64 depth) noexcept;
+    void push(Lane& lane, LaneHeader& header, U64 depth) noexcept;
     template <class Describe>
     void record(Lane& lane, U64 depth, U64 begin, U64 end, Describe const& describe) noexcept;
     void blockWithoutFrameEnds(Lane& lane, MessageId const& messageId, U64 begin, U64 end) noexcept;
