@@ -1,5 +1,6 @@
 #include "verify/MirroredTree.h"
 
+#include "framework/zel/Census.h"
 #include "syncers/MirrorDiff.h"
 
 #include <algorithm>
@@ -38,7 +39,7 @@ RxMstStatus::Ptr MirroredTree::rx(unsigned place) const {
     return rxSource_->rxMstStatus(name(place));
 }
 
-std::map<std::string_view, Zel::U64> MirroredTree::objects() const {
+MirroredTree::Objects MirroredTree::objects() const {
     Zel::U64 ports = 0, records = 0, entries = 0, txRecords = 0, txEntries = 0;
     for (Port const& port : ports_) {
         if (!port.present)
@@ -285,4 +286,23 @@ void MirroredTree::receiveAll() {
 std::string MirroredTree::difference() const {
     return Zel::differencesText(mirrorDiff(*txToTx_)) + Zel::differencesText(mirrorDiff(*txToRx_)) +
            Zel::differencesText(mirrorDiff(*rxToDynamic_));
+}
+
+std::string censusDifference(MirroredTree::Objects const& expected) {
+    std::map<std::string_view, std::array<Zel::U64, 2>> counts; // those alive, those expected
+    for (Zel::ClassCensus const& each : Zel::census().classes)
+        counts[each.name][0] += each.live;
+    for (auto const& [name, count] : expected)
+        counts[name][1] = count;
+    std::string text;
+    for (auto const& [name, count] : counts) {
+        if (count[0] != count[1])
+            text.append(std::to_string(count[0]))
+                .append(" ")
+                .append(name)
+                .append(" instead of ")
+                .append(std::to_string(count[1]))
+                .append("; ");
+    }
+    return text;
 }

@@ -17,6 +17,9 @@
 /// MST names stay; interfaces, records and entries come and go.
 class MirroredTree {
   public:
+    /// How many objects there are, by the name of their class.
+    using Objects = std::map<std::string_view, Zel::U64>;
+
     static constexpr unsigned names = 4;
     static constexpr unsigned interfaces = 16;
     static constexpr unsigned vlans = 3;
@@ -25,8 +28,8 @@ class MirroredTree {
     /// Without interfaces.
     MirroredTree();
 
-    /// How many objects are alive, by the name of their class; of all others there are none.
-    std::map<std::string_view, Zel::U64> objects() const;
+    /// How many objects are alive for this tree; of all other classes there are none.
+    Objects objects() const;
 
     /// Adds all interfaces, with all records and entries. Requires: there are none.
     /// @return how many there are
@@ -89,3 +92,6 @@ class MirroredTree {
     Varnol::RxStatusToRxDynamicSyncer::Ptr rxToDynamic_;
     std::array<Port, names * interfaces> ports_;
 };
+
+/// In which classes the census has another number of objects, as text: empty where in none.
+std::string censusDifference(MirroredTree::Objects const& expected);

@@ -56,18 +56,15 @@ void independentTrees(Verify::Run const& run, U64 operations) {
         if (const std::string difference = tree.difference(); !difference.empty())
             Verify::found("on thread " + std::to_string(thread) + ": " + difference);
     });
-    std::map<std::string_view, U64> expected;
+    MirroredTree::Objects expected;
     for (auto const& tree : trees) {
         for (auto const& [name, count] : tree->objects())
             expected[name] += count;
     }
-    for (Zel::ClassCensus const& each : Zel::census().classes) {
-        if (each.live != expected[each.name])
-            Verify::found("after both threads there are " + std::to_string(each.live) + " " +
-                          std::string(each.name) + ", not " + std::to_string(expected[each.name]));
-    }
+    if (const std::string difference = censusDifference(expected); !difference.empty())
+        Verify::found("after both threads the census is not the models': " + difference);
     onThreads([&](unsigned thread) { trees[thread].reset(); });
-    Verify::expect(Zel::census().live() == 0, "nothing of the trees is left");
+    Verify::expect(Zel::census().live() == 0, "something of the trees is left");
 }
 
 /// Where a thread leaves a record, with its reference, for whoever comes next.
