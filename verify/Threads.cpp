@@ -124,6 +124,7 @@ U64 sharedPointers(Verify::Run const& run, U64 operations) {
                 case 1:
                 case 2:
                     record = handOver(mailboxes[random() % mailboxes.size()], record);
+                    std::this_thread::yield(); // or one is done before the other begins
                     if (record && record != always && makerOf(*record) != thread)
                         takenOver.fetch_add(1, std::memory_order_relaxed);
                     break;
