@@ -1,5 +1,5 @@
-// Frames that nobody should have sent, given to the agent's parser: those that differ from a valid
-// one in any two octets, and BPDUs of every version, type and length.
+// Frames that nobody should have sent, given to the agent's parser: those that are a valid one but
+// for any two octets, of any values, and BPDUs of every version and type, and of many lengths.
 //
 // The parser's verdicts and what it read are judged by Rule, the standards' text said a second
 // time; those on versions, types and lengths by the table below, too.
@@ -185,9 +185,9 @@ std::string judgeAll(Run& run) {
     const Judged mst = judgeMst(run);
     U64 pairs = 0;
     const Judged versions = judgeVersions(run, pairs);
-    return said(rst, " two-octet mutants of an RST BPDU's frame") + "; " +
-           said(mst, " of an MST BPDU's header") + "; " + Verify::grouped(pairs) +
-           " version and type pairs in " + said(versions, " frames");
+    return said(rst, " frames that are an RST BPDU's but for any two octets") + "; " +
+           said(mst, " that are an MST BPDU's but for any two of its header") + "; " +
+           Verify::grouped(pairs) + " version and type pairs in " + said(versions, " frames");
 }
 
 } // namespace

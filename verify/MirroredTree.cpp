@@ -1,5 +1,6 @@
 #include "verify/MirroredTree.h"
 
+#include "framework/zel/Census.h"
 #include "syncers/MirrorDiff.h"
 
 #include <algorithm>
@@ -38,7 +39,7 @@ RxMstStatus::Ptr MirroredTree::rx(unsigned place) const {
     return rxSource_->rxMstStatus(name(place));
 }
 
-std::map<std::string_view, Zel::U64> MirroredTree::objects() const {
+MirroredTree::Objects MirroredTree::objects() const {
     Zel::U64 ports = 0, records = 0, entries = 0, txRecords = 0, txEntries = 0;
     for (Port const& port : ports_) {
         if (!port.present)
@@ -109,9 +110,9 @@ void MirroredTree::addPort(unsigned place, unsigned records, unsigned entries) {
         if ((records & 1u << at) == 0)
             continue;
         add(*txPort->txInfoIs(vlan(at)), port.tx[at], entries);
-        txPort->txUpdateIs(vlan(at), 1);
+        updateTx(place, at, 1);
         add(*rxPort->rxInfoIs(vlan(at)), port.rx[at], entries);
-        update(place, at, 1);
+        updateRx(place, at, 1);
     }
 }
 
@@ -142,11 +143,14 @@ unsigned MirroredTree::clear() {
 
 bool MirroredTree::togglePort(std::mt19937_64& random) {
     const auto place = static_cast<unsigned>(random() % ports_.size());
-    if (ports_[place].present)
+    if (ports_[place].present) {
         removePort(place);
-    else
-        addPort(place, static_cast<unsigned>(random()) % (1u << vlans),
-                static_cast<unsigned>(random()) % (1u << instances));
+    } else {
+        // One after the other: the order in which arguments are evaluated is the compiler's.
+        const auto records = static_cast<unsigned>(random()) % (1u << vlans);
+        const auto entries = static_cast<unsigned>(random()) % (1u << instances);
+        addPort(place, records, entries);
+    }
     return ports_[place].present;
 }
 
@@ -154,14 +158,10 @@ bool MirroredTree::change(std::mt19937_64& random) {
     const auto place = static_cast<unsigned>(random() % ports_.size());
     if (!ports_[place].present)
         return false;
-    if (random() % 3 != 0)
-        changeTx(place, random);
-    else
-        changeRx(place, random);
-    return true;
+    return random() % 3 != 0 ? changeTx(place, random) : changeRx(place, random);
 }
 
-void MirroredTree::changeTx(unsigned place, std::mt19937_64& random) {
+bool MirroredTree::changeTx(unsigned place, std::mt19937_64& random) {
     Port& model = ports_[place];
     const auto port = tx(place)->txMstPortStatus(intf(place));
     const auto value = static_cast<Zel::U32>(random());
@@ -171,16 +171,15 @@ void MirroredTree::changeTx(unsigned place, std::mt19937_64& random) {
     switch (random() % 16) {
     case 0:
         port->txNewInfoIs(value);
-        return;
+        return true;
     case 1:
         port->txHelloWhenOnIs(Stp::TimerVal::units(static_cast<Zel::U16>(value)));
-        return;
+        return true;
     case 2:
-        if (value % 4 != 0)
-            port->txUpdateIs(vlan(at), value % 4);
-        else
-            port->txUpdateDel(vlan(at));
-        return;
+        if (value % 4 == 0 && model.txUpdates[at] == 0)
+            return false;
+        updateTx(place, at, value % 4);
+        return true;
     case 3: // comes or goes with its entries
         if (record.present) {
             port->txInfoDel(vlan(at));
@@ -188,13 +187,13 @@ void MirroredTree::changeTx(unsigned place, std::mt19937_64& random) {
         } else {
             add(*port->txInfoIs(vlan(at)), record, value % (1u << instances));
         }
-        return;
+        return true;
     default:
         break;
     }
     if (!record.present) {
         port->txNewInfoIs(value);
-        return;
+        return true;
     }
     const auto info = port->txInfo(vlan(at));
     const auto entry = info->mstiN(Stp::BridgeSystemId(static_cast<Zel::U16>(instance)));
@@ -217,12 +216,22 @@ void MirroredTree::changeTx(unsigned place, std::mt19937_64& random) {
         else
             entry->cistExtRootPathCostIs(value);
     }
+    return true;
+}
+
+void MirroredTree::updateTx(unsigned place, unsigned at, Zel::U32 count) {
+    ports_[place].txUpdates[at] = count;
+    const auto port = tx(place)->txMstPortStatus(intf(place));
+    if (count != 0)
+        port->txUpdateIs(vlan(at), count);
+    else
+        port->txUpdateDel(vlan(at));
 }
 
 /// What a change of the update count does: the dynamic tree's record is as the source's is now.
-void MirroredTree::update(unsigned place, unsigned at, Zel::U32 count) {
+void MirroredTree::updateRx(unsigned place, unsigned at, Zel::U32 count) {
     Port& model = ports_[place];
-    model.updates[at] = count;
+    model.rxUpdates[at] = count;
     const auto port = rx(place)->rxMstPortStatus(intf(place));
     if (count != 0)
         port->rxUpdateIs(vlan(at), count);
@@ -231,7 +240,7 @@ void MirroredTree::update(unsigned place, unsigned at, Zel::U32 count) {
     model.dynamic[at] = count != 0 && model.rx[at].present ? model.rx[at] : Record();
 }
 
-void MirroredTree::changeRx(unsigned place, std::mt19937_64& random) {
+bool MirroredTree::changeRx(unsigned place, std::mt19937_64& random) {
     Port& model = ports_[place];
     const auto port = rx(place)->rxMstPortStatus(intf(place));
     const auto value = static_cast<Zel::U32>(random());
@@ -260,18 +269,40 @@ void MirroredTree::changeRx(unsigned place, std::mt19937_64& random) {
         }
         [[fallthrough]];
     default:
-        update(place, at, value % 5);
+        if (value % 5 == 0 && model.rxUpdates[at] == 0)
+            return false;
+        updateRx(place, at, value % 5);
     }
+    return true;
 }
 
 void MirroredTree::receiveAll() {
     for (unsigned place = 0; place < ports_.size(); ++place) {
         for (unsigned at = 0; at < vlans && ports_[place].present; ++at)
-            update(place, at, 1);
+            updateRx(place, at, 1);
     }
 }
 
 std::string MirroredTree::difference() const {
     return Zel::differencesText(mirrorDiff(*txToTx_)) + Zel::differencesText(mirrorDiff(*txToRx_)) +
            Zel::differencesText(mirrorDiff(*rxToDynamic_));
+}
+
+std::string censusDifference(MirroredTree::Objects const& expected) {
+    std::map<std::string_view, std::array<Zel::U64, 2>> counts; // those alive, those expected
+    for (Zel::ClassCensus const& each : Zel::census().classes)
+        counts[each.name][0] += each.live;
+    for (auto const& [name, count] : expected)
+        counts[name][1] = count;
+    std::string text;
+    for (auto const& [name, count] : counts) {
+        if (count[0] != count[1])
+            text.append(std::to_string(count[0]))
+                .append(" ")
+                .append(name)
+                .append(" instead of ")
+                .append(std::to_string(count[1]))
+                .append("; ");
+    }
+    return text;
 }

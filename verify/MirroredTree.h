@@ -8,6 +8,7 @@
 #include <array>
 #include <map>
 #include <random>
+#include <string>
 #include <string_view>
 
 /// A transmit tree and a receive tree, mirrored by the three syncers of trees, and how many objects
@@ -16,6 +17,9 @@
 /// MST names stay; interfaces, records and entries come and go.
 class MirroredTree {
   public:
+    /// How many objects there are, by the name of their class.
+    using Objects = std::map<std::string_view, Zel::U64>;
+
     static constexpr unsigned names = 4;
     static constexpr unsigned interfaces = 16;
     static constexpr unsigned vlans = 3;
@@ -24,8 +28,8 @@ class MirroredTree {
     /// Without interfaces.
     MirroredTree();
 
-    /// How many objects are alive, by the name of their class; of all others there are none.
-    std::map<std::string_view, Zel::U64> objects() const;
+    /// How many objects are alive for this tree; of all other classes there are none.
+    Objects objects() const;
 
     /// Adds all interfaces, with all records and entries. Requires: there are none.
     /// @return how many there are
@@ -37,7 +41,8 @@ class MirroredTree {
     /// @return whether it was added
     bool togglePort(std::mt19937_64& random);
     /// Writes a value of an interface, of a record or of an entry, or adds or removes a record or
-    /// an entry, in one of the sources. Nothing is done where there is no interface.
+    /// an entry, in one of the sources. Nothing is done where there is no interface, or no count to
+    /// delete.
     /// @return whether anything was done
     bool change(std::mt19937_64& random);
 
@@ -50,8 +55,6 @@ class MirroredTree {
     /// Signals every VLAN of the receive source, as the receive path does.
     void receiveAll();
 
-    Varnol::TxStatus const& dest() const noexcept { return *txDest_; }
-
   private:
     /// The entries of a record, a bit for each instance.
     struct Record {
@@ -61,7 +64,7 @@ class MirroredTree {
     struct Port {
         bool present = false;
         std::array<Record, vlans> tx, rx, dynamic;
-        std::array<Zel::U32, vlans> updates{};
+        std::array<Zel::U32, vlans> txUpdates{}, rxUpdates{}; // 0 is none
     };
 
     static Zel::Name name(unsigned place);
@@ -72,9 +75,10 @@ class MirroredTree {
 
     void addPort(unsigned place, unsigned records, unsigned entries);
     void removePort(unsigned place);
-    void changeTx(unsigned place, std::mt19937_64& random);
-    void changeRx(unsigned place, std::mt19937_64& random);
-    void update(unsigned place, unsigned vlanPlace, Zel::U32 count);
+    bool changeTx(unsigned place, std::mt19937_64& random);
+    bool changeRx(unsigned place, std::mt19937_64& random);
+    void updateTx(unsigned place, unsigned vlanPlace, Zel::U32 count);
+    void updateRx(unsigned place, unsigned vlanPlace, Zel::U32 count);
 
     Varnol::TxMstStatus::Ptr tx(unsigned place) const;
     Varnol::RxMstStatus::Ptr rx(unsigned place) const;
@@ -88,3 +92,6 @@ class MirroredTree {
     Varnol::RxStatusToRxDynamicSyncer::Ptr rxToDynamic_;
     std::array<Port, names * interfaces> ports_;
 };
+
+/// In which classes the census has another number of objects, as text: empty where in none.
+std::string censusDifference(MirroredTree::Objects const& expected);

@@ -341,6 +341,8 @@ bool Pointers::step() {
         if (container.empty())
             return false;
         if (below(8) != 0) {
+            if (element == 0)
+                return false;
             std::rotate(modelContainer.begin(),
                         modelContainer.begin() + static_cast<std::ptrdiff_t>(element),
                         modelContainer.end());
@@ -387,14 +389,16 @@ bool Pointers::step() {
         node->referenceDec();
         return true;
     }
-    case 25: // a pointer that is passed on by value
+    case 25: { // a pointer that is passed on by value
         if (held == none)
             return false;
-        [](Ptr<Node> passed, Zel::U32 before) {
+        const Zel::U32 before = at(place)->references();
+        [before](Ptr<Node> passed) {
             const Ptr<Node const> kept = passed;
             Verify::expect(kept->references() == before + 2, "a temporary pointer did not count");
-        }(at(place), at(place)->references());
+        }(at(place));
         return true;
+    }
     case 26: { // the flags beside the count
         const int object = anyObject();
         if (object == none)
@@ -497,10 +501,10 @@ std::string work(Run& run) {
     for (const bool threadSafe : {false, true}) {
         Zel::VFPtrInterface::threadSafePointers_ = threadSafe;
         for (const U64 until = threadSafe ? wanted : wanted / 2; done < until;) {
-            if (!pointers.step())
-                continue;
-            ++done;
             try {
+                if (!pointers.step())
+                    continue;
+                ++done;
                 pointers.compare();
                 if (done % 256 == 0) {
                     pointers.compareWithCensus();

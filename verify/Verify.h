@@ -25,6 +25,7 @@ struct Found : std::runtime_error {
 /// Throws Found. @param what  so that it can be found again: step, operation, both values
 [[noreturn]] void found(std::string const& what);
 
+/// Throws Found where it does not hold. @param what  what is then found: what is wrong
 inline void expect(bool holds, char const* what) {
     if (!holds) [[unlikely]]
         found(what);

@@ -4,9 +4,9 @@
     frames.py PROGRAM FOLDER [--frames N] [--seed N]
 
 PROGRAM is verify-random-frames, which writes frames and what Wireshark is to read in them. It is run
-for a slice of the frames at a time, two slices at once. Each reader reads every frame, and all that
-it says of one is compared: tshark's fields, the text that tcpdump prints, and the fields of scapy's
-STP. A slice that is read otherwise stays in FOLDER.
+for a slice of the frames at a time, two slices at once. Each reader reads every frame. Compared are
+the fields of tshark that PROGRAM names, all of the text that tcpdump prints, and all fields of scapy's
+STP, which begins behind the LLC header. A slice that is read otherwise stays in FOLDER.
 """
 
 import argparse

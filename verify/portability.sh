@@ -5,7 +5,7 @@
 #   portability.sh RESULTS [NAME...]      all ways by default; each in RESULTS/NAME
 #
 # Programs for another machine are linked statically and run under emulation. Exit status: 1 when a
-# build fails or prints something else.
+# build fails, prints something else or no figure, or when there is no way of a NAME.
 set -u
 cd "$(dirname "$0")/.." || exit
 results=$1
@@ -44,6 +44,7 @@ trimmed() { echo "$1" | sed 's/^ *//;s/ *$//'; }
 first=
 builds=0
 said=
+versions=
 failed=0
 while IFS='|' read -r name compiler options runner text; do
     name=$(trimmed "$name")
@@ -72,9 +73,21 @@ while IFS='|' read -r name compiler options runner text; do
     echo "$name: the same output"
     builds=$((builds + 1))
     said="$said${said:+, }$(trimmed "$text")"
+    version="$(trimmed "$compiler") $("$(trimmed "$compiler")" -dumpversion)"
+    case ", $versions, " in *", $version, "*) ;; *) versions="$versions${versions:+, }$version" ;; esac
 done <<END
 $ways
 END
 [ "$failed" -eq 0 ] || exit 1
+if [ "$builds" -eq 0 ] || { [ $# -ne 0 ] && [ "$builds" -ne $# ]; }; then
+    echo "portability: $builds builds: no way of a name in: $*"
+    exit 1
+fi
+lines=$(sed -n 's/^figure: //p' "$first")
+if [ -z "$lines" ]; then
+    echo "portability: $first ends without a figure"
+    exit 1
+fi
 grep '^seed: ' "$first"
-echo "figure: same output of $(sed -n 's/^figure: //p' "$first") in $builds builds: $said"
+echo "figure: same output of $lines in $builds builds: $said"
+echo "note: by $versions"

@@ -56,6 +56,11 @@ def run(row, build):
     }
 
 
+def cell(text):
+    """A text as a table has it; commands have the sign that ends a cell."""
+    return text.replace("|", "\\|")
+
+
 def table(build):
     lines = ["| Fault | What is done | To reach | Reached | Seed | Date, time |", "| --- " * 6 + "|"]
     for row in ROWS:
@@ -67,7 +72,7 @@ def table(build):
         said = "; ".join(result["figure"] + result["note"])
         lines.append(
             f"| {row.fault} | {row.done} | {row.target} | "
-            f"{'' if result['reached'] else 'NOT REACHED: '}{said} | {', '.join(dict.fromkeys(result['seed']))} | "
+            f"{'' if result['reached'] else 'NOT REACHED: '}{cell(said)} | {', '.join(dict.fromkeys(result['seed']))} | "
             f"{result['date']}, {result['seconds']} s |"
         )
     return "\n".join(lines)

@@ -199,7 +199,7 @@ bool ReceiveWorld::disturbSyncer() {
         break;
     default: {
         const bool on = dice_.once(2);
-        paused += !on;
+        paused += !on && syncer_->hasNotificationActive();
         syncer_->hasNotificationActiveIs(on);
         model_->activeIs(on);
     }

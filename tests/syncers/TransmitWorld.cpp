@@ -362,11 +362,12 @@ bool TransmitWorld::disturbSyncers(unsigned at) {
 /// Or lets go on.
 void TransmitWorld::pause() {
     const bool on = dice_.below(3) != 0;
-    paused += !on;
     if (dice_.once(2)) {
+        paused += !on && txSyncer_->hasNotificationActive();
         txSyncer_->hasNotificationActiveIs(on);
         txSyncing_->activeIs(on);
     } else {
+        paused += !on && rxSyncer_->hasNotificationActive();
         rxSyncer_->hasNotificationActiveIs(on);
         rxSyncing_->activeIs(on);
     }
