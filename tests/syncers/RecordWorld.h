@@ -100,25 +100,25 @@ class RecordWorld {
     }
 
     /// One operation, on both sides. Throws Modelled::Difference.
-    /// @return whether there was anything to operate on
+    /// @return whether anything was called; that it had nothing to change is compared, too
     bool operate() {
         const unsigned choice = dice_.below(1000);
         if (choice < 350)
             return writeEntry();
         if (choice >= 880 && choice < 920)
             return writeStray();
+        if (choice >= 960)
+            return disturbTrees();
+        if (choice >= 920)
+            return disturbDestination();
         if (choice < 560)
             writeRecord();
         else if (choice < 700)
             createEntry();
         else if (choice < 820)
             deleteEntry();
-        else if (choice < 880)
-            replaceEntry();
-        else if (choice < 960)
-            disturbDestination();
         else
-            disturbTrees();
+            replaceEntry();
         return true;
     }
 
@@ -272,7 +272,7 @@ class RecordWorld {
         strays_.push_back(stray);
     }
 
-    void disturbDestination() {
+    bool disturbDestination() {
         const unsigned key = dice_.below(keys);
         switch (dice_.below(5)) {
         case 0: {
@@ -284,14 +284,7 @@ class RecordWorld {
             break;
         }
         case 1:
-            if (const RecordModel::EntryRef model = destModel_.at(key)) {
-                const unsigned place = dice_.below(RecordModel::entryScalars);
-                const RecordModel::Number value = number();
-                model->values[place] = value;
-                RecordModel::write(*dest_->mstiN(key16(key)), RecordModel::firstEntryScalar + place,
-                                   value);
-            }
-            break;
+            return writeDestinationsEntry(key);
         case 2:
             dest_->mstiNDel(key16(key));
             otherDestWrites_ += destModel_.entries.erase(key);
@@ -306,6 +299,17 @@ class RecordWorld {
         default:
             copyRecord();
         }
+        return true;
+    }
+    bool writeDestinationsEntry(unsigned key) {
+        const RecordModel::EntryRef model = destModel_.at(key);
+        if (!model)
+            return false;
+        const unsigned place = dice_.below(RecordModel::entryScalars);
+        const RecordModel::Number value = number();
+        model->values[place] = value;
+        RecordModel::write(*dest_->mstiN(key16(key)), RecordModel::firstEntryScalar + place, value);
+        return true;
     }
     void copyRecord() {
         Source const& source = anySource();
@@ -325,17 +329,18 @@ class RecordWorld {
         });
     }
 
-    void disturbTrees() {
+    bool disturbTrees() {
         if (dice_.below(2) == 0)
-            disturb(*counter_, *counterModel_);
-        else if (!syncer_)
-            restartSyncer();
-        else if (dice_.below(40) == 0)
+            return disturb(*counter_, *counterModel_);
+        if (syncer_ && dice_.below(40) != 0)
+            return disturb(*syncer_, *syncerModel_);
+        if (syncer_)
             dropSyncer();
         else
-            disturb(*syncer_, *syncerModel_);
+            restartSyncer();
+        return true;
     }
-    template <class Tree, class Model> void disturb(Tree& tree, Model& model) {
+    template <class Tree, class Model> bool disturb(Tree& tree, Model& model) {
         const unsigned key = dice_.below(keys);
         switch (dice_.below(14)) {
         case 0:
@@ -369,17 +374,18 @@ class RecordWorld {
             model.childDel(key);
             break;
         case 7:
-            if (dice_.below(4) == 0) {
-                tree.mstiNDelAll();
-                model.childDelAll();
-            }
+            if (dice_.below(4) != 0)
+                return false;
+            tree.mstiNDelAll();
+            model.childDelAll();
             break;
         case 8: {
             Source& source = anySource();
-            if (const RecordModel::EntryRef entry = source.model.at(key)) {
-                tree.mstiNIs(source.record->mstiN(key16(key)));
-                model.childIs(key, entry);
-            }
+            const RecordModel::EntryRef entry = source.model.at(key);
+            if (!entry)
+                return false;
+            tree.mstiNIs(source.record->mstiN(key16(key)));
+            model.childIs(key, entry);
             break;
         }
         case 9:
@@ -388,32 +394,36 @@ class RecordWorld {
             sources_[1].record->notify(266);
             break;
         case 10:
-            if (dice_.below(4) == 0) {
-                tree.sourceDel();
-                model.sourceDel();
-            }
+            if (dice_.below(4) != 0)
+                return false;
+            tree.sourceDel();
+            model.sourceDel();
             break;
         default:
-            disturbOwn(tree, model, key);
+            return disturbOwn(tree, model, key);
         }
+        return true;
     }
-    void disturbOwn(Varnol::IntxInfoSyncer& syncer, RecordModel::Syncer& model, unsigned key) {
+    bool disturbOwn(Varnol::IntxInfoSyncer& syncer, RecordModel::Syncer& model, unsigned key) {
         switch (dice_.below(4)) {
         case 0:
             restartSyncer();
             break;
-        case 1:
-            if (const auto reactor = syncer.mstiN(key16(key))) {
-                reactor->copyAllData();
-                model.copy(key, model.reactors.at(key));
-            }
+        case 1: {
+            const auto reactor = syncer.mstiN(key16(key));
+            if (!reactor)
+                return false;
+            reactor->copyAllData();
+            model.copy(key, model.reactors.at(key));
             break;
+        }
         default:
             syncer.handleInitialized();
             model.initialize();
         }
+        return true;
     }
-    void disturbOwn(Varnol::IntxInfoChangeSm& counter, RecordModel::Counter& model, unsigned) {
+    bool disturbOwn(Varnol::IntxInfoChangeSm& counter, RecordModel::Counter& model, unsigned) {
         switch (dice_.below(4)) {
         case 0:
             restartCounter();
@@ -427,6 +437,7 @@ class RecordWorld {
             model.count = dice_.below(2) == 0 ? number() : 4294967295U - dice_.below(4);
             counter.updatedFieldCountIs(model.count);
         }
+        return true;
     }
 
     Source* sourceToStartWith() { return dice_.below(8) == 0 ? nullptr : &anySource(); }
