@@ -173,6 +173,8 @@ def main():
     parser.add_argument("--frames", type=int, default=1_000_000)
     parser.add_argument("--seed", type=int, default=20_261_122)
     options = parser.parse_args()
+    if options.frames < 1:
+        parser.error("at least one frame")
     works = [
         (options.program, options.folder, number, min(SLICE, options.frames - begin), options.seed)
         for number, begin in enumerate(range(0, options.frames, SLICE))

@@ -83,6 +83,10 @@ if [ "$builds" -eq 0 ] || { [ $# -ne 0 ] && [ "$builds" -ne $# ]; }; then
     echo "portability: $builds builds: no way of a name in: $*"
     exit 1
 fi
+if [ $# -eq 0 ] && [ "$builds" -lt 12 ]; then
+    echo "portability: $builds builds are fewer than 12"
+    exit 1
+fi
 lines=$(sed -n 's/^figure: //p' "$first")
 if [ -z "$lines" ]; then
     echo "portability: $first ends without a figure"

@@ -24,6 +24,16 @@ BEGIN = "<!-- begin: written by ./dev verify -->"
 END = "<!-- end: written by ./dev verify -->"
 
 
+def state():
+    """The commit that is checked out, and whether anything but the document differs from it."""
+
+    def git(*arguments):
+        return subprocess.run(["git", *arguments], capture_output=True, text=True, check=False).stdout.strip()
+
+    changed = git("status", "--porcelain", "--untracked-files=no", "--", ".", ":!docs")
+    return (git("rev-parse", "--short", "HEAD") or "not in git") + (", changed" if changed else "")
+
+
 def run(row, build):
     """Runs a row's commands until one fails. Returns its result."""
     results = build / "verify" / row.name
@@ -52,6 +62,7 @@ def run(row, build):
         "reached": reached and bool(told["figure"]),
         "seconds": round(time.monotonic() - begin),
         "date": datetime.date.today().isoformat(),
+        "state": state(),
         **told,
     }
 
@@ -62,7 +73,7 @@ def cell(text):
 
 
 def table(build):
-    lines = ["| Fault | What is done | To reach | Reached | Seed | Date, time |", "| --- " * 6 + "|"]
+    lines = ["| Fault | What is done | To reach | Reached | Seed | Date, time, state of the sources |", "| --- " * 6 + "|"]
     for row in ROWS:
         place = build / "verify" / f"{row.name}.json"
         if not place.exists():
@@ -73,7 +84,7 @@ def table(build):
         lines.append(
             f"| {row.fault} | {row.done} | {row.target} | "
             f"{'' if result['reached'] else 'NOT REACHED: '}{cell(said)} | {', '.join(dict.fromkeys(result['seed']))} | "
-            f"{result['date']}, {result['seconds']} s |"
+            f"{result['date']}, {result['seconds']} s, {result['state']} |"
         )
     return "\n".join(lines)
 
