@@ -288,6 +288,18 @@ std::string MirroredTree::difference() const {
            Zel::differencesText(mirrorDiff(*rxToDynamic_));
 }
 
+bool MirroredTree::findsWrongValues() {
+    const double timeout = txDest_->heartbeatTimeout();
+    txDest_->heartbeatTimeoutIs(timeout + 1);
+    const bool transmit = !difference().empty();
+    txDest_->heartbeatTimeoutIs(timeout);
+    const Zel::U32 heartbeat = dynamic_->peerHeartbeat();
+    dynamic_->peerHeartbeatIs(heartbeat + 1);
+    const bool receive = !difference().empty();
+    dynamic_->peerHeartbeatIs(heartbeat);
+    return transmit && receive;
+}
+
 std::string censusDifference(MirroredTree::Objects const& expected) {
     std::map<std::string_view, std::array<Zel::U64, 2>> counts; // those alive, those expected
     for (Zel::ClassCensus const& each : Zel::census().classes)

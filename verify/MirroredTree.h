@@ -52,6 +52,9 @@ class MirroredTree {
     /// What the syncers find different between sources and destinations, as text; of the receive
     /// trees only after receiveAll().
     std::string difference() const;
+    /// Whether difference() tells of one wrong value in each of two destinations, which have their
+    /// own again afterwards.
+    bool findsWrongValues();
     /// Signals every VLAN of the receive source, as the receive path does.
     void receiveAll();
 

@@ -80,6 +80,8 @@ std::string verify(Verify::Run& run) {
             tree->receiveAll();
             if (const std::string difference = tree->difference(); !difference.empty())
                 Verify::found("after " + std::to_string(changed) + " changes: " + difference);
+            if (!tree->findsWrongValues())
+                Verify::found("a wrong value in a destination is not found");
         };
         const auto stretch = [&](U64 untilChanged, U64 untilRemoved) {
             while (changed < untilChanged || removed < untilRemoved) {

@@ -55,6 +55,8 @@ void independentTrees(Verify::Run const& run, U64 operations) {
         tree.receiveAll();
         if (const std::string difference = tree.difference(); !difference.empty())
             Verify::found("on thread " + std::to_string(thread) + ": " + difference);
+        if (!tree.findsWrongValues())
+            Verify::found("a wrong value in a destination is not found");
     });
     MirroredTree::Objects expected;
     for (auto const& tree : trees) {
