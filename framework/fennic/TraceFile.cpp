@@ -5,6 +5,7 @@
 #include "framework/zel/Entity.h"
 #include "framework/zel/Exception.h"
 #include "framework/zel/GenericIf.h"
+#include "framework/zel/Start.h"
 #include "framework/zel/Strep.h"
 #include "framework/zel/Trace.h"
 #include "framework/zel/TypeNode.h"
@@ -142,7 +143,7 @@ KeyImage keyImage(Zel::KeyView const& key) noexcept {
 // threads of the process.
 constinit std::atomic<bool> writersLock{true};
 
-constinit std::atomic<U64> lastEpoch{0};
+constinit std::atomic<U64> lastEpoch{Zel::counterStart<U64>()};
 
 // The files that have memory, for threads that end.
 constinit std::mutex attachedMutex;

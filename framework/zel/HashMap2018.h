@@ -39,6 +39,7 @@ class HashMap2018 {
 
       private:
         friend class HashMap2018;
+        friend struct MapTestAccess;
 
         Node(Key const& key, Value&& value)
             : key_(key)
