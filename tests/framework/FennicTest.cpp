@@ -111,6 +111,19 @@ TEST(TraceFile, IsOffUntilMemoryIsAttached) {
     EXPECT_FALSE(file.isOn());
 }
 
+TEST(TraceFile, IsOnHoweverOftenMemoryHasBeenAttached) {
+    const Memory memory(smallest);
+    TraceFile file;
+    MessageId messageId{0};
+    describe(file, messageId, "block");
+    for (unsigned times = 1; times <= 8; ++times) {
+        file.memoryIs(memory.octets());
+        ASSERT_TRUE(file.isOn()) << times;
+        { const BlockTimerSelf timer(file, messageId); }
+        EXPECT_EQ(memory.read().records().size(), 1u) << times;
+    }
+}
+
 TEST(TraceFile, RefusesMemoryThatIsTooSmallOrMisalignedAndNamesTheMinimum) {
     const Memory memory(2 * smallest);
     TraceFile file;
