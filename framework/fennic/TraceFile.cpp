@@ -143,7 +143,8 @@ KeyImage keyImage(Zel::KeyView const& key) noexcept {
 // threads of the process.
 constinit std::atomic<bool> writersLock{true};
 
-constinit std::atomic<U64> lastEpoch{Zel::counterStart<U64>()};
+// Odd, and taken on by 2: none is 0, which says that a file is off, however many there were.
+constinit std::atomic<U64> nextEpoch{Zel::counterStart<U64>() | 1};
 
 // The files that have memory, for threads that end.
 constinit std::mutex attachedMutex;
@@ -298,7 +299,7 @@ void TraceFile::memoryIs(std::span<std::byte> memory) {
         const std::lock_guard attachedLock(attachedMutex);
         nextAttached_ = std::exchange(firstAttached, this);
     }
-    epoch_.store(lastEpoch.fetch_add(1) + 1);
+    epoch_.store(nextEpoch.fetch_add(2));
     if (this == &defaultTraceFile())
         activityTraceIs(true);
 }
