@@ -14,6 +14,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <new>
 #include <thread>
@@ -26,6 +27,7 @@ namespace Fennic {
 namespace {
 
 constexpr std::size_t highestDescriptorsSize = 64UL * 1024;
+constexpr U64 deepestTold = std::numeric_limits<U16>::max();
 constexpr std::string_view unknownMessage = "(no room for the descriptor)";
 
 /// Memory of so many octets has room for more threads and more open blocks.
@@ -523,7 +525,7 @@ void TraceFile::blockEnds(MessageId const& messageId, U64 begin) noexcept {
         --lane.depth;
     record(lane, lane.depth, begin, end, [&](RecordWords words) {
         words.store(messageWord, word(described(messageId), 0, lane.index));
-        words.store(typeWord, word(0, static_cast<U16>(lane.depth), 0));
+        words.store(typeWord, word(0, static_cast<U16>(std::min(lane.depth, deepestTold)), 0));
         words.aboutNothing();
     });
 }
