@@ -157,4 +157,16 @@ ROWS = [
         target="same output in at least 12 builds",
         commands=["verify/portability.sh {results}"],
     ),
+    Row(
+        name="counters",
+        fault="counters and identifiers",
+        done="the whole suite again with every counter that goes round begun 3 steps below its wrap, and with clocks "
+        "that pass 2^32 seconds meanwhile; what becomes of each: [counters.md](counters.md)",
+        target="identical results",
+        commands=[
+            "cmake --build --preset gcc-release -- --quiet",
+            "cmake --preset gcc-counters >/dev/null && cmake --build --preset gcc-counters -- --quiet",
+            "verify/counters.py {build} build/gcc-counters {results}",
+        ],
+    ),
 ]

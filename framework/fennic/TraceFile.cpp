@@ -5,6 +5,7 @@
 #include "framework/zel/Entity.h"
 #include "framework/zel/Exception.h"
 #include "framework/zel/GenericIf.h"
+#include "framework/zel/Start.h"
 #include "framework/zel/Strep.h"
 #include "framework/zel/Trace.h"
 #include "framework/zel/TypeNode.h"
@@ -13,6 +14,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <new>
 #include <thread>
@@ -25,6 +27,7 @@ namespace Fennic {
 namespace {
 
 constexpr std::size_t highestDescriptorsSize = 64UL * 1024;
+constexpr U64 deepestTold = std::numeric_limits<U16>::max();
 constexpr std::string_view unknownMessage = "(no room for the descriptor)";
 
 /// Memory of so many octets has room for more threads and more open blocks.
@@ -142,7 +145,8 @@ KeyImage keyImage(Zel::KeyView const& key) noexcept {
 // threads of the process.
 constinit std::atomic<bool> writersLock{true};
 
-constinit std::atomic<U64> lastEpoch{0};
+// Odd, and taken on by 2: none is 0, which says that a file is off, however many there were.
+constinit std::atomic<U64> nextEpoch{Zel::counterStart<U64>() | 1};
 
 // The files that have memory, for threads that end.
 constinit std::mutex attachedMutex;
@@ -297,7 +301,7 @@ void TraceFile::memoryIs(std::span<std::byte> memory) {
         const std::lock_guard attachedLock(attachedMutex);
         nextAttached_ = std::exchange(firstAttached, this);
     }
-    epoch_.store(lastEpoch.fetch_add(1) + 1);
+    epoch_.store(nextEpoch.fetch_add(2));
     if (this == &defaultTraceFile())
         activityTraceIs(true);
 }
@@ -521,7 +525,7 @@ void TraceFile::blockEnds(MessageId const& messageId, U64 begin) noexcept {
         --lane.depth;
     record(lane, lane.depth, begin, end, [&](RecordWords words) {
         words.store(messageWord, word(described(messageId), 0, lane.index));
-        words.store(typeWord, word(0, static_cast<U16>(lane.depth), 0));
+        words.store(typeWord, word(0, static_cast<U16>(std::min(lane.depth, deepestTold)), 0));
         words.aboutNothing();
     });
 }

@@ -95,6 +95,7 @@ class VARNOL_API TraceFile {
         DescriptorKind kind;
     };
 
+    friend struct TraceFileTestAccess;
     struct Thread;
     class Writing;
 

@@ -198,7 +198,7 @@ struct BlockRecord {
     U16 lane;
     /// The descriptor of the entity's class; 0: none, or without room.
     U32 typeId;
-    /// Blocks open around this one in its lane.
+    /// Blocks open around this one in its lane; 65535 says so many, or more.
     U16 depth;
     /// How the other words are to be read.
     BlockKind kind;

@@ -2,6 +2,7 @@
 
 #include "framework/zel/Api.h"
 #include "framework/zel/Int.h"
+#include "framework/zel/Start.h"
 
 namespace Zel {
 
@@ -103,7 +104,7 @@ class VARNOL_API HashTable {
 
     Member** chains_ = nullptr;
     U32 members_ = 0;
-    U32 version_ = 0;
+    U32 version_ = counterStart<U32>();
     const U8 initialBits_;
     U8 bits_; // there are 2^bits_ buckets, or will be
 };

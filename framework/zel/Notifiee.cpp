@@ -4,6 +4,7 @@
 #include "framework/zel/Entity.h"
 #include "framework/zel/Exception.h"
 #include "framework/zel/Fatal.h"
+#include "framework/zel/Start.h"
 #include "framework/zel/Strep.h"
 #include "framework/zel/TypeNode.h"
 
@@ -97,7 +98,7 @@ namespace {
 
 namespace {
 
-constinit std::atomic<U64> delivered{0};
+constinit std::atomic<U64> delivered{counterStart<U64>()};
 
 /// Tells the observer that a reactor reacts, for as long as it does.
 [[gnu::cold, gnu::noinline]] void reactObserved(ActivityObserver& observer, Notifiee& reactor,
@@ -133,7 +134,9 @@ inline void react(Notifiee const& to, Entity const& entity, AttributeId id, void
 
 } // namespace
 
-U64 notificationsDelivered() noexcept { return delivered.load(std::memory_order_relaxed); }
+U64 notificationsDelivered() noexcept {
+    return delivered.load(std::memory_order_relaxed) - counterStart<U64>();
+}
 
 NotifieeList::~NotifieeList() {
     if (first_)

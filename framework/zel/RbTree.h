@@ -2,6 +2,7 @@
 
 #include "framework/zel/Api.h"
 #include "framework/zel/Int.h"
+#include "framework/zel/Start.h"
 
 #include <cstdint>
 
@@ -123,7 +124,7 @@ class VARNOL_API RbTree {
 
     Member* root_ = nullptr;
     U32 members_ = 0;
-    U32 version_ = 0;
+    U32 version_ = counterStart<U32>();
 };
 
 } // namespace Zel

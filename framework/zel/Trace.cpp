@@ -1,6 +1,7 @@
 #include "framework/zel/Trace.h"
 
 #include "framework/zel/Exception.h"
+#include "framework/zel/Start.h"
 #include "framework/zel/TraceRegistry.h"
 
 #include <charconv>
@@ -14,7 +15,7 @@ namespace {
 constinit std::mutex sinkMutex;
 constinit TraceSink currentSink;
 constinit thread_local bool inSink = false;
-constinit std::atomic<U64> lost{0};
+constinit std::atomic<U64> lost{counterStart<U64>()};
 
 U32 checkedLevelBit(std::string_view handle, unsigned level) {
     if (handle.empty())
@@ -79,7 +80,7 @@ void traceSinkDel(TraceSink sink) noexcept {
         currentSink = {};
 }
 
-U64 tracesLost() noexcept { return lost.load(std::memory_order_relaxed); }
+U64 tracesLost() noexcept { return lost.load(std::memory_order_relaxed) - counterStart<U64>(); }
 
 TraceHelper::TraceHelper(TraceHandle const& handle, TraceLevel level) noexcept
     : handle_(handle)

@@ -2,6 +2,7 @@
 
 #include "framework/zel/AllocTrack.h"
 #include "framework/zel/Attribute.h"
+#include "framework/zel/Start.h"
 
 #include <atomic>
 #include <span>
@@ -49,10 +50,12 @@ class TypeNode {
     AllocTrackTypeInfo::Slot& allocations() const noexcept { return allocations_; }
     /// How often objects of this class, a reactor's or a syncer's, have written into a destination.
     /// Writes that two threads make at the same time may be counted as one.
-    U64 writes() const noexcept { return writes_.load(std::memory_order_relaxed); }
+    U64 writes() const noexcept {
+        return writes_.load(std::memory_order_relaxed) - counterStart<U64>();
+    }
     /// Counts one more; see Writer.
     [[gnu::always_inline]] void writesInc() const noexcept {
-        writes_.store(writes() + 1, std::memory_order_relaxed);
+        writes_.store(writes_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     }
     /// What a binary trace calls the type; 0 until it is described there.
     std::atomic<U32>& traceId() const noexcept { return traceId_; }
@@ -66,7 +69,7 @@ class TypeNode {
     std::span<AttributeInfo const> attributes_;
     GenericIf const* genericIf_;
     mutable AllocTrackTypeInfo::Slot allocations_;
-    mutable std::atomic<U64> writes_{0};
+    mutable std::atomic<U64> writes_{counterStart<U64>()};
     mutable std::atomic<U32> traceId_{0};
     mutable TypeNode const* previous_ = nullptr;
     mutable bool registered_ = false;

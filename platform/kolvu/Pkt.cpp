@@ -107,6 +107,7 @@ class [[gnu::visibility("hidden")]] Pkt::Buffer {
     void free() noexcept;
 
     std::size_t size_; // of the header, which this class is, and of the octets, which follow it
+    // Each is a packet's, and a capacity is less than 2^32: the count cannot wrap.
     std::atomic<U32> references_{1};
     alignas(Pkt) std::byte packet_[sizeof(Pkt)];
 };

@@ -111,6 +111,19 @@ TEST(TraceFile, IsOffUntilMemoryIsAttached) {
     EXPECT_FALSE(file.isOn());
 }
 
+TEST(TraceFile, IsOnHoweverOftenMemoryHasBeenAttached) {
+    const Memory memory(smallest);
+    TraceFile file;
+    MessageId messageId{0};
+    describe(file, messageId, "block");
+    for (unsigned times = 1; times <= 8; ++times) {
+        file.memoryIs(memory.octets());
+        ASSERT_TRUE(file.isOn()) << times;
+        { const BlockTimerSelf timer(file, messageId); }
+        EXPECT_EQ(memory.read().records().size(), 1u) << times;
+    }
+}
+
 TEST(TraceFile, RefusesMemoryThatIsTooSmallOrMisalignedAndNamesTheMinimum) {
     const Memory memory(2 * smallest);
     TraceFile file;
@@ -789,6 +802,26 @@ TEST(OpenBlocks, DeeperThanTheStackAreCountedAndRecordedAllTheSame) {
     }
     nest(nest, 0);
     EXPECT_EQ(memory.read().lane().depth, 0u);
+}
+
+TEST(OpenBlocks, DeeperThanARecordCanTellAreRecordedAsTheDeepest) {
+    const Memory memory(smallest);
+    TraceFile file;
+    file.memoryIs(memory.octets());
+    MessageId messageId{0};
+    std::vector<U64> begins(65535 + 3);
+    for (U64& begin : begins)
+        begin = file.blockBegins(messageId);
+    for (unsigned i = 0; i < 4; ++i) {
+        file.blockEnds(messageId, begins.back());
+        begins.pop_back();
+    }
+    std::vector<unsigned> depths;
+    const TraceReader reader = memory.read();
+    for (BlockRecord const& record : reader.records())
+        depths.push_back(record.depth);
+    EXPECT_EQ(depths, (std::vector<unsigned>{65535, 65535, 65535, 65534}));
+    EXPECT_EQ(reader.lane().depth, begins.size());
 }
 
 TEST(OpenBlocks, ABlockLeftByAnExceptionIsTakenOffTheStack) {

@@ -292,6 +292,33 @@ TEST_P(MapTest, ErasingTheCurrentElementAndBothNeighboursSkipsNoOther) {
         allButTheNext);
 }
 
+TEST_P(MapTest, AWalkFindsItsPlaceAgainWhereTheCountOfChangesWraps) {
+    for (const U32 below : {1U, 2U, 3U, 4U}) {
+        Modelled maps(GetParam());
+        for (U32 i = 1; i <= 9; ++i)
+            maps.put(10 * i);
+        maps.map().version() = 0 - below;
+        const std::vector<U32> keys = maps.keys();
+        std::vector<U32> visited;
+        for (auto walk = maps.walk(); !walk->atEnd(); walk->advance()) {
+            visited.push_back(walk->key());
+            maps.erase(walk->key());
+        }
+        EXPECT_EQ(visited, keys);
+        EXPECT_EQ(maps.map().version(), 9 - below) << "the count has wrapped";
+    }
+}
+
+TEST_P(MapTest, BetweenTwoStepsOfAWalkThereMayBeAllChangesThatItsCountCanTell) {
+    changeAtEveryPlace(
+        [](Modelled& maps, U32 key) {
+            const U32 before = maps.map().version();
+            maps.erase(key);
+            maps.map().version() = before - 1; // 2^32 - 1 of them
+        },
+        all);
+}
+
 TEST_P(MapTest, EmptyingTheMapEndsTheWalk) {
     changeAtEveryPlace([](Modelled& maps, U32) { maps.clear(); }, upToPlace);
 }

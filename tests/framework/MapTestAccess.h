@@ -10,6 +10,8 @@ struct MapTestAccess {
     template <class Map> static auto& nodes(Map& map) { return map.nodes_; }
 
     template <class Core> static U32& members(Core& core) { return core.members_; }
+    template <class Core> static U32& version(Core& core) { return core.version_; }
+    template <class Node> static U32& references(Node const& node) { return node.references_; }
     template <class Tree> static auto& root(Tree& tree) { return tree.root_; }
     template <class Member> static auto& parentAndBits(Member& member) {
         return member.parentAndBits_;

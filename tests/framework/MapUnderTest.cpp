@@ -19,6 +19,7 @@
 //   elementAt(walk)        the element with it
 //   precedes(key, key)     the order in which the map is to be walked
 //   buckets()              how many there are
+//   version()              the count of its changes
 
 namespace Zel::Test {
 namespace {
@@ -45,6 +46,7 @@ template <class Hash = HashHelper::Default<Key>> struct HashMapSubject {
     Element const* find(U32 key) const { return map.find({key}); }
     void clear() { map.emptyAllBuckets(); }
     std::optional<U32> buckets() const { return MapTestAccess::core(map).buckets(); }
+    U32& version() { return MapTestAccess::version(MapTestAccess::core(map)); }
     static U32 keyAt(auto const& walk) { return (*walk)->fwkKey().value; }
     static Element const* elementAt(auto const& walk) { return (*walk).ptr(); }
     static bool precedes(U32 left, U32 right) { return precedesByHash<Hash>(left, right); }
@@ -65,6 +67,9 @@ template <class Hash = HashHelper::Default<Key>> struct HashMap2018Subject {
     std::optional<U32> buckets() const {
         return MapTestAccess::core(MapTestAccess::nodes(map)).buckets();
     }
+    U32& version() {
+        return MapTestAccess::version(MapTestAccess::core(MapTestAccess::nodes(map)));
+    }
     static U32 keyAt(auto const& walk) { return walk->key().value; }
     static Element const* elementAt(auto const& walk) { return walk->value().ptr(); }
     static bool precedes(U32 left, U32 right) { return precedesByHash<Hash>(left, right); }
@@ -82,6 +87,7 @@ struct RbTreeMapSubject {
     Element const* find(U32 key) const { return map.find({key}); }
     void clear() { map.emptyAll(); }
     static std::optional<U32> buckets() { return std::nullopt; }
+    U32& version() { return MapTestAccess::version(MapTestAccess::core(map)); }
     static U32 keyAt(auto const& walk) { return (*walk)->fwkKey().value; }
     static Element const* elementAt(auto const& walk) { return (*walk).ptr(); }
     static bool precedes(U32 left, U32 right) { return left < right; }
@@ -100,6 +106,7 @@ template <class Subject> class MapOf final : public MapUnderTest {
     U32 members() const override { return subject_.map.members(); }
     bool check() const override { return subject_.map.check(); }
     std::optional<U32> buckets() const override { return subject_.buckets(); }
+    U32& version() override { return subject_.version(); }
 
     std::unique_ptr<MapUnderTest::Walk> walk() override { return std::make_unique<Walk>(subject_); }
     bool walksLike(Model const& model) const override {

@@ -47,6 +47,8 @@ class MapUnderTest {
     virtual bool check() const = 0;
     /// The number of buckets; nothing where the map has none by its kind.
     virtual std::optional<U32> buckets() const = 0;
+    /// The count of its changes, to be set where no walk is under way, or to what is said of one.
+    virtual U32& version() = 0;
 
     virtual std::unique_ptr<Walk> walk() = 0;
     /// Whether a walk finds just what the model has, in its order.

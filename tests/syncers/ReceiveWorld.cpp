@@ -473,7 +473,10 @@ void ReceiveWorld::changeVlan(RxMstPortStatus& port,
     default: {
         const unsigned amount = dice_.below(4);
         port.rxUpdateInc(vlan, amount);
-        model->updates[vlan] += amount;
+        unsigned& count = model->updates[vlan];
+        count += amount;
+        if (count == 0 && amount != 0)
+            count = 1;
     }
     }
     tellPort(model, [&](ReceiveModel::PortSyncer const& syncer,
