@@ -7,13 +7,6 @@
 /// with the key, and touches neither the entity nor the map after that.
 namespace Zel {
 
-/// What a count is after so many more. One that comes back to 0, which says that there is none,
-/// goes on at 1.
-template <class Count> constexpr Count countAfter(Count count, Count more) noexcept {
-    const auto sum = static_cast<Count>(count + more);
-    return sum == 0 && more != 0 ? Count{1} : sum;
-}
-
 /// Puts a member into a map of either kind, under a key that is free. Throws std::bad_alloc, and
 /// changes nothing, where the map must grow.
 template <class Map>

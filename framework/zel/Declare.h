@@ -109,8 +109,7 @@ template <class T> using AccessorResult = std::conditional_t<sizeof(T) <= sizeof
 
 /// A map of values by key: `NAME()` to walk it, `NAME(key)` the value, zero when there is none,
 /// `NAME##Is(key, value)` and `NAME##Inc(key, amount)`, which make the entry when there is none,
-/// and `NAME##Del(key)`. Each write notifies with the key. An increment that would come back to 0
-/// goes on at 1.
+/// and `NAME##Del(key)`. Each write notifies with the key.
 #define ZEL_VALUE_MAP(ID, KEY, VALUE, NAME)                                                        \
   public:                                                                                          \
     struct NAME##Attribute {                                                                       \
@@ -133,7 +132,7 @@ template <class T> using AccessorResult = std::conditional_t<sizeof(T) <= sizeof
         NAME##_.valueIs(key, value);                                                               \
         notify(ID, &key);                                                                          \
     }                                                                                              \
-    void NAME##Inc(KEY key, VALUE amount) { NAME##Is(key, ::Zel::countAfter(NAME(key), amount)); } \
+    void NAME##Inc(KEY key, VALUE amount) { NAME##Is(key, NAME(key) + amount); }                   \
     void NAME##Del(KEY key) {                                                                      \
         if (NAME##_.valueDel(key))                                                                 \
             notify(ID, &key);                                                                      \

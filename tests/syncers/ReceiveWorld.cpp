@@ -473,10 +473,7 @@ void ReceiveWorld::changeVlan(RxMstPortStatus& port,
     default: {
         const unsigned amount = dice_.below(4);
         port.rxUpdateInc(vlan, amount);
-        unsigned& count = model->updates[vlan];
-        count += amount;
-        if (count == 0 && amount != 0)
-            count = 1;
+        model->updates[vlan] += amount;
     }
     }
     tellPort(model, [&](ReceiveModel::PortSyncer const& syncer,
