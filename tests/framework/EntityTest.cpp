@@ -541,19 +541,6 @@ TEST_F(EntityTest, AnIncrementAddsAndMakesTheEntryWhereThereIsNone) {
     EXPECT_EQ(log, Log(3, {"a", 266, "5"}));
 }
 
-TEST_F(EntityTest, AnIncrementThatWouldComeBackToZeroGoesOnAtOne) {
-    record->tallyIs(5, 0xffffffff);
-    const auto reactor = watch(record, "a", log);
-    record->tallyInc(5, 1);
-    EXPECT_EQ(record->tally(5), 1u) << "of a count, 0 says that there is none";
-    record->tallyInc(5, 0xffffffff);
-    EXPECT_EQ(record->tally(5), 1u);
-    record->tallyInc(6, 0);
-    EXPECT_EQ(record->tally(6), 0u) << "nothing was counted";
-    EXPECT_EQ(record->tally().members(), 2u);
-    EXPECT_EQ(log, logOf({{"a", 266, "5"}, {"a", 266, "5"}, {"a", 266, "6"}}));
-}
-
 TEST_F(EntityTest, AValueIsRemovedAndNotifiedOnce) {
     record->tallyIs(5, 7);
     const auto reactor = watch(record, "a", log);

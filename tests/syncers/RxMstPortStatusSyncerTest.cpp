@@ -394,17 +394,6 @@ TEST_P(RxMstPortStatusSyncer, TheDestinationsOwnCountGoesOn) {
     EXPECT_EQ(dest->rxUpdate(10), 101U);
 }
 
-TEST_P(RxMstPortStatusSyncer, AnEntryWhoseCountComesRoundIsThereAllTheSame) {
-    sourceRecord(10);
-    source->rxUpdateIs(10, 4294967295U);
-    dest->rxUpdateIs(10, 4294967295U);
-    start();
-    source->rxUpdateInc(10, 1);
-    EXPECT_NE(source->rxUpdate(10), 0U) << "which would say that there is nothing";
-    EXPECT_NE(dest->rxUpdate(10), 0U);
-    EXPECT_NE(dest->rxInfo(10), nullptr);
-}
-
 TEST_P(RxMstPortStatusSyncer, EachVlanIsMirroredByItself) {
     sourceRecord(10);
     sourceRecord(VlanIdOrNone(), {0});
