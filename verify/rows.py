@@ -169,4 +169,12 @@ ROWS = [
             "verify/counters.py {build} build/gcc-counters {results}",
         ],
     ),
+    Row(
+        name="memory",
+        fault="exhausted memory",
+        done="random operations on trees, syncers and packets of random worlds, in which each allocation fails "
+        "once, once more in what makes that good, and for ever, against what they are without failures",
+        target="old or new, destinations between two writes; nothing leaked",
+        commands=["{build}/verify/verify-memory"],
+    ),
 ]

@@ -123,7 +123,7 @@ class ChildReactors : public KeyedReactors<typename A::template Map<Child, Owner
         const Ptr<Owner> ownerAlive(&owner);
         const Key key = element->fwkKey();
         Ptr<Child> child = this->map_[key];
-        if (child && child->watched() == element.ptr())
+        if (child && child->isInLineWith(element.ptr()))
             return child;
         if (!child)
             return make(owner, element);

@@ -9,6 +9,10 @@ namespace Zel {
 /// An entity class declares its attributes with the declarations of Declare.h. Each mutator stores
 /// first and then notifies; it touches the entity no more after that, since a reactor may have
 /// dropped the last reference to it.
+///
+/// So a mutator that throws what it met itself, as std::bad_alloc, has changed nothing; where a
+/// reactor throws, the change is stored, and the reactors that have not followed it do so when the
+/// attribute is notified again, with the same key.
 class VARNOL_API Entity : public PtrInterface {
   public:
     class NotifieeConst;

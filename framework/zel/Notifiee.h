@@ -59,9 +59,16 @@ class VARNOL_API PtrInterface::NotifieeConst : public PtrInterface {
     /// The entity watched; null while unbound.
     Ptr<PtrInterface const> const& notifier() const noexcept { return notifier_; }
 
+  protected:
+    /// Whether what binding the reactor to its notifier set off ended by an exception: binding it
+    /// to that entity once more does all of it again.
+    bool isBehind() const noexcept { return isBehind_; }
+    void isBehindIs(bool behind) noexcept { isBehind_ = behind; }
+
   private:
     friend NotifieeList;
 
+    bool isBehind_ = false; // takes no room: it stands beside the base's count
     Ptr<PtrInterface const> notifier_;
     // Links of the notifier's list. The first reactor's previous_ is the last one; next_ of the
     // last one is null.

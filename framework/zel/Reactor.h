@@ -99,16 +99,32 @@ class Reactor : public Object<Self, NotifieeConstOf<E>>, protected Writer<Self> 
     }
 
     /// Watches another entity; the same one again changes nothing. A new one that is not null is
-    /// followed by Self::rebound().
+    /// followed by Self::rebound(). What that throws passes through: the new entity is watched
+    /// then, and binding it again runs rebound() again.
     void notifierIs(Zel::Ptr<PtrInterface const> const& notifier) override {
-        if (notifier.ptr() == watched())
+        if (isInLineWith(notifier.ptr()))
             return;
         const Zel::Ptr<Self> alive(&self());
         const Zel::Ptr<Owner> ownerAlive(owner_);
-        Base::notifierIs(notifier);
-        if (watched())
-            self().rebound();
+        E const* const former = watched();
+        this->isBehindIs(false);
+        if (notifier.ptr() != former)
+            Base::notifierIs(notifier);
+        E const* const wanted = watched();
+        try {
+            if (wanted)
+                self().rebound();
+        } catch (...) {
+            if (watched() == wanted)
+                this->isBehindIs(true);
+            throw;
+        }
         this->isRegisteredNotifieeIs(true);
+    }
+
+    /// Whether the reactor watches the entity, and has done all that binding it set off.
+    bool isInLineWith(PtrInterface const* entity) const noexcept {
+        return watched() == entity && !this->isBehind();
     }
 
     /// Turns the reactor, and the child reactors that it keeps, into zombies, or back; nothing when

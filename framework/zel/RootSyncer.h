@@ -27,7 +27,9 @@ class RootSyncer : public Object<Self, PtrInterface>, protected Writer<Self> {
     /// Watches another source: binds the reactor on it, or creates that reactor when there is none.
     /// A reactor that is bound anew runs its handlers and brings the children in line; one that is
     /// created does neither. So after sourceDel() each child stays on the former source's element
-    /// until the new source reports its key, or until a further source is bound.
+    /// until the new source reports its key, or until a further source is bound. What a handler
+    /// throws passes through, as std::bad_alloc: the new source is watched then, and the same call
+    /// again does the rest.
     void sourceIs(Zel::Ptr<E const> const& source) {
         if (source_)
             source_->notifierIs(source);

@@ -6,15 +6,27 @@
 
 namespace {
 
-thread_local std::size_t untilFailure = 0; // 0: none is to fail
+using Plan = FailingAllocation::Plan;
+
+thread_local Plan failures;
+thread_local bool failed = false;
 thread_local std::size_t allocations = 0;
 thread_local std::size_t deallocations = 0;
 thread_local std::function<void()> const* atNext = nullptr; // null: nothing is to be done
 
+/// Whether this allocation is one that is to fail.
+bool fails() noexcept {
+    if (failures.next == 0 || --failures.next != 0)
+        return false;
+    failures.next = failures.after == Plan::always ? 1 : std::exchange(failures.after, 0);
+    failed = true;
+    return true;
+}
+
 void* allocate(std::size_t size, std::size_t alignment = 0) noexcept {
     if (atNext)
         (*std::exchange(atNext, nullptr))();
-    if (untilFailure != 0 && --untilFailure == 0)
+    if (fails())
         return nullptr;
     if (size == 0)
         size = 1;
@@ -46,9 +58,12 @@ constexpr std::size_t number(std::align_val_t alignment) {
 
 } // namespace
 
-FailingAllocation::FailingAllocation(std::size_t n) noexcept { untilFailure = n; }
+FailingAllocation::FailingAllocation(Plan plan) noexcept {
+    failures = plan;
+    failed = false;
+}
 
-FailingAllocation::~FailingAllocation() { untilFailure = 0; }
+FailingAllocation::~FailingAllocation() { failures = {}; }
 
 AtAllocation::AtAllocation(std::function<void()> action)
     : action_(std::move(action)) {
@@ -57,7 +72,9 @@ AtAllocation::AtAllocation(std::function<void()> action)
 
 AtAllocation::~AtAllocation() { atNext = nullptr; }
 
-bool FailingAllocation::happened() const noexcept { return untilFailure == 0; }
+bool FailingAllocation::happened() const noexcept { return failed; }
+
+FailingAllocation::Plan FailingAllocation::left() const noexcept { return failures; }
 
 std::size_t FailingAllocation::made() noexcept { return allocations; }
 

@@ -3,18 +3,32 @@
 #include <cstddef>
 #include <functional>
 
-/// Makes one allocation of this thread fail: the n-th from now, of those by any operator new.
-/// While no such object lives, the test binary's operator new does as it always does.
+/// Makes allocations of this thread fail, of those by any operator new. While no such object lives,
+/// the test binary's operator new does as it always does.
 class FailingAllocation {
   public:
+    /// Which of the allocations to come fail.
+    struct Plan {
+        /// As Plan::after: that one and all to come.
+        static constexpr std::size_t always = ~std::size_t{0};
+
+        std::size_t next = 0;  ///< 1 for the next one; 0 for none
+        std::size_t after = 0; ///< 1 for the one after that one; 0 for none more
+    };
+
+    /// One allocation fails: the n-th from now.
     /// @param n  1 for the next allocation
-    explicit FailingAllocation(std::size_t n) noexcept;
+    explicit FailingAllocation(std::size_t n) noexcept
+        : FailingAllocation(Plan{n}) {}
+    explicit FailingAllocation(Plan plan) noexcept;
     FailingAllocation(FailingAllocation const&) = delete;
     FailingAllocation& operator=(FailingAllocation const&) = delete;
     ~FailingAllocation();
 
-    /// Whether the allocation was asked for, and failed.
+    /// Whether an allocation that was to fail was asked for, and failed.
     bool happened() const noexcept;
+    /// What is left of the plan.
+    Plan left() const noexcept;
 
     /// How many allocations this thread has made so far.
     static std::size_t made() noexcept;

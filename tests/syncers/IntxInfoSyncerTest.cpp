@@ -785,6 +785,27 @@ TEST_P(IntxInfoSyncerTest, OutOfMemoryInAHandlerReachesTheMutatorAndTheNextChang
     EXPECT_GE(failures, 3U) << "the two entries and the reactor";
 }
 
+TEST_P(IntxInfoSyncerTest, OutOfMemoryForAnotherSourceIsMadeGoodWhenThatIsGivenAgain) {
+    const IntxInfo::Ptr other = filled(9, {0, 3, 5});
+    const unsigned failures = failEachAllocation([&](Attempt& attempt) {
+        dest = record(9);
+        start(filled(9, {0, 3}));
+        if (!attempt([&] { syncer->sourceIs(other); })) {
+            EXPECT_EQ(syncer->source(), other);
+            other->stpVersionIs(77);
+            EXPECT_EQ(dest->stpVersion(), 77);
+            syncer->sourceIs(other);
+        }
+        EXPECT_EQ(syncer->source(), other);
+        EXPECT_EQ(reactorsOf(*syncer), (Keys{0, 3, 5}));
+        for (auto const& entry : std::as_const(*other).mstiN())
+            EXPECT_EQ(syncer->mstiN(entry->mstiId())->watched(), entry.ptr());
+        EXPECT_EQ(dest->stpVersion(), other->stpVersion());
+        drop();
+    });
+    EXPECT_EQ(failures, 1U) << "the reactor on the entry 5";
+}
+
 // ---- disturbances ----
 
 struct Action {

@@ -1245,6 +1245,35 @@ TEST_P(TxStatusToTx, ExhaustedMemoryAtAnyAllocationLeavesNothingBehindAndReaches
     EXPECT_GT(failures, 20U);
 }
 
+TEST_P(TxStatusToTx, ExhaustedMemoryForAnotherEntityOfANameIsMadeGoodByTheNextNotice) {
+    const Zel::Name name("mst1");
+    const unsigned failures = failEachAllocation([&](Attempt& attempt) {
+        source = TxStatus::Ptr(new TxStatus);
+        dest = TxStatus::Ptr(new TxStatus);
+        port(et1);
+        start();
+        const TxMstStatus::Ptr other(new TxMstStatus(name));
+        other->txMstPortStatusIs(et1)->txNewInfoIs(8);
+        other->txMstPortStatusIs(et2);
+        other->txMstPortStatusIs(et3);
+        if (!attempt([&] { source->txMstStatusMemberIs(other); })) {
+            EXPECT_EQ(mst(), other) << "it is stored";
+            EXPECT_EQ(syncer->txMstStatus(name)->txMstStatus(), other);
+            source->notify(258, &name);
+        }
+        EXPECT_EQ(syncer->txMstStatus(name)->txMstStatus(), other);
+        for (const Kolvu::IntfId intf : {et1, et2, et3}) {
+            ASSERT_NE(portSm(intf), nullptr);
+            EXPECT_EQ(portSm(intf)->txMstPortStatus(), port(intf));
+        }
+        EXPECT_EQ(destPort(et1)->txNewInfo(), 8U);
+        syncer = nullptr;
+        source = nullptr;
+        dest = nullptr;
+    });
+    EXPECT_GE(failures, 2U) << "the reactors on two interfaces";
+}
+
 TEST_P(TxStatusToTx, AnExceptionOfTheDestinationsReactorReachesTheCallerOfTheFactory) {
     fill(*port(), 5);
     journalDest();
