@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Changes the compiled library at one place at a time, and tells which changes no test notices.
 
-    mutate.py BUILD [--unit FILE]... [--part N] [-j N] [--report]
+    mutate.py BUILD [--unit FILE]... [--part N] [-j N] [--quick | --report]
 
 BUILD is a build by g++, not optimised, for x86-64, whose target library_tests is up to date. Each
 conditional branch of the library is made to be taken always and never, each comparison's value true
@@ -15,6 +15,7 @@ the library changes; that a change survived, until the tests do.
   --unit FILE   changes in files whose names begin so, as "syncers/" or "framework/zel/RbTree.cpp"
   --part N      every N-th change
   -j N          that many at a time, 1 by default
+  --quick       runs no slow tests: what these alone could notice is left open
   --report      runs nothing, and tells what the results come to
 
 verify/equivalent.toml names the survivors that no test can notice, and why. Exit status: 1 when other
@@ -303,9 +304,8 @@ class Results:
             file.write(json.dumps(result) + "\n")
 
 
-def test_all(wanted, programs, results, jobs, folder):
-    """All quick tests first: what they leave open is known early."""
-    for slow in False, True:
+def test_all(wanted, programs, results, stages, jobs, folder):
+    for slow in stages:
         open_outcomes = (None, "open") if slow else (None,)
         waiting = queue.Queue()
         for mutant in wanted:
@@ -412,6 +412,7 @@ def main():
     parser.add_argument("--unit", action="append", default=[])
     parser.add_argument("--part", type=int, default=1)
     parser.add_argument("-j", type=int, default=1, dest="jobs")
+    parser.add_argument("--quick", action="store_true")
     parser.add_argument("--report", action="store_true")
     given = parser.parse_args()
     build = given.build.absolute()
@@ -424,7 +425,9 @@ def main():
     results = Results(folder / "results.jsonl", library_of, programs)
     wanted = [each for each in found if not given.unit or each.file.startswith(tuple(given.unit))][:: given.part]
     if not given.report:
-        test_all(wanted, programs, results, given.jobs, folder)
+        # All quick tests first: what they leave open is known early.
+        stages = [False] if given.quick else [False, True]
+        test_all(wanted, programs, results, stages, given.jobs, folder)
     reached, figure = report(found, wanted, results, sources, folder)
     print(f"figure: {figure}")
     print(f"mutate: {time.monotonic() - begin:.0f} s")

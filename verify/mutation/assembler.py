@@ -42,6 +42,7 @@ JUMP = re.compile(r"j(?!mp)[a-z]+$")
 # The ones that are two octets and a register without a prefix.
 SET = re.compile(r"set[a-z]+ %[abcd]l$")
 IMMEDIATE = re.compile(r"(mov|movabs|cmp|test|add|sub|imul|and|or|xor|sal|sar|shl|shr)([bwlq]?) \$(-?\d+), ")
+WAY_OUT = {"%ebx", "%r12d", "%r13d", "%r14d", "%r15d"}
 RESULT = re.compile(r"%(?:rax|eax|ax|al)\b")
 
 # Guards of variables in functions: a second look at what another one has just seen.
@@ -52,8 +53,10 @@ SIZES_AND_ORDERS = re.compile(
     r"call (_Z(N\S*)?(nw|na|dl|da)(E|P|m)|__cxa_(allocate|throw|begin)|\S*(St6atomic|St13__atomic_base))"
 )
 # Calls of the compiler's and of the C++ library's that are not made for their effect on an object of
-# the source; what does not return; and what makes and destroys objects, which is not a mutator.
-NO_MUTATOR = re.compile(r"__|_Unwind|abort|_exit|_Z\w*(throw|assertionFailed|fatal)|_ZSt|_ZNS[ta]|_ZNKS[ta]|\w*[CD][0-4]E")
+# the source; and what makes and destroys objects, which is not a mutator.
+NO_MUTATOR = re.compile(r"_?__|_Unwind|_ZSt|_ZNK?S[ta]|\w*[CD][0-4]E")
+# What has only its result: a walk's end, and, of constant functions, those whose result may be used.
+ENDS = re.compile(r"\bend\(\) const$")
 # Mutators of the C++ library and of C's that the library uses.
 MUTATORS_OF_OTHERS = re.compile(
     r"(memcpy|memmove|memset|munmap|close|write|writev|ftruncate|unlink|rename|fcntl)(@PLT)?$"
@@ -192,7 +195,15 @@ class Function:
     def jump_is_the_sources(self, at):
         if any(GUARD.search(text) for text in self.before(at, 6)):
             return False
+        if self.is_way_out(self.code[at - 1].operands):
+            return False
         return not (self.at_start and re.match(r"cmpl \$(1, -4|65535, -8)\(", self.code[at - 1].text))
+
+    def is_way_out(self, operands):
+        """Whether the register is one that tells, behind the destructors at a block's end, how the
+        block was left."""
+        register = operands.rpartition(", ")[2]
+        return register in WAY_OUT and any(each.text == f"cmpl $1, {register}" for each in self.code)
 
     def value_is_the_sources(self, at):
         """Not where a jump follows, which is a site of its own."""
@@ -219,9 +230,14 @@ class Function:
         if instruction.text == "movl $0, %eax" and following and following[0].startswith("call"):
             return False
         # The line, for a message, is an argument.
-        if re.search(r", (%e(di|si|dx|cx)|%r[89]d)$", instruction.operands):
+        if operation == "mov" and re.search(r", (%e(di|si|dx|cx)|%r[89]d|-?\d*\(%r[bs]p\))$", instruction.operands):
             if value == place[1] or value > 20 and abs(value - place[1]) <= 8:
                 return False
+        # A null pointer's constant, of which nothing is read.
+        if operation == "mov" and any(re.match(r"call \w+EDn", text) for text in _up_to_call(following)):
+            return False
+        if operation in ("mov", "cmp") and self.is_way_out(instruction.operands):
+            return False
         # In numbers of 64 bits, the compiler goes to members and elements.
         if size == "q" and operation in ("add", "sub", "imul", "sal", "sar", "shl", "shr"):
             return re.search(rf"\b(0x0*{abs(value):x}|{abs(value)})[uUlL]*\b", source) is not None or (
@@ -231,11 +247,14 @@ class Function:
 
     def is_overwritten(self, at):
         """Whether what is stored is replaced before it can be read: zeros that precede an aggregate's
-        members."""
+        members, or a constructor."""
         target = self.code[at].operands.rpartition(", ")[2]
         if not re.fullmatch(r"-\d+\(%rbp\)", target):
             return False
-        for each in self.code[at + 1 : at + 8]:
+        for index, each in enumerate(self.code[at + 1 : at + 8], at + 1):
+            if each.mnemonic == "leaq" and self.code[at].operands.startswith("$0,"):
+                following = self.after(index, 3)
+                return any(re.match(r"call _ZN\w+C[12]E", text) for text in following)
             if each.mnemonic in ("call", "jmp") or JUMP.match(each.mnemonic):
                 return False
             source, _, stored = each.operands.rpartition(", ")
@@ -254,10 +273,9 @@ class Function:
         return True
 
     def destroys(self, at):
-        """Whether a virtual call is a destructor's: slot 0 or 1 of the table, at the end of a release."""
-        load = re.compile(r"movq (\(%rax\)|8\(%rax\)), %r[a-d]x$|addq \$8, %rax$")
+        """Whether a virtual call is a destructor's, in slot 1 of the table."""
         slots = [text for text in self.before(at, 8) if re.match(r"addq \$\d+, %rax$", text)]
-        return not any(not load.match(text) for text in slots) and bool(slots)
+        return bool(slots) and all(text == "addq $8, %rax" for text in slots)
 
     def result(self, at):
         """Whether what the call returns in a register is "used", "unused", or "returned", which is
@@ -332,15 +350,18 @@ def called(operands):
 
 
 def kept(units):
-    """The sites of all units, without calls that do not return, and without those whose result some
-    caller uses where nothing shows whether this one does."""
+    """The sites of all units, without calls that do not return, without those whose result some caller
+    uses where nothing shows whether this one does, and without those that can change nothing."""
     never_return = set().union(*(unit.never_return for unit in units))
     results_used = set().union(*(unit.results_used for unit in units))
+    names = demangled([site.callee for unit in units for site in unit.sites])
     return [
         site
         for unit in units
         for site in unit.sites
-        if site.callee not in never_return and not (site.may_be_returned and site.callee in results_used)
+        if site.callee not in never_return
+        and not (site.may_be_returned and (site.callee in results_used or names[site.callee].endswith(" const")))
+        and not ENDS.search(names[site.callee])
     ]
 
 
