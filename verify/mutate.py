@@ -65,8 +65,6 @@ class Mutant(NamedTuple):
     file: str
     line: int
     function: str
-    # What is called.
-    callee: str
     sites: list
 
 
@@ -131,20 +129,23 @@ def mutants(sites, sources):
     together = collections.defaultdict(list)
     seen = collections.Counter()
     for site in sites:
-        what = f"call of {short(names[site.callee])}" if site.kind == "call" else site.kind
-        if site.kind == "constant":
-            what = f"constant {site.value}"
+        what = f"constant {site.value}" if site.kind == "constant" else site.kind
         place = (site.file, site.line, site.column, what)
-        # A function has the same place more than once where one line does much.
-        seen[(site.function, place)] += 1
+        # A line's branches may have one place; a constant or call that is there again is the same one,
+        # unfolded.
+        if site.kind in ("branch", "value"):
+            seen[(site.function, place)] += 1
         together[(*place, seen[(site.function, place)])].append(site)
     found = []
     for (file, line, column, what, number), alike in sorted(together.items()):
+        if what == "call":
+            what = f"call of {short(names[alike[0].callee])}" if alike[0].callee[0] != "*" else "virtual call"
         for change in CHANGES[alike[0].kind]:
             name = f"{file}:{line}:{column} {what} {change}" + (f" {number}" if number > 1 else "")
             function = short(names[alike[0].function])
-            found.append(Mutant(name, what, change, file, line, function, names[alike[0].callee], alike))
-    return found
+            found.append(Mutant(name, what, change, file, line, function, alike))
+    # The product before what it stands on.
+    return sorted(found, key=lambda mutant: -ROOMS.index(mutant.file.split("/")[0]) if "/" in mutant.file else 0)
 
 
 def short(name):
@@ -246,7 +247,9 @@ def library(build, folder, sources):
     sites = kept(units)
     linked = [site for site in sites if any(site.label in program.symbols for program in programs)]
     usable = [site for site in linked if can_patch(site, next(filter(None, (each.code(site.label) for each in programs))))]
-    return mutants(usable, sources), programs, digest(folder / f"{number}.s" for number in range(len(units)))
+    made_by = [Path(__file__).parent / "mutation" / name for name in ("assembler.py", "patch.py")]
+    of = digest([*(folder / f"{number}.s" for number in range(len(units))), *made_by])
+    return mutants(usable, sources), programs, of
 
 
 def learn(programs, labels, folder):
@@ -380,7 +383,7 @@ def report(found, wanted, results, sources, folder):
                 survivors.append(f"{mutant.name}: {outcome}\n    {mutant.function}, {result['tests']} tests: {text}")
         elif result:
             hows[result["how"]] += 1
-        by_kind[mutant.kind.split()[0]][outcome] += 1
+        by_kind[mutant.sites[0].kind][outcome] += 1
         by_unit[mutant.file][outcome] += 1
     columns = ["killed", "equivalent", "survived", "open", "not run"]
     lines = [f"{'':60}" + "".join(f"{column:>12}" for column in columns)]

@@ -47,11 +47,8 @@ RESULT = re.compile(r"%(?:rax|eax|ax|al)\b")
 
 # Guards of variables in functions: a second look at what another one has just seen.
 GUARD = re.compile(r"_ZGV|__cxa_guard_acquire")
-# Calls whose numbers are sizes of objects, which the allocator rounds up, or orders of memory, of
-# which x86-64 has one.
-SIZES_AND_ORDERS = re.compile(
-    r"call (_Z(N\S*)?(nw|na|dl|da)(E|P|m)|__cxa_(allocate|throw|begin)|\S*(St6atomic|St13__atomic_base))"
-)
+# Calls whose numbers are sizes of objects, which the allocator rounds up.
+SIZES = re.compile(r"call (_Z(N\S*)?(nw|na|dl|da)(E|P|m)|__cxa_(allocate|throw|begin))")
 # Calls of the compiler's and of the C++ library's that are not made for their effect on an object of
 # the source; and what makes and destroys objects, which is not a mutator.
 NO_MUTATOR = re.compile(r"_?__|_Unwind|_ZSt|_ZNK?S[ta]|\w*[CD][0-4]E")
@@ -144,6 +141,10 @@ class Unit:
                 self._site(function_, at, instruction, place)
 
     def _site(self, function, at, instruction, place):
+        text = self.source_line(place[0], place[1])
+        # Behind a block's end stands what the compiler makes of its variables' ends.
+        if text in ("}", "};") and instruction.mnemonic != "call":
+            return
         kind = value = None
         is_mask = returns_object = may_be_returned = False
         callee = ""
@@ -165,7 +166,6 @@ class Unit:
                 may_be_returned = result == "returned"
         else:
             found = IMMEDIATE.match(instruction.text)
-            text = self.source_line(place[0], place[1])
             if found and function.constant_is_the_sources(at, found, place, text):
                 kind, value = "constant", int(found.group(3))
                 is_mask = found.group(1) in ("and", "or", "xor", "test")
@@ -195,6 +195,9 @@ class Function:
     def jump_is_the_sources(self, at):
         if any(GUARD.search(text) for text in self.before(at, 6)):
             return False
+        # The choice among handlers: what they do not catch is not thrown.
+        if re.match(r"cmpq \$\d+, %rdx$", self.code[at - 1].text):
+            return False
         if self.is_way_out(self.code[at - 1].operands):
             return False
         return not (self.at_start and re.match(r"cmpl \$(1, -4|65535, -8)\(", self.code[at - 1].text))
@@ -222,9 +225,11 @@ class Function:
             return False
         if self.at_start and re.match(r"cmpl \$(1, -4|65535, -8)\(", instruction.text):
             return False
+        if re.match(r"cmpq \$\d+, %rdx$", instruction.text):
+            return False
         if operation == "mov" and self.is_overwritten(at):
             return False
-        if operation == "mov" and any(SIZES_AND_ORDERS.match(text) for text in _up_to_call(following)):
+        if operation == "mov" and any(SIZES.match(text) for text in _up_to_call(following)):
             return False
         # The number of vector registers that a function with an ellipsis gets.
         if instruction.text == "movl $0, %eax" and following and following[0].startswith("call"):
@@ -233,6 +238,14 @@ class Function:
         if operation == "mov" and re.search(r", (%e(di|si|dx|cx)|%r[89]d|-?\d*\(%r[bs]p\))$", instruction.operands):
             if value == place[1] or value > 20 and abs(value - place[1]) <= 8:
                 return False
+        if operation == "mov" and value in _orders(source):
+            return False
+        # The count of words that are made zero, before an aggregate's members.
+        if operation == "mov" and any(text.startswith("rep ") for text in following[:2]):
+            return False
+        # The end that substr() goes to when none is given: any length will do.
+        if value == -1 and any(re.match(r"call \w+6substrE", text) for text in _up_to_call(following)):
+            return False
         # A null pointer's constant, of which nothing is read.
         if operation == "mov" and any(re.match(r"call \w+EDn", text) for text in _up_to_call(following)):
             return False
@@ -363,6 +376,16 @@ def kept(units):
         and not (site.may_be_returned and (site.callee in results_used or names[site.callee].endswith(" const")))
         and not ENDS.search(names[site.callee])
     ]
+
+
+def _orders(source):
+    """The numbers of the orders of memory that a line of the source names, or takes by default. x86-64
+    has one for all of them."""
+    orders = {"relaxed": 0, "consume": 1, "acquire": 2, "release": 3, "acq_rel": 4, "seq_cst": 5}
+    named = re.findall(r"memory_order_(\w+)", source)
+    if not named and re.search(r"\.(load|store|exchange|fetch_\w+)\(", source):
+        return {5}
+    return {orders[name] for name in named}
 
 
 def _up_to_call(texts):
