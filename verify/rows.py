@@ -12,6 +12,8 @@ class Row(NamedTuple):
     target: str
     # In the order in which they run; see verify.py.
     commands: list
+    # Takes so long that it is run only where it is asked for by name.
+    apart: bool = False
 
 
 ROWS = [
@@ -176,5 +178,19 @@ ROWS = [
         "once, once more in what makes that good, and for ever, against what they are without failures",
         target="old or new, destinations between two writes; nothing leaked",
         commands=["{build}/verify/verify-memory"],
+    ),
+    Row(
+        name="mutate",
+        fault="tests that check nothing",
+        done="each conditional branch of the compiled library taken always and never, each comparison's value true and "
+        "false, each constant changed and each call made for its effect left out, one at a time; a template's instances "
+        "together",
+        target="every change noticed by a test, or named with a reason why none can notice it; at most 2 % of these",
+        commands=[
+            "cmake --preset gcc-debug >/dev/null && "
+            "cmake --build --preset gcc-debug --target library_tests -- --quiet",
+            "verify/mutate.py build/gcc-debug",
+        ],
+        apart=True,
     ),
 ]

@@ -49,12 +49,14 @@ RUNS = {
     "./dev bench --instructions": Run("minutes", "^mirror_scalar"),
     "./dev verify": Run("hours", "^syncers: reached"),
     "./dev verify notifier soak": Run("minutes", "^soak: reached"),
+    "./dev mutate": Run("hours", "^mutate: "),
     "./dev reference": Run("minutes", "build/reference/html/index.html"),
     # CONTRIBUTING.md
     "./dev test gcc-debug-sanitize": Run("minutes", "all tests passed in: gcc-debug-sanitize$"),
     "./dev format": Run("minutes", "", "./dev format && git diff --exit-code -- '*.h' '*.cpp'"),
     "./dev tidy": Run("hours"),
     "./dev abi --renew": Run("minutes"),
+    "./dev mutate --unit FILE": Run("hours", "^mutate: ", "./dev mutate --unit platform/stp/TimerVal.cpp"),
     # docs/agent.md
     "build/gcc-release/agent/stp-agent replay agent/captures/rstp-bridge.pcap": Run("seconds", "^Notifications: "),
     # docs/reliability.md

@@ -241,6 +241,88 @@ TEST(FunctionName, OfWhatIsNoSignatureIsPartOfIt) {
     }
 }
 
+// The parts that a name is found by.
+
+struct Part {
+    std::string_view text;
+    std::size_t end;
+};
+
+template <class After> void expectEnds(After const& after, std::vector<Part> const& parts) {
+    for (Part const& part : parts)
+        EXPECT_EQ(after(part.text, 0), part.end) << part.text;
+}
+
+TEST(FunctionNameParts, AWordHasLettersDigitsUnderscoresDollarsAndOctetsThatAreNotAscii) {
+    const std::string ascii = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_$";
+    for (unsigned octet = 0; octet <= 0xff; ++octet) {
+        const char c = static_cast<char>(octet);
+        EXPECT_EQ(Fennic::detail::isWordCharacter(c), octet >= 0x80 || ascii.find(c) < ascii.size())
+            << octet;
+    }
+}
+
+TEST(FunctionNameParts, ALiteralEndsBehindItsQuoteThatHasNoBackslash) {
+    expectEnds(Fennic::detail::afterLiteral, {{"'a' b", 3},
+                                              {"'' b", 2},
+                                              {R"('\'' b)", 4},
+                                              {R"('\\' b)", 4},
+                                              {R"('[\'' b)", 5},
+                                              {R"("a'b" c)", 5},
+                                              {"'abc", 4},
+                                              {R"('a\)", 3}});
+}
+
+TEST(FunctionNameParts, AGroupEndsBehindTheBracketThatClosesItsOwn) {
+    expectEnds(Fennic::detail::afterGroup, {{"(a)b)", 3},
+                                            {"((a)b)c)", 6},
+                                            {"(a[)]b)c)", 7},
+                                            {"({)})x)", 5},
+                                            {"[(])]x]", 5},
+                                            {"{[}]}x}", 5},
+                                            {"<a<b>c>d>", 7},
+                                            {"<(>)>x>", 5},
+                                            {"(a<b)c>)", 5},
+                                            {"[a<b]c>]", 5},
+                                            {"{a<b}c>}", 5},
+                                            {"<a->b>c>", 6},
+                                            {"<a-b>c>", 5},
+                                            {"(')')x)", 5},
+                                            {"(\")\")x)", 5},
+                                            {"(a", 2}});
+}
+
+TEST(FunctionNameParts, QualifiersMayFollowInAnyOrder) {
+    expectEnds(Fennic::detail::afterQualifiers, {{" const volatile &&x", 18},
+                                                 {" & noexcept const x", 17},
+                                                 {" mutable(", 8},
+                                                 {" &x", 2},
+                                                 {" x const", 0},
+                                                 {"const", 0}});
+}
+
+TEST(FunctionNameParts, AnOperatorEndsBehindItsSymbolsOrItsWholeWord) {
+    expectEnds(Fennic::detail::afterOperator, {{"()(int)", 2},
+                                               {R"("" _s())", 3},
+                                               {R"(""_s())", 2},
+                                               {" new(", 4},
+                                               {" new[](", 6},
+                                               {" new", 4},
+                                               {" newer()", 0},
+                                               {" new_()", 0},
+                                               {" delete(", 7},
+                                               {" co_await(", 9},
+                                               {" [](", 3},
+                                               {"[](", 2},
+                                               {"->*(", 3},
+                                               {",(", 1},
+                                               {"<< <int>(int)", 8},
+                                               {"<<<int>(int)", 3},
+                                               {" <int>(int)", 0},
+                                               {" int()", 0},
+                                               {"(", 0}});
+}
+
 // What the compiler at hand writes.
 
 struct Live {

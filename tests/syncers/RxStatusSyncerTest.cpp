@@ -1026,6 +1026,33 @@ TEST_P(RxStatusSyncer, AChildStaysWhoseConstructionReplacesTheSourceOfItsOwner) 
     EXPECT_EQ(root->mstDynSyncerSm("mst1")->source(), mst);
 }
 
+TEST_P(RxStatusSyncer, AChildStaysWhoseConstructionTakesItOutOfASourceThatItHasReplaced) {
+    start();
+    const auto mst = add("mst1");
+    dynamic->rxMstStatusIs("mst1")->rxMstPortStatusIs(et(1));
+    const RxMstStatus::Ptr otherMst(new RxMstStatus("mst1"));
+    auto replacing = onWrite(destPort(), [&](std::string const&) {
+        root->mstDynSyncerSm("mst1")->sourceIs(otherMst);
+        mst->rxMstPortStatusDel(et(1));
+    });
+    const RxMstPortStatus::Ptr port = mst->rxMstPortStatusIs(et(1));
+    EXPECT_EQ(mst->rxMstPortStatus(et(1)), nullptr);
+    EXPECT_EQ(ports(root->mstDynSyncerSm("mst1")), std::set<std::string>{"Et1"});
+    EXPECT_EQ(root->mstDynSyncerSm("mst1")->mstDynPortSm(et(1))->source(), port);
+
+    source->rxMstStatusDel("mst1");
+    mst->rxMstPortStatusIs(et(1));
+    replacing = onWrite(destPort(), [&](std::string const&) {
+        root->sourceIs(other);
+        source->rxMstStatusDel("mst1");
+    });
+    source->rxMstStatusMemberIs(mst);
+    EXPECT_EQ(root->source(), other);
+    EXPECT_EQ(source->rxMstStatus("mst1"), nullptr);
+    EXPECT_EQ(names(root), std::set<std::string>{"mst1"});
+    EXPECT_EQ(root->mstDynSyncerSm("mst1")->source(), mst);
+}
+
 TEST_P(RxStatusSyncer, WhatTheConstructionOfAChildReplacesInTheSourceIsFollowed) {
     const auto mst = add("mst1");
     dynamic->rxMstStatusIs("mst1")->rxMstPortStatusIs(et(1));

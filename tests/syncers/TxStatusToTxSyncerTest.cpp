@@ -361,6 +361,17 @@ TEST_P(TxStatusToTx, AnUpdateCountIsWrittenTwiceForEachChange) {
     EXPECT_EQ(capture.records().at(0).function, "handleTxUpdate");
 }
 
+TEST_P(TxStatusToTx, AnUpdateCountWhoseFirstWriteMakesTheTreeAZombieIsNotWrittenAgain) {
+    port();
+    start();
+    journalDest();
+    journal.look = [&](std::string const&) { syncer->zelDoZombieReactors(true); };
+    TraceCapture capture("StpTxStatusSyncer", {8});
+    port()->txUpdateIs(10, 7);
+    EXPECT_EQ(journal.take(), Lines{"mst1/Et1/txUpdate[10]=7"});
+    EXPECT_EQ(capture.texts(), Lines{});
+}
+
 TEST_P(TxStatusToTx, AnUpdateCountOfZeroOrRemovedDeletesTheDestinationEntry) {
     port()->txUpdateIs(10, 7);
     port()->txUpdateIs(20, 7);
@@ -1198,6 +1209,26 @@ TEST_P(TxStatusToTx, ARecordReplacedInItsOwnCreationNoticeIsMirroredAndFollowed)
         EXPECT_EQ(contents(dest), contents(source));
         port()->txInfoDel(10);
     }
+}
+
+TEST_P(TxStatusToTx, ARecordReplacedWhileTheTreeIsBuiltIsMirroredAndFollowed) {
+    const IntxInfo::Ptr former = port()->txInfoIs(10);
+    dest->txMstStatusIs("mst1")->txMstPortStatusIs(et1);
+    journalDest();
+    bool replaced = false;
+    journal.look = [&](std::string const& line) {
+        if (line != "mst1/Et1/txInfo[10]" || std::exchange(replaced, true))
+            return;
+        port()->txInfoDel(10);
+        Samples::fill(*port()->txInfoIs(10)->mstiNIs(4));
+    };
+    start();
+    EXPECT_TRUE(replaced);
+    EXPECT_NE(port()->txInfo(10), former);
+    EXPECT_EQ(contents(dest), contents(source));
+    EXPECT_EQ(portSm()->txInfoSyncer(10)->source(), port()->txInfo(10));
+    port()->txInfo(10)->mstiN(4)->remainingHopsIs(3);
+    EXPECT_EQ(contents(dest), contents(source));
 }
 
 TEST_P(TxStatusToTx, KeysMadeAgainInTheirOwnDeletionNoticeAreThereAndFollowed) {
