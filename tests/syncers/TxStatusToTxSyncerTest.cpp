@@ -1200,6 +1200,26 @@ TEST_P(TxStatusToTx, ARecordReplacedInItsOwnCreationNoticeIsMirroredAndFollowed)
     }
 }
 
+TEST_P(TxStatusToTx, ARecordReplacedWhileTheTreeIsBuiltIsMirroredAndFollowed) {
+    const IntxInfo::Ptr former = port()->txInfoIs(10);
+    dest->txMstStatusIs("mst1")->txMstPortStatusIs(et1);
+    journalDest();
+    bool replaced = false;
+    journal.look = [&](std::string const& line) {
+        if (line != "mst1/Et1/txInfo[10]" || std::exchange(replaced, true))
+            return;
+        port()->txInfoDel(10);
+        Samples::fill(*port()->txInfoIs(10)->mstiNIs(4));
+    };
+    start();
+    EXPECT_TRUE(replaced);
+    EXPECT_NE(port()->txInfo(10), former);
+    EXPECT_EQ(contents(dest), contents(source));
+    EXPECT_EQ(portSm()->txInfoSyncer(10)->source(), port()->txInfo(10));
+    port()->txInfo(10)->mstiN(4)->remainingHopsIs(3);
+    EXPECT_EQ(contents(dest), contents(source));
+}
+
 TEST_P(TxStatusToTx, KeysMadeAgainInTheirOwnDeletionNoticeAreThereAndFollowed) {
     fill(*port(), 5);
     start();

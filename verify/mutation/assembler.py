@@ -142,6 +142,8 @@ class Unit:
 
     def _site(self, function, at, instruction, place):
         text = self.source_line(place[0], place[1])
+        if function.is_of_a_temporary(at):
+            return
         # Behind a block's end stands what the compiler makes of its variables' ends.
         if text in ("}", "};") and instruction.mnemonic != "call":
             return
@@ -201,6 +203,36 @@ class Function:
         if self.is_way_out(self.code[at - 1].operands):
             return False
         return not (self.at_start and re.match(r"cmpl \$(1, -4|65535, -8)\(", self.code[at - 1].text))
+
+    def is_of_a_temporary(self, at):
+        """Whether the instruction asks, or notes, if a temporary object was made, which is then to be
+        destroyed."""
+        instruction = self.code[at]
+        if JUMP.match(instruction.mnemonic):
+            note = self._note(self.code[at - 1].text)
+            return note is not None and self._destroys_next(at)
+        found = re.fullmatch(r"mov[bl] \$[01], (%r1[2-5]d|%ebx|-\d+\(%rbp\))", instruction.text)
+        return found is not None and any(
+            JUMP.match(jump.mnemonic) and self._note(asked.text) == found.group(1) and self._destroys_next(index)
+            for index, (asked, jump) in enumerate(zip(self.code, self.code[1:]), 1)
+        )
+
+    @staticmethod
+    def _note(text):
+        """The place that is asked whether it is zero."""
+        found = re.fullmatch(r"testb %(r1[2-5]|b)[bl], %\1[bl]|cmpb \$0, (-\d+\(%rbp\))", text)
+        if not found:
+            return None
+        register = found.group(1)
+        return found.group(2) or ("%ebx" if register == "b" else f"%{register}d")
+
+    def _destroys_next(self, at):
+        for each in self.code[at + 1 : at + 5]:
+            if each.mnemonic == "call":
+                return re.match(r"_ZN\S+D[12]Ev", each.operands) is not None
+            if each.mnemonic not in ("leaq", "movq", "addq"):
+                return False
+        return False
 
     def is_way_out(self, operands):
         """Whether the register is one that tells, behind the destructors at a block's end, how the
@@ -262,6 +294,8 @@ class Function:
         """Whether what is stored is replaced before it can be read: zeros that precede an aggregate's
         members, or a constructor."""
         target = self.code[at].operands.rpartition(", ")[2]
+        if self.code[at].operands.startswith("$0,") and re.fullmatch(r"\d*\(%rax\)", target):
+            return any(re.match(r"call _ZN\w+C[12]E", text) for text in _up_to_call(self.after(at, 6)))
         if not re.fullmatch(r"-\d+\(%rbp\)", target):
             return False
         for index, each in enumerate(self.code[at + 1 : at + 8], at + 1):
