@@ -592,6 +592,15 @@ TEST_P(IntxInfoChangeSmTest, SwitchesReachEveryReactorUnlessTheyAreSoAlready) {
     EXPECT_TRUE(counter->mstiN(3)->zelMarkedForDeletion());
 }
 
+TEST_P(IntxInfoChangeSmTest, ABoundReactorTakesNoNotificationsWhileItIsAZombie) {
+    const auto counter = counterOn(record(9, {3}));
+    const auto reactor = counter->mstiN(3);
+    reactor->zelDoZombieReactors(true);
+    EXPECT_FALSE(reactor->hasNotificationActive());
+    reactor->zelDoZombieReactors(false);
+    EXPECT_TRUE(reactor->hasNotificationActive());
+}
+
 TEST_P(IntxInfoChangeSmTest, AnUnboundReactorCountsWhenItTurnsIntoAZombieAndKeepsItsNotification) {
     const auto counter = counterOn(record(9, {3}));
     const auto reactor = counter->mstiN(3);

@@ -361,6 +361,17 @@ TEST_P(TxStatusToTx, AnUpdateCountIsWrittenTwiceForEachChange) {
     EXPECT_EQ(capture.records().at(0).function, "handleTxUpdate");
 }
 
+TEST_P(TxStatusToTx, AnUpdateCountWhoseFirstWriteMakesTheTreeAZombieIsNotWrittenAgain) {
+    port();
+    start();
+    journalDest();
+    journal.look = [&](std::string const&) { syncer->zelDoZombieReactors(true); };
+    TraceCapture capture("StpTxStatusSyncer", {8});
+    port()->txUpdateIs(10, 7);
+    EXPECT_EQ(journal.take(), Lines{"mst1/Et1/txUpdate[10]=7"});
+    EXPECT_EQ(capture.texts(), Lines{});
+}
+
 TEST_P(TxStatusToTx, AnUpdateCountOfZeroOrRemovedDeletesTheDestinationEntry) {
     port()->txUpdateIs(10, 7);
     port()->txUpdateIs(20, 7);
