@@ -353,8 +353,9 @@ class Equivalent:
     def names(self, mutant, text):
         for number, entry in enumerate(self.entries):
             if (entry["file"], entry["function"], entry["text"]) == (mutant.file, mutant.function, text):
-                if f"{mutant.kind} {mutant.change}" in entry["changes"]:
-                    self.used.add((number, f"{mutant.kind} {mutant.change}"))
+                change = mutant.name.partition(" ")[2]
+                if change in entry["changes"]:
+                    self.used.add((number, change))
                     return True
         return False
 
