@@ -84,7 +84,7 @@ def table(build):
         lines.append(
             f"| {row.fault} | {row.done} | {row.target} | "
             f"{'' if result['reached'] else 'NOT REACHED: '}{cell(said)} | {', '.join(dict.fromkeys(result['seed']))} | "
-            f"{result['date']}, {result['seconds']} s, {result['state']} |"
+            f"{result['date']}, {result['seconds']} s, {result.get('state', 'not noted')} |"
         )
     return "\n".join(lines)
 
