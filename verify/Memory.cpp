@@ -5,8 +5,13 @@
 /// After a failure that reaches the caller, what the operation changes is as it was before or as it
 /// is when the operation succeeds, and the destinations of syncers are as they are after some of
 /// the writes of the operation that succeeds. What makes it good is tried with failures, too, then
-/// without: all is as if nothing had failed, also after further operations, and nothing is leaked.
-/// Trees are compared as text that knows nothing of the library's comparison, and by that.
+/// without: sources are as if nothing had failed; each syncer mirrors what it would mirror then, or
+/// more, as it may when it finds what an attempt has made; also after further operations; and
+/// nothing is leaked. Trees are compared as text that knows nothing of the library's comparison,
+/// and by that.
+///
+/// Not compared are traces, what stands in packets, and a change counter's count: what is done or
+/// notified again is counted again.
 
 #include "framework/zel/Diff.h"
 #include "tests/framework/FailingAllocation.h"
@@ -91,7 +96,7 @@ class Case {
         const MemoryWorld::Action action = operation_.on(after_);
         const std::size_t made = FailingAllocation::made();
         try {
-            Verify::expect(action.act(), "with memory, no operation is refused");
+            Verify::expect(action.act(), "with memory, an operation is refused");
         } catch (Zel::NameInUseException const&) {
             return; // as it is documented; there is nothing to be done then
         }
@@ -340,7 +345,7 @@ std::string verify(Verify::Run& run) {
               << " times; what made a failure good mirrored more "
               << "than the operation alone " << Verify::grouped(met.more) << " times\n";
     Verify::expect(met.asBefore != 0 && met.stored != 0 && met.betweenWrites != 0,
-                   "all kinds of failures are met");
+                   "not all kinds of failures are met");
     return Verify::grouped(met.operations) + " operations in " + Verify::grouped(met.worlds) +
            " worlds, each of their " + Verify::grouped(met.allocations) +
            " allocations failed once, and for ever, and " + Verify::grouped(met.pairs) +

@@ -12,7 +12,8 @@ namespace Zel {
 ///
 /// So a mutator that throws what it met itself, as std::bad_alloc, has changed nothing; where a
 /// reactor throws, the change is stored, and the reactors that have not followed it do so when the
-/// attribute is notified again, with the same key.
+/// attribute is notified again, with the same key. Those that have followed it do so once more: one
+/// that counts counts twice.
 class VARNOL_API Entity : public PtrInterface {
   public:
     class NotifieeConst;

@@ -68,7 +68,7 @@ class VARNOL_API PtrInterface::NotifieeConst : public PtrInterface {
   private:
     friend NotifieeList;
 
-    bool isBehind_ = false; // takes no room: it stands beside the base's count
+    bool isBehind_ = false; // takes no room with 64-bit pointers: stands beside the base's count
     Ptr<PtrInterface const> notifier_;
     // Links of the notifier's list. The first reactor's previous_ is the last one; next_ of the
     // last one is null.
