@@ -1579,6 +1579,23 @@ TEST_F(PatternTest, AChildWhoseRebindingThrowsWatchesTheNewElement) {
     EXPECT_EQ(destination->item(1)->count(), 7u);
 }
 
+TEST_F(PatternTest, AReactorThatIsBehindStaysSoWhenItRefusesAnObjectOfAnotherClass) {
+    const Ptr<Item> item = source->itemIs(1);
+    startQuietly();
+    const Ptr<Item> replacement(new Item(1));
+    replacement->labelIs("new");
+    when("ZelItem(1) label", [] { throw std::runtime_error("refused"); });
+    EXPECT_THROW(source->itemMemberIs(replacement), std::runtime_error);
+    const auto reactor = syncer->item(1);
+    EXPECT_THROW(reactor->notifierIs(Ptr(new Group("g"))), Zel::RangeException);
+    destination->item(1)->labelIs("");
+    reactor->notifierIs(replacement);
+    EXPECT_EQ(destination->item(1)->label(), "new");
+    destination->item(1)->labelIs("");
+    reactor->notifierIs(replacement);
+    EXPECT_EQ(destination->item(1)->label(), "") << "it is in line, and nothing is to be done";
+}
+
 TEST_F(PatternTest, ARootWhoseChildThrowsIsReleasedWithAllThatWasBuilt) {
     for (const unsigned key : {1u, 2u, 3u})
         source->itemIs(key);

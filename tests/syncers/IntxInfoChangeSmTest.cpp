@@ -706,6 +706,18 @@ TEST_P(IntxInfoChangeSmTest, OutOfMemoryForAReactorReachesTheMutatorAndCountsNot
     EXPECT_EQ(counter->updatedFieldCount(), 2U);
 }
 
+TEST_P(IntxInfoChangeSmTest, OutOfMemoryForAnotherRecordCountsItOnceWhenItIsGivenAgain) {
+    const unsigned failures = failEachAllocation([&](Attempt& attempt) {
+        const auto counter = counterOn(record(9, {0}));
+        const IntxInfo::Ptr other = record(9, {0, 3, 5});
+        if (!attempt([&] { counter->intxInfoIs(other); }))
+            counter->intxInfoIs(other);
+        EXPECT_EQ(reactorsOf(*counter), (Keys{0, 3, 5}));
+        EXPECT_EQ(counter->updatedFieldCount(), 1U + 1U + 13U);
+    });
+    EXPECT_EQ(failures, 2U) << "the reactors on the entries 3 and 5";
+}
+
 // ---- disturbances ----
 
 TEST_P(IntxInfoChangeSmTest, MayBeDroppedByAnotherReactorInsideANotification) {
