@@ -27,10 +27,11 @@ IntxInfoChangeSm::Ptr IntxInfoChangeSm::IntxInfoChangeSmIs(Zel::Ptr<IntxInfo con
 
 ZEL_DEFINE_CHILD_REACTORS(IntxInfoChangeSm, mstiN)
 
+// Counted last: where the rest throws, all of it is done again.
 void IntxInfoChangeSm::ZelIntxInfo::rebound() {
+    resync();
     if (!zelMarkedForDeletion())
         owner()->incUpdatedFieldCount();
-    resync();
 }
 
 void IntxInfoChangeSm::ZelMstiN::zelDoZombieReactors(bool zombie) {

@@ -107,9 +107,9 @@ class Reactor : public Object<Self, NotifieeConstOf<E>>, protected Writer<Self> 
         const Zel::Ptr<Self> alive(&self());
         const Zel::Ptr<Owner> ownerAlive(owner_);
         E const* const former = watched();
-        this->isBehindIs(false);
         if (notifier.ptr() != former)
             Base::notifierIs(notifier);
+        this->isBehindIs(false);
         E const* const wanted = watched();
         try {
             if (wanted)
