@@ -46,7 +46,8 @@ class VARNOL_API RxStatusToRxDynamicSyncer final
     /// Watches another source and scans its MST names; the heartbeats and times are not copied.
     /// Throws NameInUseException when the source holds, as another entity, a name that is followed
     /// already: the new source is watched then, names that were scanned before have their child,
-    /// the child of this name keeps its entity, and the rest have none.
+    /// the child of this name keeps its entity, and the rest have none. So it is where memory runs
+    /// out; the same call again changes nothing then, handleMstStatus() does the rest.
     void sourceIs(Zel::Ptr<RxStatus const> const& source);
 
     /// Creates the syncer of an MST name, or returns the one that there is. Throws

@@ -140,7 +140,8 @@ class ChildReactors : public KeyedReactors<typename A::template Map<Child, Owner
                           [&] { return newActive<Child>(element, &owner); });
     }
 
-    /// A child for each element of the collection, none for any other key.
+    /// A child for each element of the collection, none for any other key. What a child throws ends
+    /// it there, and the rest are brought in line by the next time.
     template <class E> void resync(Owner& owner, Ptr<E const> const& entity) {
         const Ptr<Owner> ownerAlive(&owner);
         for (Ptr<Element const> const& element : A::read(*entity))

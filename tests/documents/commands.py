@@ -74,7 +74,8 @@ class Runner:
         output = folder / "output.txt"
         with output.open("w") as file:
             status = subprocess.run(
-                ["bash", "-c", text], cwd=folder, env=environment, stdout=file, stderr=subprocess.STDOUT, check=False
+                # What a command has made is taken away also when this program is ended.
+                ["setpriv", "--pdeathsig", "TERM", "bash", "-c", text], cwd=folder, env=environment, stdout=file, stderr=subprocess.STDOUT, check=False
             ).returncode
         printed = output.read_text(errors="replace")
         seconds = time.monotonic() - begin

@@ -90,6 +90,7 @@ set -u
 lab=varnol-documents-$$
 ip netns add $lab || exit 77
 trap 'kill $(jobs -pr) 2>/dev/null; wait; ip netns del $lab' EXIT
+trap 'exit 1' HUP INT TERM
 again() {
     local end=$((SECONDS + 30))
     until "$@"; do
