@@ -162,7 +162,7 @@ ROWS = [
     Row(
         name="counters",
         fault="counters and identifiers",
-        done="the whole suite again with every counter that goes round begun 3 steps below its wrap, and with clocks "
+        done="the whole suite again with every counter that goes round begun 3 below its wrap, and with clocks "
         "that pass 2^32 seconds meanwhile; what becomes of each: [counters.md](counters.md)",
         target="identical results",
         commands=[

@@ -75,7 +75,12 @@ class Runner:
         with output.open("w") as file:
             status = subprocess.run(
                 # What a command has made is taken away also when this program is ended.
-                ["setpriv", "--pdeathsig", "TERM", "bash", "-c", text], cwd=folder, env=environment, stdout=file, stderr=subprocess.STDOUT, check=False
+                ["setpriv", "--pdeathsig", "TERM", "bash", "-c", text],
+                cwd=folder,
+                env=environment,
+                stdout=file,
+                stderr=subprocess.STDOUT,
+                check=False,
             ).returncode
         printed = output.read_text(errors="replace")
         seconds = time.monotonic() - begin
