@@ -180,6 +180,21 @@ ROWS = [
         commands=["{build}/verify/verify-memory"],
     ),
     Row(
+        name="compilers",
+        fault="what one compiler hides",
+        done="a part of the work of each program of this verification, that of its test, built by clang; the rows "
+        "themselves run what g++ builds",
+        target="all pass",
+        commands=[
+            "cmake --preset clang-verify >/dev/null && "
+            "cmake --build --preset clang-verify --target verify_programs -- --quiet",
+            "ctest --test-dir build/clang-verify -R '^verify[.]' --no-tests=error --output-on-failure "
+            ">{results}/tests.txt || {{ cat {results}/tests.txt; exit 1; }}; "
+            "echo \"figure: $(grep -c ' Passed ' {results}/tests.txt) tests pass, "
+            "built by clang $(clang++ -dumpversion)\"",
+        ],
+    ),
+    Row(
         name="mutate",
         fault="tests that check nothing",
         done="each conditional branch of the compiled library taken always and never, each comparison's value true and "
