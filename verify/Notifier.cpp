@@ -166,7 +166,8 @@ class Scripted {
     unsigned refusals_ = 0;
 };
 
-/// Ends the program where the worlds, of which both have just played, differ.
+/// Ends the program where the worlds, of which both have just played, differ: afterwards, in the
+/// order of all reactors, or at their end.
 template <class Player>
 void compare(std::string const& what, RealWorld& real, Player const& actual, Oracle& oracle,
              Player const& expected) {
@@ -176,6 +177,10 @@ void compare(std::string const& what, RealWorld& real, Player const& actual, Ora
     if (actual.refusals() != expected.refusals())
         fail("refusals: " + std::to_string(actual.refusals()) + ", expected " +
              std::to_string(expected.refusals()));
+    oracle.showOrder();
+    real.showOrder();
+    if (const std::string how = difference(real, oracle); !how.empty())
+        fail("with all reactors switched on: " + how);
     oracle.end();
     real.end();
     if (const std::string how = difference(real, oracle); !how.empty())
@@ -197,9 +202,9 @@ std::string everyScript(Run const& run) {
         RealWorld real;
         Scripted actual(real, script);
         actual.play();
-        compare("script " + std::to_string(script), real, actual, oracle, expected);
         for (const Notifying::Event event : oracle.log)
             calls += event.what == Notifying::Event::called;
+        compare("script " + std::to_string(script), real, actual, oracle, expected);
     }
     std::cout << "note: in the scripts, reactors were called " << grouped(calls) << " times\n";
     return grouped(equal) + " scripts equal";
@@ -229,9 +234,9 @@ std::string randomCommands(Run& run) {
         Player actual(real, plan);
         actual.start();
         actual.play();
-        compare("random world " + std::to_string(worlds), real, actual, oracle, expected);
         for (const Notifying::Event event : oracle.log)
             calls += event.what == Notifying::Event::called;
+        compare("random world " + std::to_string(worlds), real, actual, oracle, expected);
         refusals += expected.refusals();
         mostNested = std::max(mostNested, expected.deepest());
     }

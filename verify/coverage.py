@@ -6,7 +6,7 @@
 BUILD is a build of the preset `coverage`, whose tests this runs; RESULTS gets the profiles and
 uncovered.txt, a line for each place. Judged are lines; branches, each of which has to be taken and
 not taken; and conditions (MC/DC: each has to decide by itself once), all over every instantiation of
-a template together. A line that ends with "// not covered: REASON" is left out, and counted.
+a template, and every expansion of a macro, together. A line that ends with "// not covered: REASON" is left out, and counted.
 Exit status: 1 when anything else is not covered, or more than 0.5 % of the lines are left out.
 """
 
@@ -70,8 +70,8 @@ def add_lines(lines, lcov, build):
             lines[place] = lines.get(place, False) or int(count) != 0
 
 
-def add_decisions(branches, conditions, functions, build):
-    """Adds to place -> [taken, not taken], and to place -> whether each condition decided by itself."""
+def add_branches(branches, functions, build):
+    """Adds to place -> [taken, not taken]. Those of a function may stand in other files: in macros."""
     for function in functions:
         names = [from_top(name, build) for name in function["filenames"]]
         for line, column, end_line, end_column, taken, not_taken, file, *_ in function["branches"]:
@@ -79,11 +79,26 @@ def add_decisions(branches, conditions, functions, build):
                 outcome = branches.setdefault((names[file], line, column, end_line, end_column), [0, 0])
                 outcome[0] += taken
                 outcome[1] += not_taken
-        for line, column, end_line, end_column, *_, covered in function.get("mcdc_records", []):
-            if is_ours(names[0]):
-                place = (names[0], line, column, end_line, end_column)
+
+
+def add_conditions(conditions, files, build):
+    """Adds to place -> whether each condition decided by itself.
+
+    A function's records do not say in which of its files they stand, but the files have them again,
+    also those of macros. The same place in a macro may have more conditions here than there.
+    """
+    for file in files:
+        name = from_top(file["filename"], build)
+        if is_ours(name):
+            for line, column, end_line, end_column, *_, covered in file["mcdc_records"]:
+                place = (name, line, column, end_line, end_column, len(covered))
                 known = conditions.setdefault(place, [False] * len(covered))
                 conditions[place] = [was or now for was, now in zip(known, covered)]
+
+
+def decisions(parts):
+    """How many decisions the parts of an export have."""
+    return sum(len(part["mcdc_records"]) for part in parts)
 
 
 def percent(covered, whole):
@@ -97,8 +112,11 @@ def main(build, results):
     for room in ROOMS:
         profiled = profile(build, results, room)
         add_lines(lines, export(build, room, profiled, "lcov"), build)
-        functions = json.loads(export(build, room, profiled, "text"))["data"][0]["functions"]
-        add_decisions(branches, conditions, functions, build)
+        exported = json.loads(export(build, room, profiled, "text"))["data"][0]
+        if decisions(exported["files"]) != decisions(exported["functions"]):
+            sys.exit(f"coverage: {room}_tests: the files have other decisions than the functions")
+        add_branches(branches, exported["functions"], build)
+        add_conditions(conditions, exported["files"], build)
 
     sources = {name: Path(name).read_text().splitlines() for name, _ in lines}
     left_out = {(name, line) for name, line in lines if LEFT_OUT.search(sources[name][line - 1])}

@@ -175,6 +175,8 @@ def main():
     options = parser.parse_args()
     if options.frames < 1:
         parser.error("at least one frame")
+    if options.seed < 0:
+        parser.error("a seed is not negative")
     works = [
         (options.program, options.folder, number, min(SLICE, options.frames - begin), options.seed)
         for number, begin in enumerate(range(0, options.frames, SLICE))

@@ -20,6 +20,22 @@ sources=$(grep -cE '^\[[0-9]+/[0-9]+\] Building CXX object' "$results/clang-tidy
     exit 1
 }
 echo "figure: clang-tidy: none in $sources sources and what they include"
+# From what it says itself that it reads in .clang-tidy: all off at first, then each on or off.
+checks=$(clang-tidy --dump-config | sed -n 's/^Checks: *"\(.*\)"$/\1/p' | sed 's/\\n//g; s/ //g; s/.*,-\*,//' | tr , '\n')
+list() { paste -s -d, | sed 's/,/, /g'; }
+on=$(echo "$checks" | grep -v '^-' | list)
+off=$(echo "$checks" | sed -n 's/^-//p' | list)
+[ -n "$on" ] || {
+    echo "static: .clang-tidy has no checks"
+    exit 1
+}
+for check in $(echo "$off" | tr -d ,); do
+    grep -qE "^# .*$check" .clang-tidy || {
+        echo "static: .clang-tidy does not say why $check is off"
+        exit 1
+    }
+done
+echo "note: clang-tidy's checks are $on; of these are off, for the reasons in .clang-tidy: ${off:-none}"
 
 # It reads headers with the sources that include them. What it does not know of C++20 it says so of.
 # shellcheck disable=SC2086 # one word per room

@@ -46,7 +46,9 @@ class VARNOL_API HashTable {
     HashTable& operator=(HashTable const&) = delete;
     ~HashTable() { delete[] chains_; }
 
-    /// Spreads a hash over all bits, the high ones above all; different hashes stay different.
+    /// Spreads a hash over all bits, the high ones above all; different hashes stay different. Its
+    /// upper half is folded into the lower one (exclusive or), and all multiplied by 2,654,435,761,
+    /// modulo 2^32: the prime next to 2^32 over the golden ratio.
     static constexpr U32 mixed(U32 hash) noexcept { return (hash ^ hash >> 16) * 0x9e3779b1; }
 
     /// Counted as they come and go: takes constant time.

@@ -3,6 +3,7 @@
 #include "tests/framework/FailingAllocation.h"
 #include "tests/framework/MapItems.h"
 #include "tests/framework/MapTestAccess.h"
+#include "tests/framework/MixedHash.h"
 
 #include <gtest/gtest.h>
 
@@ -45,6 +46,36 @@ template <class Map> std::vector<U32> keysOf(Map const& map) {
     for (auto const& element : map)
         keys.push_back(element->fwkKey().value);
     return keys;
+}
+
+struct Mixing {
+    U32 hash, mixed;
+};
+
+/// On which the order of every walk rests.
+constexpr Mixing mixings[] = {
+    {0x00000000, 0x00000000}, {0x00000001, 0x9e3779b1}, {0x00000002, 0x3c6ef362},
+    {0x0000004d, 0x96af9a3d}, {0x000000ff, 0x9942374f}, {0x00008000, 0xbcd88000},
+    {0x0000ffff, 0xdb79864f}, {0x00010000, 0x17e879b1}, {0x00010001, 0x79b10000},
+    {0x12345678, 0xdebf248c}, {0x7fffffff, 0xc3278000}, {0x80000000, 0x3cd88000},
+    {0xdeadbeef, 0x528cbfa2}, {0xfffffffe, 0x248679b1}, {0xffffffff, 0x864f0000},
+};
+
+TEST(HashMap, HashesAreMixedToTheSameValuesAsEver) {
+    for (const Mixing mixing : mixings) {
+        EXPECT_EQ(HashTable::mixed(mixing.hash), mixing.mixed) << mixing.hash;
+        EXPECT_EQ(mixedHash(mixing.hash), mixing.mixed) << mixing.hash;
+    }
+}
+
+TEST(HashMap, AWalkGoesByTheMixedHashes) {
+    Map map;
+    fill(map, 500);
+    const std::vector<U32> keys = keysOf(map);
+    EXPECT_EQ(keys.size(), 500U);
+    EXPECT_TRUE(std::is_sorted(keys.begin(), keys.end(), [](U32 left, U32 right) {
+        return mixedHash(left) < mixedHash(right);
+    }));
 }
 
 TEST(HashMap, MixingIsABijectionOnEveryPairOfBits) {

@@ -3,9 +3,9 @@
 #include "framework/zel/HashHelper.h"
 #include "framework/zel/HashMap.h"
 #include "framework/zel/HashMap2018.h"
-#include "framework/zel/HashTable.h"
 #include "framework/zel/RbTreeMap.h"
 #include "tests/framework/MapTestAccess.h"
+#include "tests/framework/MixedHash.h"
 
 #include <stdexcept>
 #include <string>
@@ -24,17 +24,34 @@
 namespace Zel::Test {
 namespace {
 
+// The hashes, by a key's value.
+constexpr U32 ownHash(U32 key) { return key; }
+constexpr U32 equalHash(U32) { return 77; }
+/// Each of its 256 values for as many keys in a row, in another order than theirs.
+constexpr U32 eightBitHash(U32 key) { return key * 167 % 256; }
+
+constexpr unsigned hashesOfKeysBelow(U32 limit, U32 (*hash)(U32 key)) {
+    bool has[256] = {};
+    unsigned different = 0;
+    for (U32 key = 0; key < limit; ++key)
+        different += !std::exchange(has[hash(key)], true);
+    return different;
+}
+static_assert(hashesOfKeysBelow(256, eightBitHash) == 256);
+
 struct EightBitHash {
-    static U32 hash(Key const& key) noexcept { return key.value * key.value & 0xff; }
+    static U32 hash(Key const& key) noexcept { return eightBitHash(key.value); }
 };
 
-template <class Hash> bool precedesByHash(U32 left, U32 right) {
-    const U32 leftHash = HashTable::mixed(Hash::hash(Key{left}));
-    const U32 rightHash = HashTable::mixed(Hash::hash(Key{right}));
+/// The order of a walk, by a key's hash. Nothing in it is the library's.
+template <U32 (*hash)(U32 key)> bool precedesByHash(U32 left, U32 right) {
+    const U32 leftHash = mixedHash(hash(left));
+    const U32 rightHash = mixedHash(hash(right));
     return leftHash < rightHash || (leftHash == rightHash && left < right);
 }
 
-template <class Hash = HashHelper::Default<Key>> struct HashMapSubject {
+template <U32 (*hash)(U32 key) = ownHash, class Hash = HashHelper::Default<Key>>
+struct HashMapSubject {
     using Element = HookedItem<HashMember>;
     HashMap<Element, Key, Owner, Hash> map;
 
@@ -49,10 +66,11 @@ template <class Hash = HashHelper::Default<Key>> struct HashMapSubject {
     U32& version() { return MapTestAccess::version(MapTestAccess::core(map)); }
     static U32 keyAt(auto const& walk) { return (*walk)->fwkKey().value; }
     static Element const* elementAt(auto const& walk) { return (*walk).ptr(); }
-    static bool precedes(U32 left, U32 right) { return precedesByHash<Hash>(left, right); }
+    static bool precedes(U32 left, U32 right) { return precedesByHash<hash>(left, right); }
 };
 
-template <class Hash = HashHelper::Default<Key>> struct HashMap2018Subject {
+template <U32 (*hash)(U32 key) = ownHash, class Hash = HashHelper::Default<Key>>
+struct HashMap2018Subject {
     using Element = Item;
     HashMap2018<Owner, Key, Ptr<Element>, Hash> map;
 
@@ -72,7 +90,7 @@ template <class Hash = HashHelper::Default<Key>> struct HashMap2018Subject {
     }
     static U32 keyAt(auto const& walk) { return walk->key().value; }
     static Element const* elementAt(auto const& walk) { return walk->value().ptr(); }
-    static bool precedes(U32 left, U32 right) { return precedesByHash<Hash>(left, right); }
+    static bool precedes(U32 left, U32 right) { return precedesByHash<hash>(left, right); }
 };
 
 struct RbTreeMapSubject {
@@ -150,11 +168,11 @@ template <class Subject> constexpr MapKind kind(const char* name) {
 
 constexpr MapKind kinds[] = {
     kind<HashMapSubject<>>("HashMap"),
-    kind<HashMapSubject<EightBitHash>>("HashMapOfEightBitHashes"),
-    kind<HashMapSubject<ConstantHash>>("HashMapOfEqualHashes"),
+    kind<HashMapSubject<eightBitHash, EightBitHash>>("HashMapOfEightBitHashes"),
+    kind<HashMapSubject<equalHash, ConstantHash>>("HashMapOfEqualHashes"),
     kind<HashMap2018Subject<>>("HashMap2018"),
-    kind<HashMap2018Subject<EightBitHash>>("HashMap2018OfEightBitHashes"),
-    kind<HashMap2018Subject<ConstantHash>>("HashMap2018OfEqualHashes"),
+    kind<HashMap2018Subject<eightBitHash, EightBitHash>>("HashMap2018OfEightBitHashes"),
+    kind<HashMap2018Subject<equalHash, ConstantHash>>("HashMap2018OfEqualHashes"),
     kind<RbTreeMapSubject>("RbTreeMap"),
 };
 

@@ -146,6 +146,8 @@ TEST_P(NotifierDisturbanceMatrix, IsDeliveredByTheRules) {
     RealWorld real;
     play(real, GetParam());
     EXPECT_EQ(difference(real, oracle), "");
+    oracle.showOrder();
+    real.showOrder();
     oracle.end();
     real.end();
     EXPECT_EQ(difference(real, oracle), "");
@@ -214,6 +216,8 @@ TEST(RandomNotifierDisturbances, AreDeliveredByTheRules) {
 
         ASSERT_EQ(difference(real, oracle), "") << "script " << script << " of seed " << seed;
         ASSERT_EQ(actual.refusals(), expected.refusals()) << script << " of seed " << seed;
+        oracle.showOrder();
+        real.showOrder();
         oracle.end();
         real.end();
         ASSERT_EQ(difference(real, oracle), "") << "script " << script << " of seed " << seed;

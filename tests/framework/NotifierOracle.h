@@ -23,6 +23,7 @@ class Oracle final : public World {
         reactors_[reactor] = {};
     }
     bool exists(unsigned reactor) const override { return reactors_[reactor].exists; }
+    State state(unsigned reactor) const override { return reactors_[reactor]; }
     void bind(unsigned reactor, unsigned entity) override {
         ++commands_;
         const unsigned former = std::exchange(reactors_[reactor].entity, nowhere);
@@ -74,11 +75,7 @@ class Oracle final : public World {
   private:
     static constexpr unsigned nowhere = entityCount;
 
-    struct Reactor {
-        bool exists = false;
-        bool active = false;
-        bool zombie = false;
-        unsigned entity = nowhere;
+    struct Reactor : State {
         unsigned binding = 0; // no two bindings have the same number
     };
     struct Binding {

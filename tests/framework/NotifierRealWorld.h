@@ -25,6 +25,16 @@ class RealWorld final : public World {
     }
     void destroy(unsigned reactor) override { reactors_[reactor] = nullptr; }
     bool exists(unsigned reactor) const override { return reactors_[reactor] != nullptr; }
+    State state(unsigned reactor) const override {
+        Reactor const* const it = reactors_[reactor].ptr();
+        if (!it)
+            return {};
+        State state{true, it->hasNotificationActive(), it->zelMarkedForDeletion()};
+        Subject const* const entity = it->notifier().ptr();
+        if (entity)
+            state.entity = entity->number();
+        return state;
+    }
     void bind(unsigned reactor, unsigned entity) override {
         reactors_[reactor]->notifierIs(Zel::Ptr<Subject>(raw_[entity]));
     }
@@ -54,6 +64,7 @@ class RealWorld final : public World {
             world_.log.push_back({Event::died, number_});
         }
         ZEL_SCALAR(258, unsigned, value)
+        unsigned number() const { return number_; }
 
       private:
         RealWorld& world_;

@@ -37,6 +37,24 @@ class Deeper {
     unsigned& depth_;
 };
 
+/// What can be asked of a reactor.
+struct State {
+    bool exists = false;
+    bool active = false;
+    bool zombie = false;
+    unsigned entity = entityCount; ///< to which it is bound, or none, where there is no such entity
+
+    friend bool operator==(State, State) = default;
+};
+
+inline std::ostream& operator<<(std::ostream& stream, State state) {
+    if (!state.exists)
+        return stream << "none";
+    stream << (state.active ? "active" : "switched off") << (state.zombie ? ", a zombie" : "");
+    return state.entity < entityCount ? stream << ", bound to entity " << state.entity
+                                      : stream << ", unbound";
+}
+
 /// Up to 32 reactors, numbered, and two entities whose one attribute can be set.
 ///
 /// There are two: the real one, and the oracle, which knows of the rules of delivery only what
@@ -52,6 +70,7 @@ class World {
     virtual void create(unsigned reactor) = 0;
     virtual void destroy(unsigned reactor) = 0;
     virtual bool exists(unsigned reactor) const = 0;
+    virtual State state(unsigned reactor) const = 0;
     virtual void bind(unsigned reactor, unsigned entity) = 0;
     virtual void unbind(unsigned reactor) = 0;
     virtual void activeIs(unsigned reactor, bool active) = 0;
@@ -64,6 +83,19 @@ class World {
     virtual void notify(unsigned entity) = 0;
     virtual unsigned boundTo(unsigned entity) const = 0;
 
+    /// Switches all reactors on and notifies the entities, so that the log shows the order of all
+    /// that are bound. Nobody acts.
+    void showOrder() {
+        onCall = nullptr;
+        for (unsigned reactor = 0; reactor < reactorCount; ++reactor) {
+            if (exists(reactor))
+                activeIs(reactor, true);
+        }
+        for (unsigned entity = 0; entity < entityCount; ++entity) {
+            if (alive(entity))
+                notify(entity);
+        }
+    }
     /// Destroys the reactors one after the other, and lets the entities go.
     void end() {
         for (unsigned reactor = 0; reactor < reactorCount; ++reactor) {
@@ -88,8 +120,8 @@ class World {
     }
 };
 
-/// Where two worlds that were told the same differ: in what happened, in which entities live, or in
-/// how many reactors are bound to them. Empty when they do not.
+/// Where two worlds that were told the same differ: in what happened, in which entities live, in
+/// how many reactors are bound to them, or in the state of a reactor. Empty when they do not.
 inline std::string difference(World const& real, World const& expected) {
     std::ostringstream text;
     for (std::size_t i = 0; i < real.log.size() || i < expected.log.size(); ++i) {
@@ -107,6 +139,11 @@ inline std::string difference(World const& real, World const& expected) {
         else if (real.alive(entity) && real.boundTo(entity) != expected.boundTo(entity))
             text << "entity " << entity << " has " << real.boundTo(entity) << " reactors, expected "
                  << expected.boundTo(entity);
+    }
+    for (unsigned reactor = 0; reactor < reactorCount && text.view().empty(); ++reactor) {
+        if (real.state(reactor) != expected.state(reactor))
+            text << "reactor " << reactor << " is " << real.state(reactor) << "; expected "
+                 << expected.state(reactor);
     }
     return text.str();
 }

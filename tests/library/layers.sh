@@ -1,6 +1,7 @@
 #!/bin/sh
-# The rooms include only from themselves and from rooms below them; no files and no folders include
-# each other in a circle; and the library uses the standard library and POSIX alone.
+# The rooms include only from themselves and from rooms below them, the tests from all of these, the
+# full verification from the tests, too, and nothing from that; no files and no folders include each
+# other in a circle; and the library uses the standard library and POSIX alone.
 #
 #   layers.sh SOURCE_FOLDER
 set -eu
@@ -9,9 +10,10 @@ cd "$1"
 
 library="framework platform model bpdu syncers" # the lowest first
 programs="agent tools bench examples"           # above the library, and none above another
+above="tests verify"                            # above all of these, the lowest first
 
 rooms=
-for room in $library $programs; do
+for room in $library $programs $above; do
     [ ! -d "$room" ] || rooms="$rooms $room"
 done
 
@@ -37,10 +39,11 @@ fail "$(echo "$includes" | while read -r file kind name; do
     [ "$kind" = '<' ] || [ -f "$name" ] || echo "$file includes $name"
 done)" "no such file from the top of the tree"
 
-fail "$(echo "$includes" | awk -v library="$library" -v programs="$programs" '
+fail "$(echo "$includes" | awk -v library="$library" -v programs="$programs" -v above="$above" '
     BEGIN {
         for (n = split(library, names); n > 0; --n) level[names[n]] = n
         for (n = split(programs, names); n > 0; --n) level[names[n]] = 100
+        for (n = split(above, names); n > 0; --n) level[names[n]] = 100 + n
     }
     $2 == "\"" {
         from = $1; sub("/.*", "", from)

@@ -21,6 +21,13 @@ template <class Map> typename Map::mapped_type ensure(Map& map, typename Map::ke
         at = std::make_shared<typename Map::mapped_type::element_type>();
     return at;
 }
+/// Creates what is missing.
+/// @return whether it was
+template <class Map> bool ensured(Map& map, typename Map::key_type key) {
+    const bool has = map.contains(key);
+    ensure(map, key);
+    return !has;
+}
 template <class Map> std::vector<typename Map::key_type> keys(Map const& map) {
     std::vector<typename Map::key_type> keys;
     for (auto const& [key, value] : map)

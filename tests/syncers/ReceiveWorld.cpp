@@ -4,6 +4,8 @@
 #include "syncers/MirrorDiff.h"
 #include "tests/model/TreeText.h"
 
+#include <utility>
+
 using namespace Varnol;
 using Modelled::ensure;
 using Modelled::holds;
@@ -180,31 +182,34 @@ bool ReceiveWorld::disturbSyncer() {
     switch (dice_.below(8)) {
     case 0:
         start();
-        break;
+        return true;
     case 1:
         drop();
-        break;
+        return true;
     case 2:
         syncer_->sourceDel();
-        model_->source = nullptr;
-        break;
+        return std::exchange(model_->source, nullptr) != nullptr;
     case 3:
     case 4: {
         Source const& source = sources_[dice_.below(2)];
+        const bool isOther = model_->source != source.model;
         refusable([&] { syncer_->sourceIs(source.tree); }, [&] { model_->sourceIs(source.model); });
-        break;
+        return isOther;
     }
-    case 5:
+    case 5: {
+        const bool finds = model_->source && !model_->source->msts.empty();
         refusable([&] { syncer_->handleMstStatus(); }, [&] { model_->scan(); });
-        break;
+        return finds;
+    }
     default: {
         const bool on = dice_.once(2);
+        const bool isOther = model_->notification.active != on;
         paused += !on && syncer_->hasNotificationActive();
         syncer_->hasNotificationActiveIs(on);
         model_->activeIs(on);
+        return isOther;
     }
     }
-    return true;
 }
 
 bool ReceiveWorld::operate() {
@@ -214,16 +219,12 @@ bool ReceiveWorld::operate() {
         changeRoot();
         return true;
     }
-    if (what < 50) {
-        changeNames();
-        return true;
-    }
+    if (what < 50)
+        return changeNames();
     if (what < 110)
         return changePorts();
-    if (what < 130) {
-        changeDynamicNames();
-        return true;
-    }
+    if (what < 130)
+        return changeDynamicNames();
     if (what < 200)
         return changeDynamicPorts();
     if (what < 212)
@@ -273,9 +274,10 @@ void ReceiveWorld::fill(RxMstStatus& mst, ReceiveModel::Mst& model) {
     }
 }
 
-void ReceiveWorld::changeNames() {
+bool ReceiveWorld::changeNames() {
     const std::string name = dice_.name();
     auto& names = source_->model->msts;
+    const bool has = names.contains(name);
     const auto tell = [&] {
         if (model_ && model_->watches(source_->model))
             model_->handleMst(name);
@@ -291,7 +293,7 @@ void ReceiveWorld::changeNames() {
                       names[name] = modelled;
                       tell();
                   });
-        break;
+        return true;
     }
     case 1:
         refusable([&] { source_->tree->rxMstStatusDel(nameOf(name)); },
@@ -299,15 +301,16 @@ void ReceiveWorld::changeNames() {
                       if (names.erase(name) != 0)
                           tell();
                   });
-        break;
+        return has;
     default:
         refusable([&] { source_->tree->rxMstStatusIs(nameOf(name)); },
                   [&] {
-                      if (names.contains(name))
+                      if (has)
                           return;
                       ensure(names, name);
                       tell();
                   });
+        return !has;
     }
 }
 
@@ -318,6 +321,7 @@ bool ReceiveWorld::changePorts() {
     if (!mst)
         return false;
     const auto model = source_->model->msts.at(name);
+    const bool has = model->ports.contains(intf);
     const auto tell = [&] {
         if (!model_)
             return;
@@ -329,30 +333,29 @@ bool ReceiveWorld::changePorts() {
     if (dice_.below(3) != 0) {
         refusable([&] { mst->rxMstPortStatusIs(intf); },
                   [&] {
-                      if (model->ports.contains(intf))
+                      if (has)
                           return;
                       ensure(model->ports, intf);
                       tell();
                   });
-    } else {
-        refusable([&] { mst->rxMstPortStatusDel(intf); },
-                  [&] {
-                      if (model->ports.erase(intf) != 0)
-                          tell();
-                  });
+        return !has;
     }
-    return true;
+    refusable([&] { mst->rxMstPortStatusDel(intf); },
+              [&] {
+                  if (model->ports.erase(intf) != 0)
+                      tell();
+              });
+    return has;
 }
 
-void ReceiveWorld::changeDynamicNames() {
+bool ReceiveWorld::changeDynamicNames() {
     const std::string name = dice_.name();
     if (dice_.below(4) != 0) {
         dynamic_.tree->rxMstStatusIs(nameOf(name));
-        ensure(dynamic_.model->msts, name);
-    } else {
-        dynamic_.tree->rxMstStatusDel(nameOf(name));
-        dynamic_.model->msts.erase(name);
+        return Modelled::ensured(dynamic_.model->msts, name);
     }
+    dynamic_.tree->rxMstStatusDel(nameOf(name));
+    return dynamic_.model->msts.erase(name) != 0;
 }
 
 bool ReceiveWorld::changeDynamicPorts() {
@@ -364,12 +367,10 @@ bool ReceiveWorld::changeDynamicPorts() {
     const auto model = dynamic_.model->msts.at(name);
     if (dice_.below(4) != 0) {
         mst->rxMstPortStatusIs(intf);
-        ensure(model->ports, intf);
-    } else {
-        mst->rxMstPortStatusDel(intf);
-        model->ports.erase(intf);
+        return Modelled::ensured(model->ports, intf);
     }
-    return true;
+    mst->rxMstPortStatusDel(intf);
+    return model->ports.erase(intf) != 0;
 }
 
 template <class React>
@@ -441,28 +442,28 @@ bool ReceiveWorld::changePort() {
         scalar(model, [&](auto& to) { to.localCounters = counted; });
         break;
     default:
-        changeVlan(*port, model);
+        return changeVlan(*port, model);
     }
     return true;
 }
 
-void ReceiveWorld::changeVlan(RxMstPortStatus& port,
+bool ReceiveWorld::changeVlan(RxMstPortStatus& port,
                               std::shared_ptr<ReceiveModel::Port> const& model) {
     const Zel::U16 vlan = dice_.vlan();
     switch (dice_.below(8)) {
     case 0:
     case 1:
-    case 2:
-        changeRecord(*port.rxInfoIs(vlan), model->records[vlan]);
-        return; // which by itself changes nothing else
-    case 3:
+    case 2: {
+        const bool isNew = model->records.try_emplace(vlan).second;
+        return changeRecord(*port.rxInfoIs(vlan), model->records[vlan]) || isNew;
+    }
+    case 3: // which, as the former, by itself changes nothing else
         port.rxInfoDel(vlan);
-        model->records.erase(vlan);
-        return;
+        return model->records.erase(vlan) != 0;
     case 4:
         port.rxUpdateDel(vlan);
         if (model->updates.erase(vlan) == 0)
-            return;
+            return false;
         break;
     case 5: {
         const unsigned count = dice_.below(3) * 0x7fffffff;
@@ -485,9 +486,10 @@ void ReceiveWorld::changeVlan(RxMstPortStatus& port,
         ++(syncer.copies(vlan) ? copied : deleted);
         syncer.handleUpdate(*to, vlan);
     });
+    return true;
 }
 
-void ReceiveWorld::changeRecord(IntxInfo& record, ReceiveModel::Record& model) {
+bool ReceiveWorld::changeRecord(IntxInfo& record, ReceiveModel::Record& model) {
     const unsigned value = dice_.below(256);
     const auto octet = static_cast<Zel::U8>(value);
     const Stp::BridgeSystemId instance(static_cast<Zel::U16>(value % 4));
@@ -518,8 +520,7 @@ void ReceiveWorld::changeRecord(IntxInfo& record, ReceiveModel::Record& model) {
         break;
     case 6:
         record.mstiNDel(instance);
-        model.instances.erase(value % 4);
-        break;
+        return model.instances.erase(value % 4) != 0;
     default: {
         const auto entry = record.mstiNIs(instance);
         entry->flagsIs(octet);
@@ -529,6 +530,7 @@ void ReceiveWorld::changeRecord(IntxInfo& record, ReceiveModel::Record& model) {
         model.instances[value % 4] = {value, value * 3, value * 5, value};
     }
     }
+    return true;
 }
 
 void ReceiveWorld::compare() {

@@ -22,7 +22,8 @@ class ReceiveWorld {
     ReceiveWorld(Dice& dice, DynamicTree& dynamic);
 
     /// One operation, on both sides. Throws Modelled::Difference.
-    /// @return whether there was anything to operate on
+    /// @return whether there was anything to change; where not, that nothing changes is compared,
+    /// too
     bool operate();
     /// Compares the trees and the syncers with the model, and what mirrorDiff() finds with what
     /// there is to find. Throws Modelled::Difference.
@@ -46,14 +47,14 @@ class ReceiveWorld {
     bool disturbSyncer();
     void refusable(auto const& act, auto const& expect);
     void changeRoot();
-    void changeNames();
+    bool changeNames();
     bool changePorts();
-    void changeDynamicNames();
+    bool changeDynamicNames();
     bool changeDynamicPorts();
     bool changePort();
-    void changeVlan(Varnol::RxMstPortStatus& port,
+    bool changeVlan(Varnol::RxMstPortStatus& port,
                     std::shared_ptr<ReceiveModel::Port> const& model);
-    void changeRecord(Varnol::IntxInfo& record, ReceiveModel::Record& model);
+    bool changeRecord(Varnol::IntxInfo& record, ReceiveModel::Record& model);
     void fill(Varnol::RxMstStatus& mst, ReceiveModel::Mst& model);
     template <class Write>
     void scalar(std::shared_ptr<ReceiveModel::Port> const& port, Write write);

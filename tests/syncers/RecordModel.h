@@ -138,6 +138,8 @@ class Tree {
     }
 
     Record const* record() const { return source ? source->record : nullptr; }
+    /// Which there may be without a record to watch.
+    bool hasSourceReactor() const { return source.has_value(); }
 
     std::map<unsigned, Reactor> reactors;
     bool active = true;

@@ -100,7 +100,8 @@ class RecordWorld {
     }
 
     /// One operation, on both sides. Throws Modelled::Difference.
-    /// @return whether anything was called; that it had nothing to change is compared, too
+    /// @return whether there was anything to change; where not, that nothing changes is compared,
+    /// too
     bool operate() {
         const unsigned choice = dice_.below(1000);
         if (choice < 350)
@@ -111,12 +112,12 @@ class RecordWorld {
             return disturbTrees();
         if (choice >= 920)
             return disturbDestination();
+        if (choice >= 560 && choice < 700)
+            return createEntry();
+        if (choice >= 700 && choice < 820)
+            return deleteEntry();
         if (choice < 560)
             writeRecord();
-        else if (choice < 700)
-            createEntry();
-        else if (choice < 820)
-            deleteEntry();
         else
             replaceEntry();
         return true;
@@ -206,26 +207,28 @@ class RecordWorld {
         RecordModel::write(*entry, RecordModel::firstEntryScalar + place, value);
         return true;
     }
-    void createEntry() {
+    bool createEntry() {
         Source& source = anySource();
         const unsigned key = dice_.below(keys);
         source.record->mstiNIs(key16(key));
         if (source.model.at(key))
-            return;
+            return false;
         source.model.entries[key] = std::make_shared<RecordModel::Entry>();
         forBoth([&](RecordModel::Tree& tree) { tree.collectionChanged(source.model, key); });
+        return true;
     }
-    void deleteEntry() {
+    bool deleteEntry() {
         Source& source = anySource();
         const unsigned key = dice_.below(keys);
         const RecordModel::EntryRef model = source.model.at(key);
         const Varnol::IntxMstiInfo::Ptr entry = source.record->mstiN(key16(key));
         source.record->mstiNDel(key16(key));
         if (!model)
-            return;
+            return false;
         source.model.entries.erase(key);
         forBoth([&](RecordModel::Tree& tree) { tree.collectionChanged(source.model, key); });
         keepStray({entry, model, key});
+        return true;
     }
     void replaceEntry() {
         Source& source = anySource();
@@ -285,17 +288,18 @@ class RecordWorld {
         }
         case 1:
             return writeDestinationsEntry(key);
-        case 2:
+        case 2: {
             dest_->mstiNDel(key16(key));
-            otherDestWrites_ += destModel_.entries.erase(key);
-            break;
-        case 3:
+            const bool had = destModel_.entries.erase(key) != 0;
+            otherDestWrites_ += had;
+            return had;
+        }
+        case 3: {
             dest_->mstiNIs(key16(key));
-            if (!destModel_.at(key)) {
-                destModel_.entries[key] = std::make_shared<RecordModel::Entry>();
-                ++otherDestWrites_;
-            }
-            break;
+            const bool isNew = Modelled::ensured(destModel_.entries, key);
+            otherDestWrites_ += isNew;
+            return isNew;
+        }
         default:
             copyRecord();
         }
@@ -347,9 +351,10 @@ class RecordWorld {
         case 1:
         case 2: {
             Source* const source = dice_.below(6) == 0 ? nullptr : &anySource();
+            RecordModel::Record const* const former = model.record();
             tree.sourceIs(recordOf(source));
             model.sourceIs(source ? &source->model : nullptr);
-            break;
+            return model.record() != former;
         }
         case 3:
             tree.sourceDel();
@@ -359,46 +364,56 @@ class RecordWorld {
             break;
         case 4: {
             const bool on = dice_.below(4) != 0;
+            const bool isOther = model.active != on;
             tree.hasNotificationActiveIs(on);
             model.activeIs(on);
-            break;
+            return isOther;
         }
         case 5: {
             const bool on = dice_.below(4) == 0;
+            const bool isOther = model.zombie != on;
             tree.zelDoZombieReactors(on);
             model.zombieIs(on);
-            break;
+            return isOther;
         }
-        case 6:
+        case 6: {
+            const bool had = model.reactors.contains(key);
             tree.mstiNDel(key16(key));
             model.childDel(key);
-            break;
-        case 7:
+            return had;
+        }
+        case 7: {
             if (dice_.below(4) != 0)
                 return false;
+            const bool had = !model.reactors.empty();
             tree.mstiNDelAll();
             model.childDelAll();
-            break;
+            return had;
+        }
         case 8: {
             Source& source = anySource();
             const RecordModel::EntryRef entry = source.model.at(key);
             if (!entry)
                 return false;
+            const auto at = model.reactors.find(key);
+            const bool isOther = at == model.reactors.end() || at->second.watched != entry;
             tree.mstiNIs(source.record->mstiN(key16(key)));
             model.childIs(key, entry);
-            break;
+            return isOther;
         }
-        case 9:
+        case 9: // what never changes, a collection without a key, no attribute: nobody acts on them
             sources_[0].record->notify(259);
             sources_[0].record->notify(265);
             sources_[1].record->notify(266);
-            break;
-        case 10:
+            return false;
+        case 10: {
             if (dice_.below(4) != 0)
                 return false;
+            const bool had = model.hasSourceReactor();
             tree.sourceDel();
             model.sourceDel();
-            break;
+            return had;
+        }
         default:
             return disturbOwn(tree, model, key);
         }
@@ -413,13 +428,19 @@ class RecordWorld {
             const auto reactor = syncer.mstiN(key16(key));
             if (!reactor)
                 return false;
+            RecordModel::Reactor& modelled = model.reactors.at(key);
+            const bool had = modelled.written != nullptr;
             reactor->copyAllData();
-            model.copy(key, model.reactors.at(key));
-            break;
+            model.copy(key, modelled);
+            return had || modelled.written;
         }
-        default:
+        default: {
+            const bool finds =
+                (model.record() && !model.record()->entries.empty()) || !destModel_.entries.empty();
             syncer.handleInitialized();
             model.initialize();
+            return finds;
+        }
         }
         return true;
     }

@@ -5,6 +5,7 @@
 #include "tests/model/TreeText.h"
 
 #include <map>
+#include <utility>
 
 using namespace Varnol;
 using Modelled::holds;
@@ -314,11 +315,10 @@ bool TransmitWorld::operate() {
     if (what >= 125)
         return changeUnderMst(at);
     if (what < 100)
-        disturb();
-    else if (what < 112)
-        changeMst(at);
-    else
-        changeHeartbeat(at);
+        return disturb();
+    if (what < 112)
+        return changeMst(at);
+    changeHeartbeat(at);
     return true;
 }
 
@@ -331,46 +331,45 @@ bool TransmitWorld::disturbSyncers(unsigned at) {
     case 0:
     case 1:
         start(at);
-        break;
+        return true;
     case 2:
         drop();
-        break;
+        return true;
     case 3:
     case 4:
         txSyncer_->sourceDel();
         rxSyncer_->sourceDel();
-        txSyncing_->source = nullptr;
         rxSyncing_->source = nullptr;
-        break;
+        return std::exchange(txSyncing_->source, nullptr) != nullptr;
     case 5:
     case 6:
     case 7:
     case 8:
     case 9:
-    case 10:
+    case 10: {
+        const bool isOther = txSyncing_->source != models_[at];
         txSyncer_->sourceIs(sources_[at]);
         rxSyncer_->sourceIs(sources_[at]);
         txSyncing_->sourceIs(models_[at]);
         rxSyncing_->sourceIs(models_[at]);
-        break;
-    default:
-        pause();
+        return isOther;
     }
-    return true;
+    default:
+        return pause();
+    }
 }
 
 /// Or lets go on.
-void TransmitWorld::pause() {
+bool TransmitWorld::pause() {
     const bool on = dice_.below(3) != 0;
-    if (dice_.once(2)) {
-        paused += !on && txSyncer_->hasNotificationActive();
-        txSyncer_->hasNotificationActiveIs(on);
-        txSyncing_->activeIs(on);
-    } else {
-        paused += !on && rxSyncer_->hasNotificationActive();
-        rxSyncer_->hasNotificationActiveIs(on);
-        rxSyncing_->activeIs(on);
-    }
+    const auto switchTo = [&](auto& syncer, auto& model) {
+        const bool isOther = model.notification.active != on;
+        paused += !on && syncer.hasNotificationActive();
+        syncer.hasNotificationActiveIs(on);
+        model.activeIs(on);
+        return isOther;
+    };
+    return dice_.once(2) ? switchTo(*txSyncer_, *txSyncing_) : switchTo(*rxSyncer_, *rxSyncing_);
 }
 
 void TransmitWorld::changeHeartbeat(unsigned at) {
@@ -380,7 +379,7 @@ void TransmitWorld::changeHeartbeat(unsigned at) {
     tellRoot(txSyncing_.get(), at, [&](auto& syncing) { syncing.dest->heartbeat = value; });
 }
 
-void TransmitWorld::changeMst(unsigned at) {
+bool TransmitWorld::changeMst(unsigned at) {
     const std::string name = dice_.name();
     auto& msts = models_[at]->msts;
     switch (dice_.below(3)) {
@@ -395,17 +394,17 @@ void TransmitWorld::changeMst(unsigned at) {
     }
     case 1:
         sources_[at]->txMstStatusIs(nameOf(name));
-        if (msts.contains(name))
-            return;
-        Modelled::ensure(msts, name);
+        if (!Modelled::ensured(msts, name))
+            return false;
         break;
     default:
         sources_[at]->txMstStatusDel(nameOf(name));
         if (msts.erase(name) == 0)
-            return;
+            return false;
     }
     tellRoot(txSyncing_.get(), at, [&](auto& syncing) { syncing.onMst(name); });
     tellRoot(rxSyncing_.get(), at, [&](auto& syncing) { syncing.onMst(name); });
+    return true;
 }
 
 bool TransmitWorld::changeUnderMst(unsigned at) {
@@ -416,13 +415,10 @@ bool TransmitWorld::changeUnderMst(unsigned at) {
     if (!mst)
         return false;
     const auto model = models_[at]->msts.at(name);
-    if (!dice_.once(24))
-        return changeUnderPort(*mst, *model);
-    changePort(*mst, model);
-    return true;
+    return dice_.once(24) ? changePort(*mst, model) : changeUnderPort(*mst, *model);
 }
 
-void TransmitWorld::changePort(TxMstStatus& mst, std::shared_ptr<TransmitModel::Mst> const& model) {
+bool TransmitWorld::changePort(TxMstStatus& mst, std::shared_ptr<TransmitModel::Mst> const& model) {
     const TransmitModel::Intf intf = dice_.intf();
     switch (dice_.below(3)) {
     case 0: {
@@ -435,22 +431,22 @@ void TransmitWorld::changePort(TxMstStatus& mst, std::shared_ptr<TransmitModel::
     }
     case 1:
         mst.txMstPortStatusIs(intf);
-        if (model->ports.contains(intf))
-            return;
-        Modelled::ensure(model->ports, intf);
+        if (!Modelled::ensured(model->ports, intf))
+            return false;
         break;
     default:
         mst.txMstPortStatusDel(intf);
         if (model->ports.erase(intf) == 0)
-            return;
+            return false;
     }
     tellMst(model, [&](TransmitModel::MstReactor& reactor) { reactor.onPort(intf); });
     if (!rxSyncing_)
-        return;
+        return true;
     for (auto& [name, reactor] : rxSyncing_->msts) {
         if (reactor.source == model && reactor.active)
             reactor.handlePort(intf);
     }
+    return true;
 }
 
 bool TransmitWorld::changeUnderPort(TxMstStatus& mst, TransmitModel::Mst& mstModel) {
@@ -471,8 +467,9 @@ bool TransmitWorld::changeUnderPort(TxMstStatus& mst, TransmitModel::Mst& mstMod
         break;
     case 1:
         port->txUpdateDel(vlan);
-        if (model->updates.erase(vlan) != 0)
-            tellPort(model, [&](auto& reactor) { reactor.handleUpdate(vlan); });
+        if (model->updates.erase(vlan) == 0)
+            return false;
+        tellPort(model, [&](auto& reactor) { reactor.handleUpdate(vlan); });
         break;
     case 2:
         port->txNewInfoIs(value);
@@ -485,8 +482,7 @@ bool TransmitWorld::changeUnderPort(TxMstStatus& mst, TransmitModel::Mst& mstMod
         tellPort(model, [](auto& reactor) { reactor.handleHello(); });
         break;
     case 4:
-        changeRecords(*port, model, vlan);
-        break;
+        return changeRecords(*port, model, vlan);
     default:
         const IntxInfo::Ptr record = port->txInfo(vlan);
         return record && changeRecord(*record, model->records.at(vlan));
@@ -494,12 +490,17 @@ bool TransmitWorld::changeUnderPort(TxMstStatus& mst, TransmitModel::Mst& mstMod
     return true;
 }
 
-void TransmitWorld::changeRecords(TxMstPortStatus& port,
+bool TransmitWorld::changeRecords(TxMstPortStatus& port,
                                   std::shared_ptr<TransmitModel::Port> const& model,
                                   TransmitModel::Vlan vlan) {
+    bool told = false;
     const auto tell = [&] {
-        tellPort(model, [&](TransmitModel::PortReactor& reactor) { reactor.handleInfo(vlan); });
+        tellPort(model, [&](TransmitModel::PortReactor& reactor) {
+            told = true; // even where it refuses
+            reactor.handleInfo(vlan);
+        });
     };
+    const bool has = model->records.contains(vlan);
     switch (dice_.below(6)) {
     case 5: // told again, as a state database may
         both(
@@ -508,7 +509,7 @@ void TransmitWorld::changeRecords(TxMstPortStatus& port,
                 port.notify(TxMstPortStatus::txInfoAttribute::id, &key);
             },
             tell);
-        return;
+        return told;
     case 0: {
         const IntxInfo::Ptr made(new IntxInfo(vlan));
         const auto modelled = std::make_shared<TransmitModel::Record>();
@@ -518,22 +519,21 @@ void TransmitWorld::changeRecords(TxMstPortStatus& port,
                  model->records[vlan] = modelled;
                  tell();
              });
-        return;
+        return true;
     }
     case 1:
     case 2:
         both([&] { port.txInfoIs(vlan); },
              [&] {
-                 if (model->records.contains(vlan))
-                     return;
-                 Modelled::ensure(model->records, vlan);
-                 tell();
+                 if (Modelled::ensured(model->records, vlan))
+                     tell();
              });
-        return;
+        return !has;
     default:
         port.txInfoDel(vlan);
         if (model->records.erase(vlan) != 0)
             tell();
+        return has;
     }
 }
 
@@ -560,15 +560,15 @@ bool TransmitWorld::changeRecord(IntxInfo& record,
         return true;
     case 2:
         record.mstiNIs(key);
-        if (!model->entries.contains(key)) {
-            Modelled::ensure(model->entries, key);
-            tell([&](auto& syncer) { syncer.onEntry(key); });
-        }
+        if (!Modelled::ensured(model->entries, key))
+            return false;
+        tell([&](auto& syncer) { syncer.onEntry(key); });
         return true;
     case 3:
         record.mstiNDel(key);
-        if (model->entries.erase(key) != 0)
-            tell([&](auto& syncer) { syncer.onEntry(key); });
+        if (model->entries.erase(key) == 0)
+            return false;
+        tell([&](auto& syncer) { syncer.onEntry(key); });
         return true;
     default:
         break;
@@ -594,82 +594,79 @@ bool TransmitWorld::changeRecord(IntxInfo& record,
 }
 
 /// Somebody else writes to the destinations.
-void TransmitWorld::disturb() {
+bool TransmitWorld::disturb() {
     const std::string name = dice_.name();
     const TransmitModel::Intf intf = dice_.intf();
     const TransmitModel::Vlan vlan = dice_.vlan();
     const unsigned value = anyValue();
-    if (dice_.once(4)) {
-        disturbRx(name, intf);
-        return;
-    }
+    if (dice_.once(4))
+        return disturbRx(name, intf);
     if (dice_.once(8)) {
         dest_->heartbeatTimeoutIs(value);
         destModel_->heartbeat = value;
-        return;
+        return true;
     }
     if (dice_.once(10)) {
         dest_->txMstStatusDel(nameOf(name));
-        destModel_->msts.erase(name);
-        return;
+        return destModel_->msts.erase(name) != 0;
     }
     const TxMstStatus::Ptr mst = dest_->txMstStatusIs(nameOf(name));
-    const auto mstModel = Modelled::ensure(destModel_->msts, name);
+    bool changed = Modelled::ensured(destModel_->msts, name);
+    const auto mstModel = destModel_->msts.at(name);
     if (dice_.once(6)) {
         mst->txMstPortStatusDel(intf);
-        mstModel->ports.erase(intf);
-        return;
+        return mstModel->ports.erase(intf) != 0 || changed;
     }
     const TxMstPortStatus::Ptr port = mst->txMstPortStatusIs(intf);
-    const auto portModel = Modelled::ensure(mstModel->ports, intf);
+    changed |= Modelled::ensured(mstModel->ports, intf);
+    const auto portModel = mstModel->ports.at(intf);
     switch (dice_.below(6)) {
     case 0:
         port->txUpdateIs(vlan, value);
         portModel->updates[vlan] = value;
-        return;
+        return true;
     case 1:
         port->txUpdateDel(vlan);
-        portModel->updates.erase(vlan);
-        return;
+        return portModel->updates.erase(vlan) != 0 || changed;
     case 2:
         port->txNewInfoIs(value);
         portModel->newInfo = value;
-        return;
+        return true;
     case 3:
         port->txInfoDel(vlan);
-        portModel->records.erase(vlan);
-        return;
+        return portModel->records.erase(vlan) != 0 || changed;
     default:
-        const IntxInfo::Ptr record = port->txInfoIs(vlan);
-        const auto recordModel = Modelled::ensure(portModel->records, vlan);
-        if (dice_.once(2)) {
-            record->stpVersionIs(static_cast<Zel::U8>(value));
-            recordModel->version = value;
-        } else {
-            const TransmitModel::Instance key = dice_.instance();
-            if (dice_.once(2)) {
-                record->mstiNIs(key);
-                Modelled::ensure(recordModel->entries, key);
-            } else {
-                record->mstiNDel(key);
-                recordModel->entries.erase(key);
-            }
-        }
+        break;
     }
+    const IntxInfo::Ptr record = port->txInfoIs(vlan);
+    changed |= Modelled::ensured(portModel->records, vlan);
+    const auto recordModel = portModel->records.at(vlan);
+    if (dice_.once(2)) {
+        record->stpVersionIs(static_cast<Zel::U8>(value));
+        recordModel->version = value;
+        return true;
+    }
+    const TransmitModel::Instance key = dice_.instance();
+    if (dice_.once(2)) {
+        record->mstiNIs(key);
+        return Modelled::ensured(recordModel->entries, key) || changed;
+    }
+    record->mstiNDel(key);
+    return recordModel->entries.erase(key) != 0 || changed;
 }
-void TransmitWorld::disturbRx(std::string const& name, TransmitModel::Intf intf) {
+
+bool TransmitWorld::disturbRx(std::string const& name, TransmitModel::Intf intf) {
     if (dice_.once(6)) {
         dynamic_.tree->rxMstStatusDel(nameOf(name));
-        dynamic_.model->msts.erase(name);
-        return;
+        return dynamic_.model->msts.erase(name) != 0;
     }
     const RxMstStatus::Ptr mst = dynamic_.tree->rxMstStatusIs(nameOf(name));
-    const auto model = Modelled::ensure(dynamic_.model->msts, name);
+    const bool isNew = Modelled::ensured(dynamic_.model->msts, name);
+    const auto model = dynamic_.model->msts.at(name);
     if (dice_.once(2)) {
         mst->rxMstPortStatusIs(intf);
-        Modelled::ensure(model->ports, intf);
-    } else {
-        mst->rxMstPortStatusDel(intf);
-        model->ports.erase(intf);
+        return Modelled::ensured(model->ports, intf) || isNew;
     }
+    mst->rxMstPortStatusDel(intf);
+    return model->ports.erase(intf) != 0 || isNew;
 }

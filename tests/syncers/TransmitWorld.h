@@ -13,7 +13,8 @@ class TransmitWorld {
     TransmitWorld(Dice& dice, DynamicTree& dynamic);
 
     /// One operation, on both sides. Throws Modelled::Difference.
-    /// @return whether there was anything to operate on
+    /// @return whether there was anything to change; where not, that nothing changes is compared,
+    /// too
     bool operate();
     /// Compares the trees and the syncers with the model, and what mirrorDiff() finds with what
     /// there is to find. Throws Modelled::Difference.
@@ -47,18 +48,18 @@ class TransmitWorld {
     void tellRecord(std::shared_ptr<TransmitModel::Record> const& source, React react);
 
     bool disturbSyncers(unsigned at);
-    void pause();
+    bool pause();
     void changeHeartbeat(unsigned at);
-    void changeMst(unsigned at);
+    bool changeMst(unsigned at);
     bool changeUnderMst(unsigned at);
-    void changePort(Varnol::TxMstStatus& mst, std::shared_ptr<TransmitModel::Mst> const& model);
+    bool changePort(Varnol::TxMstStatus& mst, std::shared_ptr<TransmitModel::Mst> const& model);
     bool changeUnderPort(Varnol::TxMstStatus& mst, TransmitModel::Mst& mstModel);
-    void changeRecords(Varnol::TxMstPortStatus& port,
+    bool changeRecords(Varnol::TxMstPortStatus& port,
                        std::shared_ptr<TransmitModel::Port> const& model, TransmitModel::Vlan vlan);
     bool changeRecord(Varnol::IntxInfo& record,
                       std::shared_ptr<TransmitModel::Record> const& model);
-    void disturb();
-    void disturbRx(std::string const& name, TransmitModel::Intf intf);
+    bool disturb();
+    bool disturbRx(std::string const& name, TransmitModel::Intf intf);
 
     unsigned anyValue() { return dice_.below(4); }
 
