@@ -368,13 +368,14 @@ rxMstPortStatusToRxDynamicSyncerFactory(Zel::Name mstName, Kolvu::IntfId intfId,
 }
 
 namespace {
-[[maybe_unused]] const bool registered =
-    Zel::typeNodeIs(RxStatusToRxDynamicSyncer::_zelType) &&
-    Zel::typeNodeIs(RxStatusToRxDynamicSyncer::ZelSource::_zelType) &&
-    Zel::typeNodeIs(RxMstStatusToRxDynamicSyncer::_zelType) &&
-    Zel::typeNodeIs(RxMstStatusToRxDynamicSyncer::ZelSource::_zelType) &&
-    Zel::typeNodeIs(RxMstPortStatusToRxDynamicSyncer::_zelType) &&
-    Zel::typeNodeIs(RxMstPortStatusToRxDynamicSyncer::ZelSource::_zelType);
+[[maybe_unused]] const bool registered[] = {
+    Zel::typeNodeIs(RxStatusToRxDynamicSyncer::_zelType),
+    Zel::typeNodeIs(RxStatusToRxDynamicSyncer::ZelSource::_zelType),
+    Zel::typeNodeIs(RxMstStatusToRxDynamicSyncer::_zelType),
+    Zel::typeNodeIs(RxMstStatusToRxDynamicSyncer::ZelSource::_zelType),
+    Zel::typeNodeIs(RxMstPortStatusToRxDynamicSyncer::_zelType),
+    Zel::typeNodeIs(RxMstPortStatusToRxDynamicSyncer::ZelSource::_zelType),
+};
 } // namespace
 
 } // namespace Varnol

@@ -504,16 +504,18 @@ TxStatusToRxSyncer::Ptr txStatusToRxSyncerFactory(Zel::Ptr<TxStatus const> const
 }
 
 namespace {
-[[maybe_unused]] const bool registered =
-    Zel::typeNodeIs(IntxInfoSyncer::_zelType) &&
-    Zel::typeNodeIs(IntxInfoSyncer::ZelSource::_zelType) &&
-    Zel::typeNodeIs(IntxInfoSyncer::ZelMstiNSm::_zelType) &&
-    Zel::typeNodeIs(TxStatusToTxSyncer::_zelType) &&
-    Zel::typeNodeIs(TxStatusToTxSyncer::ZelSource::_zelType) &&
-    Zel::typeNodeIs(TxStatusToTxSyncer::ZelTxMstStatusSm::_zelType) &&
-    Zel::typeNodeIs(TxToTxPort::_zelType) && Zel::typeNodeIs(TxStatusToRxSyncer::_zelType) &&
-    Zel::typeNodeIs(TxStatusToRxSyncer::ZelSource::_zelType) &&
-    Zel::typeNodeIs(TxStatusToRxSyncer::ZelTxMstStatusSm::_zelType);
+[[maybe_unused]] const bool registered[] = {
+    Zel::typeNodeIs(IntxInfoSyncer::_zelType),
+    Zel::typeNodeIs(IntxInfoSyncer::ZelSource::_zelType),
+    Zel::typeNodeIs(IntxInfoSyncer::ZelMstiNSm::_zelType),
+    Zel::typeNodeIs(TxStatusToTxSyncer::_zelType),
+    Zel::typeNodeIs(TxStatusToTxSyncer::ZelSource::_zelType),
+    Zel::typeNodeIs(TxStatusToTxSyncer::ZelTxMstStatusSm::_zelType),
+    Zel::typeNodeIs(TxToTxPort::_zelType),
+    Zel::typeNodeIs(TxStatusToRxSyncer::_zelType),
+    Zel::typeNodeIs(TxStatusToRxSyncer::ZelSource::_zelType),
+    Zel::typeNodeIs(TxStatusToRxSyncer::ZelTxMstStatusSm::_zelType),
+};
 } // namespace
 
 } // namespace Varnol
