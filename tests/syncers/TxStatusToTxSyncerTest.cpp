@@ -1231,6 +1231,41 @@ TEST_P(TxStatusToTx, ARecordReplacedWhileTheTreeIsBuiltIsMirroredAndFollowed) {
     EXPECT_EQ(contents(dest), contents(source));
 }
 
+TEST_P(TxStatusToTx, ARecordThatGoesWhileItsSyncerIsMadeLeavesNone) {
+    port();
+    start();
+    journalDest();
+    bool deleted = false;
+    journal.look = [&](std::string const& line) {
+        if (line.starts_with("mst1/Et1/10/stpVersion=") && !std::exchange(deleted, true))
+            port()->txInfoDel(10);
+    };
+    port()->txInfoMemberIs(Samples::filled(10, {0}));
+    EXPECT_TRUE(deleted);
+    EXPECT_EQ(destPort()->txInfo(10), nullptr);
+    EXPECT_FALSE(portSm()->txInfoSyncerHas(10));
+}
+
+TEST_P(TxStatusToTx, ARecordThatGoesFromAZombieWhileItsSyncerIsMadeStaysInTheDestination) {
+    port();
+    start();
+    journalDest();
+    journal.look = [&](std::string const& line) {
+        if (!line.starts_with("mst1/Et1/10/stpVersion="))
+            return;
+        syncer->zelDoZombieReactors(true);
+        port()->txInfoDel(10);
+    };
+    TraceCapture capture("StpTxStatusSyncer", {8});
+    port()->txInfoMemberIs(Samples::filled(10, {0}));
+    EXPECT_EQ(port()->txInfo(10), nullptr);
+    EXPECT_NE(destPort()->txInfo(10), nullptr);
+    EXPECT_EQ(capture.texts().front(),
+              "TxToTx::ZelTxMstPortStatusSm[mst1|Et1]::handleTxInfo() setting vlan=10");
+    for (std::string const& text : capture.texts())
+        EXPECT_EQ(text.find("deleting"), text.npos) << text;
+}
+
 TEST_P(TxStatusToTx, KeysMadeAgainInTheirOwnDeletionNoticeAreThereAndFollowed) {
     fill(*port(), 5);
     start();
