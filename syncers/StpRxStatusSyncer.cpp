@@ -42,7 +42,7 @@ RxStatusToRxDynamicSyncer::RxStatusToRxDynamicSyncerIs(Zel::Ptr<RxStatus const> 
 }
 
 void RxStatusToRxDynamicSyncer::traceName(TraceStream& out) const {
-    out << "RxStatusToRxDynamicSyncer" << keyInfo();
+    out << "RxStatusToRxDynamicSyncer";
 }
 
 void RxStatusToRxDynamicSyncer::sourceIs(Zel::Ptr<RxStatus const> const& source) {

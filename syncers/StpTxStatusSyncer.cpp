@@ -145,7 +145,7 @@ TxStatusToTxSyncer::Ptr TxStatusToTxSyncer::TxStatusToTxSyncerIs(Zel::Ptr<TxStat
     return Zel::newActive<TxStatusToTxSyncer>(std::move(source), std::move(dest));
 }
 
-void TxStatusToTxSyncer::traceName(TraceStream& out) const { out << "TxToTx" << keyInfo(); }
+void TxStatusToTxSyncer::traceName(TraceStream& out) const { out << "TxToTx"; }
 
 ZEL_DEFINE_CHILD_REACTORS(TxStatusToTxSyncer, txMstStatus)
 
@@ -413,7 +413,7 @@ TxStatusToRxSyncer::TxStatusToRxSyncerIs(Zel::Ptr<TxStatus const> const& source,
     return Zel::newActive<TxStatusToRxSyncer>(source, rxStatus);
 }
 
-void TxStatusToRxSyncer::traceName(TraceStream& out) const { out << "TxToRx" << keyInfo(); }
+void TxStatusToRxSyncer::traceName(TraceStream& out) const { out << "TxToRx"; }
 
 ZEL_DEFINE_CHILD_REACTORS(TxStatusToRxSyncer, txMstStatus)
 
