@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <compare>
+#include <memory>
 #include <set>
 #include <type_traits>
 #include <vector>
@@ -28,6 +29,7 @@ TEST(IntfId, IdentifiesNoneByDefault) {
     EXPECT_EQ(none.shortName(), "");
     EXPECT_EQ(textOf(none), "");
     EXPECT_NE(none, IntfId::ethernet(0));
+    EXPECT_EQ(*std::make_unique<IntfId>(), none) << "when it is not the compiler that makes it";
 }
 
 TEST(IntfId, KeepsKindModuleAndPort) {
