@@ -903,6 +903,16 @@ Zel::Ptr<BareReactor> watch(Zel::Ptr<Bare> const& bare) {
     return reactor;
 }
 
+TEST(Reactions, AreObservedWhileTheDefaultFileHasMemory) {
+    const Memory memory(smallest);
+    EXPECT_EQ(Zel::activityObserver(), nullptr);
+    {
+        const DefaultFileOn on(memory);
+        EXPECT_NE(Zel::activityObserver(), nullptr);
+    }
+    EXPECT_EQ(Zel::activityObserver(), nullptr);
+}
+
 TEST(Reactions, OfAClassThatCannotBeDescribedForLackOfMemoryAreDescribedLater) {
     const Memory memory(65536);
     const DefaultFileOn on(memory);
@@ -1056,6 +1066,17 @@ TEST(BlockPlace, IsDescribedWithItsFirstBlockWhileOn) {
     EXPECT_EQ(memory.read().messages()[1].sourceFileName, "File.cpp");
     EXPECT_EQ(memory.read().messages()[1].line, 42u);
     EXPECT_EQ(memory.read().texts(), (Texts{3, "V::S::f():42"}));
+}
+
+TEST(BlockPlace, WhoseBlockIsEnteredWhileOffIsNotRecorded) {
+    const Memory memory(smallest);
+    TraceFile file;
+    BlockPlace place{"void V::f()", "File.cpp", 42};
+    {
+        const BlockTimerSelf timer(file, place);
+        file.memoryIs(memory.octets());
+    }
+    EXPECT_EQ(memory.read().records().size(), 0u);
 }
 
 TEST(BlockPlace, ThatCannotBeDescribedForLackOfMemoryIsDescribedLater) {
