@@ -1,5 +1,6 @@
 #include "framework/fennic/BlockTimer.h"
 #include "framework/fennic/MsgDesc.h"
+#include "framework/fennic/ThreadBarrier.h"
 #include "framework/fennic/TraceFile.h"
 
 #include "framework/zel/Exception.h"
@@ -573,6 +574,64 @@ TEST(TraceFile, BlocksOfThreadsWithoutALaneAreCountedAsLost) {
     EXPECT_EQ(memory.read().lane(1).recordCount, 3u);
 }
 
+/// Threads that have a lane each of a small file, until the object goes.
+class LanesTaken {
+  public:
+    explicit LanesTaken(TraceFile& file) {
+        for (unsigned lane = 0; lane < 2; ++lane)
+            threads_.emplace_back([&] {
+                MessageId messageId{0};
+                file.blockEnds(messageId, 1);
+                ++begun_;
+                goOn_.wait(false);
+            });
+        while (begun_ != threads_.size())
+            std::this_thread::yield();
+    }
+    LanesTaken(LanesTaken const&) = delete;
+    LanesTaken& operator=(LanesTaken const&) = delete;
+    ~LanesTaken() {
+        goOn_ = true;
+        goOn_.notify_all();
+        for (std::thread& thread : threads_)
+            thread.join();
+    }
+
+  private:
+    std::atomic<unsigned> begun_{0};
+    std::atomic<bool> goOn_{false};
+    std::vector<std::thread> threads_;
+};
+
+TEST(TraceFile, ThreadsThatEndLeaveTheirLanesToOnesThatWereThereBefore) {
+    const Memory memory(smallest);
+    TraceFile file;
+    file.memoryIs(memory.octets());
+    MessageId messageId{0};
+    {
+        const LanesTaken taken(file);
+        file.blockEnds(messageId, 1);
+        EXPECT_EQ(memory.read().header().lostRecords, 1u);
+    }
+    file.blockEnds(messageId, 1);
+    EXPECT_EQ(memory.read().header().lostRecords, 1u);
+    EXPECT_EQ(memory.read().recorded(), 3u);
+}
+
+TEST(TraceFile, ABlockWithoutALaneIsNotWrittenIntoTheFileThatItsThreadUsedBefore) {
+    const Memory memories[2] = {Memory(smallest), Memory(smallest)};
+    TraceFile files[2];
+    MessageId messageId{0};
+    for (std::size_t i : {0U, 1U})
+        files[i].memoryIs(memories[i].octets());
+    const LanesTaken taken(files[1]);
+    files[0].blockEnds(messageId, 1);
+    files[1].blockEnds(messageId, 1);
+    EXPECT_EQ(memories[0].read().recorded(), 1u);
+    EXPECT_EQ(memories[1].read().recorded(), 2u);
+    EXPECT_EQ(memories[1].read().header().lostRecords, 1u);
+}
+
 /// Enters a block when the thread that it belongs to ends.
 struct BlockAtTheEnd {
     explicit BlockAtTheEnd(TraceFile& file)
@@ -702,6 +761,57 @@ template <class Action> bool makesNoSystemCall(Action const& action) {
     while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
     return WIFEXITED(status);
+}
+
+/// Runs the action in a process of its own, in which the system refuses barriers, or ends the
+/// process when it is asked for the one on the threads of a process.
+/// @return how the process ended
+template <class Action> int statusWithBarriers(bool refused, Action const& action) {
+    const U32 ordered = refused ? SECCOMP_RET_ERRNO | U32{EPERM} : U32{SECCOMP_RET_KILL_PROCESS};
+    const U32 other = refused ? ordered : U32{SECCOMP_RET_ALLOW};
+    sock_filter rules[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_membarrier, 1, 0),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[0])),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 2),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[1])),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, 0, 1, 0),
+        BPF_STMT(BPF_RET | BPF_K, other),
+        BPF_STMT(BPF_RET | BPF_K, ordered),
+    };
+    const sock_fprog program{std::size(rules), rules};
+    const pid_t child = ::fork();
+    if (child == 0) {
+        if (::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+            ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0)
+            ::raise(SIGKILL);
+        ::_exit(action());
+    }
+    int status = 0;
+    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return status;
+}
+
+TEST(ThreadBarrier, IsToBeHadWhereTheSystemRegistersTheProcess) {
+    EXPECT_EQ(Fennic::canHaveThreadsSynchronized(),
+              ::syscall(SYS_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED, 0, 0) == 0);
+    if (!makesNoSystemCall([] {}))
+        GTEST_SKIP() << "no filter of system calls can be set: prctl(PR_SET_SECCOMP) fails";
+    const int status =
+        statusWithBarriers(true, [] { return Fennic::canHaveThreadsSynchronized() ? 1 : 7; });
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 7) << status;
+}
+
+TEST(ThreadBarrier, IsTheSystemsForTheThreadsOfOneProcess) {
+    if (!makesNoSystemCall([] {}))
+        GTEST_SKIP() << "no filter of system calls can be set: prctl(PR_SET_SECCOMP) fails";
+    const int status = statusWithBarriers(false, [] {
+        Fennic::haveThreadsSynchronized();
+        return 0;
+    });
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGSYS) << status;
 }
 
 TEST(TraceFile, NoRecordMakesASystemCall) {
