@@ -94,6 +94,18 @@ void describe(TraceFile& file, MessageId& messageId, std::string_view text) {
 
 // Memory
 
+TEST(MonotonicTime, IsTheSystemsMonotonicClockInNanoseconds) {
+    const auto now = [] {
+        timespec time;
+        ::clock_gettime(CLOCK_MONOTONIC, &time);
+        return static_cast<U64>(time.tv_sec) * 1'000'000'000 + static_cast<U64>(time.tv_nsec);
+    };
+    const U64 before = now();
+    const U64 between = monotonicTime();
+    EXPECT_GE(between, before);
+    EXPECT_LE(between, now());
+}
+
 TEST(TraceFile, IsOffUntilMemoryIsAttached) {
     const Memory memory(smallest);
     TraceFile file;
@@ -138,7 +150,8 @@ TEST(TraceFile, RefusesMemoryThatIsTooSmallOrMisalignedAndNamesTheMinimum) {
                      "memory for a trace file has to be 16384 octets or more, aligned to 8: given "
                      "were 16383");
     }
-    EXPECT_THROW(file.memoryIs(memory.octets().subspan(4, smallest)), Zel::RangeException);
+    for (const std::size_t offset : {1U, 2U, 4U})
+        EXPECT_THROW(file.memoryIs(memory.octets().subspan(offset, smallest)), Zel::RangeException);
     EXPECT_THROW(file.memoryIs(memory.octets().first(1)), Zel::RangeException);
     EXPECT_EQ(memory.copy(), before);
     EXPECT_TRUE(file.isOn());
@@ -1084,6 +1097,52 @@ TEST(Reactions, ShowTheKeysThatEntityAndAttributeHaveAndNoOthers) {
     EXPECT_EQ(records[3].attribute, 261u);
     EXPECT_EQ(records[3].entityKey.kind, Fennic::KeyImage::none);
     EXPECT_EQ(number(records[3].key), 3u);
+}
+
+TEST(Reactions, ShowTheBeginningAndTheLengthOfAKeyThatIsText) {
+    const Memory memory(smallest);
+    const DefaultFileOn on(memory);
+    Toy::Log log;
+    const Zel::Ptr<Toy::Record> record(new Toy::Record);
+    const auto onRecord = Toy::watch(record, "record", log);
+    const long sizes[] = {0, 22, 23, 254, 255, 256, 300};
+    for (const long size : sizes) {
+        const Zel::Name key{std::string_view(std::string(static_cast<std::size_t>(size), 'a'))};
+        record->notify(264, &key);
+    }
+    const std::vector<BlockRecord> records = memory.read().records();
+    ASSERT_EQ(records.size(), std::size(sizes));
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        EXPECT_EQ(records[i].key.kind, Fennic::KeyImage::text);
+        EXPECT_EQ(records[i].key.size, std::min(sizes[i], 255L));
+        EXPECT_EQ(std::ranges::count(records[i].key.octets, 'a'), std::min(sizes[i], 22L));
+    }
+}
+
+TEST(Reactions, LeaveNothingInTheRecordsThatReplaceTheirs) {
+    const Memory memory(smallest);
+    const DefaultFileOn on(memory);
+    Toy::Log log;
+    const Zel::Ptr<Toy::Item> item(new Toy::Item(7));
+    const Zel::Ptr<Toy::Record> record(new Toy::Record);
+    const auto onItem = Toy::watch(item, "item", log);
+    const auto onRecord = Toy::watch(record, "record", log);
+    const Toy::ItemId key(3);
+    const U64 ringCapacity = memory.read().header().ringCapacity;
+    MessageId messageId{0};
+    for (const bool ofItem : {true, false}) {
+        for (U64 i = 0; i < ringCapacity; ++i)
+            ofItem ? item->countIs(1) : record->notify(261, &key);
+        for (U64 i = 0; i < ringCapacity; ++i)
+            const BlockTimerSelf timer(Fennic::defaultTraceFile(), messageId);
+        const std::vector<BlockRecord> records = memory.read().records();
+        ASSERT_EQ(records.size(), ringCapacity);
+        for (BlockRecord const& each : records) {
+            ASSERT_EQ(each.entity, 0u);
+            ASSERT_EQ(each.entityKey.kind, Fennic::KeyImage::none);
+            ASSERT_EQ(each.key.kind, Fennic::KeyImage::none);
+        }
+    }
 }
 
 TEST(Reactions, OfAThreadWithoutALaneAreLostAndHappenAllTheSame) {
