@@ -10,8 +10,10 @@ constinit Zel::TypeNode const IntxMstiInfo::_zelType =
     Zel::typeNodeOf<IntxMstiInfo>("Varnol::IntxMstiInfo");
 
 namespace {
-[[maybe_unused]] const bool registered =
-    Zel::typeNodeIs(IntxInfo::_zelType) && Zel::typeNodeIs(IntxMstiInfo::_zelType);
+[[maybe_unused]] const bool registered[] = {
+    Zel::typeNodeIs(IntxInfo::_zelType),
+    Zel::typeNodeIs(IntxMstiInfo::_zelType),
+};
 } // namespace
 
 IntxInfo::IntxInfo(Bridging::VlanIdOrNone vlanId)

@@ -12,9 +12,11 @@ constinit Zel::TypeNode const RxMstPortStatus::_zelType =
     Zel::typeNodeOf<RxMstPortStatus>("Varnol::RxMstPortStatus");
 
 namespace {
-[[maybe_unused]] const bool registered = Zel::typeNodeIs(RxStatus::_zelType) &&
-                                         Zel::typeNodeIs(RxMstStatus::_zelType) &&
-                                         Zel::typeNodeIs(RxMstPortStatus::_zelType);
+[[maybe_unused]] const bool registered[] = {
+    Zel::typeNodeIs(RxStatus::_zelType),
+    Zel::typeNodeIs(RxMstStatus::_zelType),
+    Zel::typeNodeIs(RxMstPortStatus::_zelType),
+};
 } // namespace
 
 Zel::TraceStream& operator<<(Zel::TraceStream& stream, PortCounters const& counters) {

@@ -11,9 +11,11 @@ constinit Zel::TypeNode const TxMstPortStatus::_zelType =
     Zel::typeNodeOf<TxMstPortStatus>("Varnol::TxMstPortStatus");
 
 namespace {
-[[maybe_unused]] const bool registered = Zel::typeNodeIs(TxStatus::_zelType) &&
-                                         Zel::typeNodeIs(TxMstStatus::_zelType) &&
-                                         Zel::typeNodeIs(TxMstPortStatus::_zelType);
+[[maybe_unused]] const bool registered[] = {
+    Zel::typeNodeIs(TxStatus::_zelType),
+    Zel::typeNodeIs(TxMstStatus::_zelType),
+    Zel::typeNodeIs(TxMstPortStatus::_zelType),
+};
 } // namespace
 
 TxMstPortStatus::TxMstPortStatus(Kolvu::IntfId intfId)

@@ -3,9 +3,11 @@
 namespace Varnol {
 
 namespace {
-[[maybe_unused]] const bool registered = Zel::typeNodeIs(IntxInfoChangeSm::_zelType) &&
-                                         Zel::typeNodeIs(IntxInfoChangeSm::ZelIntxInfo::_zelType) &&
-                                         Zel::typeNodeIs(IntxInfoChangeSm::ZelMstiN::_zelType);
+[[maybe_unused]] const bool registered[] = {
+    Zel::typeNodeIs(IntxInfoChangeSm::_zelType),
+    Zel::typeNodeIs(IntxInfoChangeSm::ZelIntxInfo::_zelType),
+    Zel::typeNodeIs(IntxInfoChangeSm::ZelMstiN::_zelType),
+};
 } // namespace
 
 IntxInfoChangeSm::IntxInfoChangeSm(Zel::Ptr<IntxInfo const> const& intxInfo,

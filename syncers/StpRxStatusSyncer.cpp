@@ -42,7 +42,7 @@ RxStatusToRxDynamicSyncer::RxStatusToRxDynamicSyncerIs(Zel::Ptr<RxStatus const> 
 }
 
 void RxStatusToRxDynamicSyncer::traceName(TraceStream& out) const {
-    out << "RxStatusToRxDynamicSyncer" << keyInfo();
+    out << "RxStatusToRxDynamicSyncer";
 }
 
 void RxStatusToRxDynamicSyncer::sourceIs(Zel::Ptr<RxStatus const> const& source) {
@@ -368,13 +368,14 @@ rxMstPortStatusToRxDynamicSyncerFactory(Zel::Name mstName, Kolvu::IntfId intfId,
 }
 
 namespace {
-[[maybe_unused]] const bool registered =
-    Zel::typeNodeIs(RxStatusToRxDynamicSyncer::_zelType) &&
-    Zel::typeNodeIs(RxStatusToRxDynamicSyncer::ZelSource::_zelType) &&
-    Zel::typeNodeIs(RxMstStatusToRxDynamicSyncer::_zelType) &&
-    Zel::typeNodeIs(RxMstStatusToRxDynamicSyncer::ZelSource::_zelType) &&
-    Zel::typeNodeIs(RxMstPortStatusToRxDynamicSyncer::_zelType) &&
-    Zel::typeNodeIs(RxMstPortStatusToRxDynamicSyncer::ZelSource::_zelType);
+[[maybe_unused]] const bool registered[] = {
+    Zel::typeNodeIs(RxStatusToRxDynamicSyncer::_zelType),
+    Zel::typeNodeIs(RxStatusToRxDynamicSyncer::ZelSource::_zelType),
+    Zel::typeNodeIs(RxMstStatusToRxDynamicSyncer::_zelType),
+    Zel::typeNodeIs(RxMstStatusToRxDynamicSyncer::ZelSource::_zelType),
+    Zel::typeNodeIs(RxMstPortStatusToRxDynamicSyncer::_zelType),
+    Zel::typeNodeIs(RxMstPortStatusToRxDynamicSyncer::ZelSource::_zelType),
+};
 } // namespace
 
 } // namespace Varnol

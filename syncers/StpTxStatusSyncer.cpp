@@ -145,7 +145,7 @@ TxStatusToTxSyncer::Ptr TxStatusToTxSyncer::TxStatusToTxSyncerIs(Zel::Ptr<TxStat
     return Zel::newActive<TxStatusToTxSyncer>(std::move(source), std::move(dest));
 }
 
-void TxStatusToTxSyncer::traceName(TraceStream& out) const { out << "TxToTx" << keyInfo(); }
+void TxStatusToTxSyncer::traceName(TraceStream& out) const { out << "TxToTx"; }
 
 ZEL_DEFINE_CHILD_REACTORS(TxStatusToTxSyncer, txMstStatus)
 
@@ -413,7 +413,7 @@ TxStatusToRxSyncer::TxStatusToRxSyncerIs(Zel::Ptr<TxStatus const> const& source,
     return Zel::newActive<TxStatusToRxSyncer>(source, rxStatus);
 }
 
-void TxStatusToRxSyncer::traceName(TraceStream& out) const { out << "TxToRx" << keyInfo(); }
+void TxStatusToRxSyncer::traceName(TraceStream& out) const { out << "TxToRx"; }
 
 ZEL_DEFINE_CHILD_REACTORS(TxStatusToRxSyncer, txMstStatus)
 
@@ -504,16 +504,18 @@ TxStatusToRxSyncer::Ptr txStatusToRxSyncerFactory(Zel::Ptr<TxStatus const> const
 }
 
 namespace {
-[[maybe_unused]] const bool registered =
-    Zel::typeNodeIs(IntxInfoSyncer::_zelType) &&
-    Zel::typeNodeIs(IntxInfoSyncer::ZelSource::_zelType) &&
-    Zel::typeNodeIs(IntxInfoSyncer::ZelMstiNSm::_zelType) &&
-    Zel::typeNodeIs(TxStatusToTxSyncer::_zelType) &&
-    Zel::typeNodeIs(TxStatusToTxSyncer::ZelSource::_zelType) &&
-    Zel::typeNodeIs(TxStatusToTxSyncer::ZelTxMstStatusSm::_zelType) &&
-    Zel::typeNodeIs(TxToTxPort::_zelType) && Zel::typeNodeIs(TxStatusToRxSyncer::_zelType) &&
-    Zel::typeNodeIs(TxStatusToRxSyncer::ZelSource::_zelType) &&
-    Zel::typeNodeIs(TxStatusToRxSyncer::ZelTxMstStatusSm::_zelType);
+[[maybe_unused]] const bool registered[] = {
+    Zel::typeNodeIs(IntxInfoSyncer::_zelType),
+    Zel::typeNodeIs(IntxInfoSyncer::ZelSource::_zelType),
+    Zel::typeNodeIs(IntxInfoSyncer::ZelMstiNSm::_zelType),
+    Zel::typeNodeIs(TxStatusToTxSyncer::_zelType),
+    Zel::typeNodeIs(TxStatusToTxSyncer::ZelSource::_zelType),
+    Zel::typeNodeIs(TxStatusToTxSyncer::ZelTxMstStatusSm::_zelType),
+    Zel::typeNodeIs(TxToTxPort::_zelType),
+    Zel::typeNodeIs(TxStatusToRxSyncer::_zelType),
+    Zel::typeNodeIs(TxStatusToRxSyncer::ZelSource::_zelType),
+    Zel::typeNodeIs(TxStatusToRxSyncer::ZelTxMstStatusSm::_zelType),
+};
 } // namespace
 
 } // namespace Varnol

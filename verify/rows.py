@@ -199,7 +199,8 @@ ROWS = [
         fault="tests that check nothing",
         done="each conditional branch of the compiled library taken always and never, each comparison's value true and "
         "false, each constant changed and each call made for its effect left out, one at a time; a template's instances "
-        "together",
+        "together; left as they are: operators, calls whose results are used, what constructs and destroys, and "
+        "templates that only tests compile",
         target="every change noticed by a test, or named with a reason why none can notice it; at most 2 % of these",
         commands=[
             "cmake --preset gcc-debug >/dev/null && "

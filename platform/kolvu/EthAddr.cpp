@@ -19,8 +19,7 @@ bool parsed(std::string_view text, EthAddr::Octets& octets) noexcept {
         const char* end = pair + 2;
         if (i != 0 && pair[-1] != text[2])
             return false;
-        const auto [stop, error] = std::from_chars(pair, end, octets[i], 16);
-        if (error != std::errc() || stop != end)
+        if (std::from_chars(pair, end, octets[i], 16).ptr != end)
             return false;
     }
     return true;
@@ -42,7 +41,7 @@ EthAddr EthAddr::parse(std::string_view text) {
 }
 
 Zel::TraceStream& operator<<(Zel::TraceStream& stream, EthAddr const& address) {
-    constexpr char digits[] = "0123456789abcdef";
+    static constexpr char digits[] = "0123456789abcdef";
     char text[textSize + 1];
     char* next = text;
     for (U8 octet : address.octets_) {

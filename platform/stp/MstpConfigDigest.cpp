@@ -5,7 +5,7 @@
 namespace Stp {
 
 Zel::TraceStream& operator<<(Zel::TraceStream& stream, MstpConfigDigest const& digest) {
-    constexpr char digits[] = "0123456789abcdef";
+    static constexpr char digits[] = "0123456789abcdef";
     char text[2 * sizeof(digest.octets_) + 1];
     char* next = text;
     for (Zel::U8 octet : digest.octets_) {

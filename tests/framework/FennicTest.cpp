@@ -1,5 +1,6 @@
 #include "framework/fennic/BlockTimer.h"
 #include "framework/fennic/MsgDesc.h"
+#include "framework/fennic/ThreadBarrier.h"
 #include "framework/fennic/TraceFile.h"
 
 #include "framework/zel/Exception.h"
@@ -93,6 +94,18 @@ void describe(TraceFile& file, MessageId& messageId, std::string_view text) {
 
 // Memory
 
+TEST(MonotonicTime, IsTheSystemsMonotonicClockInNanoseconds) {
+    const auto now = [] {
+        timespec time;
+        ::clock_gettime(CLOCK_MONOTONIC, &time);
+        return static_cast<U64>(time.tv_sec) * 1'000'000'000 + static_cast<U64>(time.tv_nsec);
+    };
+    const U64 before = now();
+    const U64 between = monotonicTime();
+    EXPECT_GE(between, before);
+    EXPECT_LE(between, now());
+}
+
 TEST(TraceFile, IsOffUntilMemoryIsAttached) {
     const Memory memory(smallest);
     TraceFile file;
@@ -137,7 +150,8 @@ TEST(TraceFile, RefusesMemoryThatIsTooSmallOrMisalignedAndNamesTheMinimum) {
                      "memory for a trace file has to be 16384 octets or more, aligned to 8: given "
                      "were 16383");
     }
-    EXPECT_THROW(file.memoryIs(memory.octets().subspan(4, smallest)), Zel::RangeException);
+    for (const std::size_t offset : {1U, 2U, 4U})
+        EXPECT_THROW(file.memoryIs(memory.octets().subspan(offset, smallest)), Zel::RangeException);
     EXPECT_THROW(file.memoryIs(memory.octets().first(1)), Zel::RangeException);
     EXPECT_EQ(memory.copy(), before);
     EXPECT_TRUE(file.isOn());
@@ -573,6 +587,64 @@ TEST(TraceFile, BlocksOfThreadsWithoutALaneAreCountedAsLost) {
     EXPECT_EQ(memory.read().lane(1).recordCount, 3u);
 }
 
+/// Threads that have a lane each of a small file, until the object goes.
+class LanesTaken {
+  public:
+    explicit LanesTaken(TraceFile& file) {
+        for (unsigned lane = 0; lane < 2; ++lane)
+            threads_.emplace_back([&] {
+                MessageId messageId{0};
+                file.blockEnds(messageId, 1);
+                ++begun_;
+                goOn_.wait(false);
+            });
+        while (begun_ != threads_.size())
+            std::this_thread::yield();
+    }
+    LanesTaken(LanesTaken const&) = delete;
+    LanesTaken& operator=(LanesTaken const&) = delete;
+    ~LanesTaken() {
+        goOn_ = true;
+        goOn_.notify_all();
+        for (std::thread& thread : threads_)
+            thread.join();
+    }
+
+  private:
+    std::atomic<unsigned> begun_{0};
+    std::atomic<bool> goOn_{false};
+    std::vector<std::thread> threads_;
+};
+
+TEST(TraceFile, ThreadsThatEndLeaveTheirLanesToOnesThatWereThereBefore) {
+    const Memory memory(smallest);
+    TraceFile file;
+    file.memoryIs(memory.octets());
+    MessageId messageId{0};
+    {
+        const LanesTaken taken(file);
+        file.blockEnds(messageId, 1);
+        EXPECT_EQ(memory.read().header().lostRecords, 1u);
+    }
+    file.blockEnds(messageId, 1);
+    EXPECT_EQ(memory.read().header().lostRecords, 1u);
+    EXPECT_EQ(memory.read().recorded(), 3u);
+}
+
+TEST(TraceFile, ABlockWithoutALaneIsNotWrittenIntoTheFileThatItsThreadUsedBefore) {
+    const Memory memories[2] = {Memory(smallest), Memory(smallest)};
+    TraceFile files[2];
+    MessageId messageId{0};
+    for (std::size_t i : {0U, 1U})
+        files[i].memoryIs(memories[i].octets());
+    const LanesTaken taken(files[1]);
+    files[0].blockEnds(messageId, 1);
+    files[1].blockEnds(messageId, 1);
+    EXPECT_EQ(memories[0].read().recorded(), 1u);
+    EXPECT_EQ(memories[1].read().recorded(), 2u);
+    EXPECT_EQ(memories[1].read().header().lostRecords, 1u);
+}
+
 /// Enters a block when the thread that it belongs to ends.
 struct BlockAtTheEnd {
     explicit BlockAtTheEnd(TraceFile& file)
@@ -702,6 +774,57 @@ template <class Action> bool makesNoSystemCall(Action const& action) {
     while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
     return WIFEXITED(status);
+}
+
+/// Runs the action in a process of its own, in which the system refuses barriers, or ends the
+/// process when it is asked for the one on the threads of a process.
+/// @return how the process ended
+template <class Action> int statusWithBarriers(bool refused, Action const& action) {
+    const U32 ordered = refused ? SECCOMP_RET_ERRNO | U32{EPERM} : U32{SECCOMP_RET_KILL_PROCESS};
+    const U32 other = refused ? ordered : U32{SECCOMP_RET_ALLOW};
+    sock_filter rules[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_membarrier, 1, 0),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[0])),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 2),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[1])),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, 0, 1, 0),
+        BPF_STMT(BPF_RET | BPF_K, other),
+        BPF_STMT(BPF_RET | BPF_K, ordered),
+    };
+    const sock_fprog program{std::size(rules), rules};
+    const pid_t child = ::fork();
+    if (child == 0) {
+        if (::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+            ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0)
+            ::raise(SIGKILL);
+        ::_exit(action());
+    }
+    int status = 0;
+    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return status;
+}
+
+TEST(ThreadBarrier, IsToBeHadWhereTheSystemRegistersTheProcess) {
+    EXPECT_EQ(Fennic::canHaveThreadsSynchronized(),
+              ::syscall(SYS_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED, 0, 0) == 0);
+    if (!makesNoSystemCall([] {}))
+        GTEST_SKIP() << "no filter of system calls can be set: prctl(PR_SET_SECCOMP) fails";
+    const int status =
+        statusWithBarriers(true, [] { return Fennic::canHaveThreadsSynchronized() ? 1 : 7; });
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 7) << status;
+}
+
+TEST(ThreadBarrier, IsTheSystemsForTheThreadsOfOneProcess) {
+    if (!makesNoSystemCall([] {}))
+        GTEST_SKIP() << "no filter of system calls can be set: prctl(PR_SET_SECCOMP) fails";
+    const int status = statusWithBarriers(false, [] {
+        Fennic::haveThreadsSynchronized();
+        return 0;
+    });
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGSYS) << status;
 }
 
 TEST(TraceFile, NoRecordMakesASystemCall) {
@@ -903,6 +1026,16 @@ Zel::Ptr<BareReactor> watch(Zel::Ptr<Bare> const& bare) {
     return reactor;
 }
 
+TEST(Reactions, AreObservedWhileTheDefaultFileHasMemory) {
+    const Memory memory(smallest);
+    EXPECT_EQ(Zel::activityObserver(), nullptr);
+    {
+        const DefaultFileOn on(memory);
+        EXPECT_NE(Zel::activityObserver(), nullptr);
+    }
+    EXPECT_EQ(Zel::activityObserver(), nullptr);
+}
+
 TEST(Reactions, OfAClassThatCannotBeDescribedForLackOfMemoryAreDescribedLater) {
     const Memory memory(65536);
     const DefaultFileOn on(memory);
@@ -964,6 +1097,52 @@ TEST(Reactions, ShowTheKeysThatEntityAndAttributeHaveAndNoOthers) {
     EXPECT_EQ(records[3].attribute, 261u);
     EXPECT_EQ(records[3].entityKey.kind, Fennic::KeyImage::none);
     EXPECT_EQ(number(records[3].key), 3u);
+}
+
+TEST(Reactions, ShowTheBeginningAndTheLengthOfAKeyThatIsText) {
+    const Memory memory(smallest);
+    const DefaultFileOn on(memory);
+    Toy::Log log;
+    const Zel::Ptr<Toy::Record> record(new Toy::Record);
+    const auto onRecord = Toy::watch(record, "record", log);
+    const long sizes[] = {0, 22, 23, 254, 255, 256, 300};
+    for (const long size : sizes) {
+        const Zel::Name key{std::string_view(std::string(static_cast<std::size_t>(size), 'a'))};
+        record->notify(264, &key);
+    }
+    const std::vector<BlockRecord> records = memory.read().records();
+    ASSERT_EQ(records.size(), std::size(sizes));
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        EXPECT_EQ(records[i].key.kind, Fennic::KeyImage::text);
+        EXPECT_EQ(records[i].key.size, std::min(sizes[i], 255L));
+        EXPECT_EQ(std::ranges::count(records[i].key.octets, 'a'), std::min(sizes[i], 22L));
+    }
+}
+
+TEST(Reactions, LeaveNothingInTheRecordsThatReplaceTheirs) {
+    const Memory memory(smallest);
+    const DefaultFileOn on(memory);
+    Toy::Log log;
+    const Zel::Ptr<Toy::Item> item(new Toy::Item(7));
+    const Zel::Ptr<Toy::Record> record(new Toy::Record);
+    const auto onItem = Toy::watch(item, "item", log);
+    const auto onRecord = Toy::watch(record, "record", log);
+    const Toy::ItemId key(3);
+    const U64 ringCapacity = memory.read().header().ringCapacity;
+    MessageId messageId{0};
+    for (const bool ofItem : {true, false}) {
+        for (U64 i = 0; i < ringCapacity; ++i)
+            ofItem ? item->countIs(1) : record->notify(261, &key);
+        for (U64 i = 0; i < ringCapacity; ++i)
+            const BlockTimerSelf timer(Fennic::defaultTraceFile(), messageId);
+        const std::vector<BlockRecord> records = memory.read().records();
+        ASSERT_EQ(records.size(), ringCapacity);
+        for (BlockRecord const& each : records) {
+            ASSERT_EQ(each.entity, 0u);
+            ASSERT_EQ(each.entityKey.kind, Fennic::KeyImage::none);
+            ASSERT_EQ(each.key.kind, Fennic::KeyImage::none);
+        }
+    }
 }
 
 TEST(Reactions, OfAThreadWithoutALaneAreLostAndHappenAllTheSame) {
@@ -1056,6 +1235,17 @@ TEST(BlockPlace, IsDescribedWithItsFirstBlockWhileOn) {
     EXPECT_EQ(memory.read().messages()[1].sourceFileName, "File.cpp");
     EXPECT_EQ(memory.read().messages()[1].line, 42u);
     EXPECT_EQ(memory.read().texts(), (Texts{3, "V::S::f():42"}));
+}
+
+TEST(BlockPlace, WhoseBlockIsEnteredWhileOffIsNotRecorded) {
+    const Memory memory(smallest);
+    TraceFile file;
+    BlockPlace place{"void V::f()", "File.cpp", 42};
+    {
+        const BlockTimerSelf timer(file, place);
+        file.memoryIs(memory.octets());
+    }
+    EXPECT_EQ(memory.read().records().size(), 0u);
 }
 
 TEST(BlockPlace, ThatCannotBeDescribedForLackOfMemoryIsDescribedLater) {

@@ -2,11 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <compare>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <sys/mman.h>
+#include <unistd.h>
 
 namespace {
 
@@ -95,6 +99,7 @@ constexpr auto results = std::to_array<Case>({
 constexpr auto templates = std::to_array<Case>({
     {"void V::f(T) [with T = int]", "V::f"},
     {"void V::f(T) [T = int]", "V::f"},
+    {"void V::S<&T::operator->>::f()", "V::S<&T::operator->>::f"},
     {"void V::f(T) requires  C<T> [with T = int]", "V::f"},
     {"void V::f(T) [with T = void (*)(int)]", "V::f"},
     {"void V::f() [with void (* F)() = g]", "V::f"},
@@ -171,6 +176,7 @@ constexpr auto namelessScopes = std::to_array<Case>({
      "V::(anonymous namespace)::A::B::f"},
     {"void V::<unnamed struct>::f()", "V::<unnamed struct>::f"},
     {"void V::(anonymous struct)::f()", "V::(anonymous struct)::f"},
+    {"(anonymous namespace)::S::S()", "(anonymous namespace)::S::S"},
 });
 
 constexpr auto withinFunctions = std::to_array<Case>({
@@ -201,6 +207,13 @@ constexpr auto withinFunctions = std::to_array<Case>({
 });
 
 constexpr auto spellings = std::to_array<Case>({
+    {"void V::f[a b](int)", "V::f[a b]"},
+    {"void V::{unnamed type}::f()", "V::{unnamed type}::f"},
+    {"decltype (f()) V::g()", "V::g"},
+    {"V::S::operator+(int)::T V::f()", "V::f"},
+    {"V::S::operator int()::T V::f()", "V::f"},
+    {"V::S::operator (a)::B *() const", "V::S::operator (a)::B *"},
+    {"V::f()::<lambda(int)> mutable::<lambda()>", "V::f()::<lambda(int)> mutable::<lambda()>"},
     {"void V::f1(int)", "V::f1"},
     {"void V::operator1(int)", "V::operator1"},
     {"void V::operator$(int)", "V::operator$"},
@@ -231,6 +244,26 @@ TEST(FunctionName, KeepsNamelessScopes) { expect(namelessScopes); }
 TEST(FunctionName, KeepsTheFunctionsAround) { expect(withinFunctions); }
 
 TEST(FunctionName, IsFoundAmongUnusualCharactersBracketsAndEnds) { expect(spellings); }
+
+TEST(FunctionName, IsFoundWithoutReadingBehindTheSignature) {
+    const auto size = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    void* const pages =
+        ::mmap(nullptr, 2 * size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(pages, MAP_FAILED);
+    char* const end = static_cast<char*>(pages) + size;
+    ASSERT_EQ(::mprotect(end, size, PROT_NONE), 0);
+    for (const std::string_view whole :
+         {"auto V::S<'a', \"b\\\"\">::operator()(int) const::<lambda(auto)>",
+          "void* V::operator new [](std::size_t) noexcept", "V::S::operator delete",
+          "bool V::S<&T::operator->>::operator<=> <int>(V::S const&) const volatile &&"}) {
+        for (std::size_t length = 0; length <= whole.size(); ++length) {
+            const std::string_view part = whole.substr(0, length);
+            std::ranges::copy(part, end - length);
+            EXPECT_EQ(functionName({end - length, length}), functionName(std::string(part)));
+        }
+    }
+    ::munmap(pages, 2 * size);
+}
 
 TEST(FunctionName, OfWhatIsNoSignatureIsPartOfIt) {
     for (std::string_view text : {"", "f", "f(", "f(<", "f<", "operator", "(", "'", "f('\\", "*",

@@ -4,6 +4,7 @@
 #include "tests/framework/FailingAllocation.h"
 #include "tests/framework/NothingLeft.h"
 #include "tests/model/AttributeTest.h"
+#include "tests/model/Insertions.h"
 #include "tests/model/Journal.h"
 #include "tests/model/Samples.h"
 #include "tests/platform/Text.h"
@@ -270,6 +271,15 @@ TEST_P(RxStatusTree, AWalkYieldsEveryKeyOnce) {
     EXPECT_EQ(ports.size(), 100U);
     EXPECT_TRUE(std::ranges::all_of(names, [](auto const& each) { return each.second == 1; }));
     EXPECT_TRUE(std::ranges::all_of(ports, [](auto const& each) { return each.second == 1; }));
+}
+
+TEST_P(RxStatusTree, HasFourBucketsInEachHashedCollectionUntilTheyAreFull) {
+    const Zel::Name names[]{"a", "b", "c", "d", "e", "f"};
+    EXPECT_EQ(allocationsOfSix([&](Zel::U16 n) { root->rxMstStatusIs(names[n - 1]); }),
+              fourBucketsFirst);
+    EXPECT_EQ(allocationsOfSix([&](Zel::U16 n) { mst->rxMstPortStatusIs(Samples::et(n)); }),
+              fourBucketsFirst);
+    EXPECT_EQ(allocationsOfSix([&](Zel::U16 n) { port->rxUpdateIs(n, n); }), fourBucketsFirst);
 }
 
 TEST_P(RxStatusTree, ARecordIsCreatedOnceAlsoForNoVlanAndItsPointerReturned) {

@@ -2,6 +2,7 @@
 
 #include "tests/framework/NothingLeft.h"
 #include "tests/model/AttributeTest.h"
+#include "tests/model/Insertions.h"
 #include "tests/model/Journal.h"
 #include "tests/model/Samples.h"
 #include "tests/platform/Text.h"
@@ -245,6 +246,17 @@ TEST_P(TxStatusTree, KeepsManyChildrenApart) {
         EXPECT_EQ(port()->txUpdate(n), n);
     }
     EXPECT_EQ(root->txMstStatus().members(), 101U);
+}
+
+TEST_P(TxStatusTree, HasFourBucketsInEachHashedCollectionUntilTheyAreFull) {
+    const Zel::Name names[]{"a", "b", "c", "d", "e", "f"};
+    EXPECT_EQ(allocationsOfSix([&](Zel::U16 n) { root->txMstStatusIs(names[n - 1]); }),
+              fourBucketsFirst);
+    const TxMstStatus::Ptr mst = root->txMstStatus("a");
+    EXPECT_EQ(allocationsOfSix([&](Zel::U16 n) { mst->txMstPortStatusIs(Samples::et(n)); }),
+              fourBucketsFirst);
+    const TxMstPortStatus::Ptr at = mst->txMstPortStatus(et1);
+    EXPECT_EQ(allocationsOfSix([&](Zel::U16 n) { at->txUpdateIs(n, n); }), fourBucketsFirst);
 }
 
 TEST_P(TxStatusTree, AChildOutlivesItsRemovalWhileItIsReferenced) {

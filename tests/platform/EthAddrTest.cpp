@@ -84,6 +84,7 @@ TEST(EthAddr, OrdersByTheFirstOctetThatDiffers) {
     EXPECT_LT(EthAddr(0x7f, 0, 0, 0, 0, 0), EthAddr(0x80, 0, 0, 0, 0, 0));
     EXPECT_GT(EthAddr(1, 0, 0, 0, 0, 0), EthAddr(0, 0xff, 0xff, 0xff, 0xff, 0xff));
     EXPECT_NE(EthAddr(0, 0, 0, 0, 0, 1), EthAddr());
+    EXPECT_EQ(EthAddr(0, 0, 0, 0, 0, 1) <=> EthAddr(0, 0, 0, 0, 0, 1), std::strong_ordering::equal);
 }
 
 TEST(EthAddr, AddressesOfOneVendorHaveDifferentHashes) {

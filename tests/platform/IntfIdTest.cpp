@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <compare>
+#include <memory>
 #include <set>
 #include <type_traits>
 #include <vector>
@@ -27,6 +29,7 @@ TEST(IntfId, IdentifiesNoneByDefault) {
     EXPECT_EQ(none.shortName(), "");
     EXPECT_EQ(textOf(none), "");
     EXPECT_NE(none, IntfId::ethernet(0));
+    EXPECT_EQ(*std::make_unique<IntfId>(), none) << "when it is not the compiler that makes it";
 }
 
 TEST(IntfId, KeepsKindModuleAndPort) {
@@ -79,12 +82,12 @@ TEST(IntfId, EveryShortNameParsesToTheSameInterface) {
 
 TEST(IntfId, RefusesTextOfAnyOtherForm) {
     for (const char* text :
-         {"",      "1",          "E1",     "Et",           "Ethernet",     "et1",          "ET1",
-          "Eth1",  "Ethernet 1", "Et 1",   " Et1",         "Et1 ",         "Et-1",         "Et+1",
-          "Et1x",  "Et01",       "Et00",   "Et0x1",        "Et65536",      "Et4294967297", "Et/1",
-          "Et1/",  "Et0/1",      "Et01/1", "Et256/1",      "Et1/65536",    "Et1/1/1",      "Et1//1",
-          "Po",    "Po-1",       "Po1/1",  "Port-Channel", "PortChannel1", "Po65536",      "Vlan1",
-          "EtEt1", "EthernetEt1"})
+         {"",      "1",          "E1",         "Et",      "Ethernet",     "et1",          "ET1",
+          "Eth1",  "Ethernet 1", "Et 1",       " Et1",    "Et1 ",         "Et-1",         "Et+1",
+          "Et1x",  "Et01",       "Et00",       "Et0x1",   "Et65536",      "Et4294967297", "Et/1",
+          "Et1/",  "Et0/1",      "Et01/1",     "Et256/1", "Et1/65536",    "Et1/1/1",      "Et1//1",
+          "Et1/x", "Po",         "Po-1",       "Po1/1",   "Port-Channel", "PortChannel1", "Po65536",
+          "Vlan1", "EtEt1",      "EthernetEt1"})
         EXPECT_THROW(IntfId::parse(text), Zel::RangeException) << text;
 }
 
@@ -116,8 +119,15 @@ TEST(IntfId, OrdersByKindThenModuleThenPort) {
         for (std::size_t j = 0; j < ascending.size(); ++j) {
             EXPECT_EQ(ascending[i] < ascending[j], i < j);
             EXPECT_EQ(ascending[i] == ascending[j], i == j);
+            EXPECT_EQ(ascending[i] <=> ascending[j], i <=> j);
         }
     }
+}
+
+TEST(IntfId, IsANumberOfEightBitsTwiceAndSixteen) {
+    EXPECT_EQ(IntfId::parse("Et3/1").value(), 0x01030001U);
+    EXPECT_EQ(IntfId::parse("Et255/65535").value(), 0x01ffffffU);
+    EXPECT_EQ(IntfId::parse("Po258").value(), 0x02000102U);
 }
 
 TEST(IntfId, DifferentInterfacesHaveDifferentHashes) {

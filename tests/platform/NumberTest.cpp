@@ -45,6 +45,9 @@ TYPED_TEST(Number, ComparesAsItsValue) {
     EXPECT_TRUE(TypeParam(3) < TypeParam(4));
     EXPECT_TRUE(TypeParam(4) > 3);
     EXPECT_FALSE(TypeParam(200) < TypeParam(4));
+    EXPECT_EQ(TypeParam(3) <=> TypeParam(4), std::strong_ordering::less);
+    EXPECT_EQ(TypeParam(4) <=> TypeParam(4), std::strong_ordering::equal);
+    EXPECT_EQ(TypeParam(5) <=> TypeParam(4), std::strong_ordering::greater);
 }
 
 TYPED_TEST(Number, DifferentValuesHaveDifferentHashes) {

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <optional>
@@ -147,6 +148,37 @@ TEST(PktManager, AllocatesNothingOnceWarm) {
     EXPECT_EQ(FailingAllocation::made(), before);
 }
 
+TEST(PktManager, AllocatesNothingForASharedBufferOnceWarm) {
+    for (const bool threadSafe : {false, true}) {
+        SCOPED_TRACE(threadSafe);
+        std::optional<ThreadSafePointers> switchedOn;
+        if (threadSafe)
+            switchedOn.emplace();
+        const auto share = [] {
+            Pkt::Ptr packet = packetOf(53, 1);
+            const Pkt::Ptr clone = packet->clone();
+            grow(packet, 1, 2);
+            packet = nullptr;
+            const Pkt::Ptr second = clone->clone();
+        };
+        share();
+        const std::size_t made = FailingAllocation::made();
+        const std::ptrdiff_t outstanding = FailingAllocation::outstanding();
+        for (U32 i = 0; i <= Pkt::Manager::keptLimit; ++i)
+            share();
+        EXPECT_EQ(FailingAllocation::made(), made);
+        EXPECT_EQ(FailingAllocation::outstanding(), outstanding);
+    }
+}
+
+TEST(PktManager, KeepsNoMemoryOfMoreThanTheUsualSize) {
+    const std::vector<Pkt::Ptr> packets = allKeptMemory(); // so that more would be kept
+    packetOf(1, 1);
+    const std::ptrdiff_t outstanding = FailingAllocation::outstanding();
+    packetOf(Pkt::Manager::usualSize, 1);
+    EXPECT_EQ(FailingAllocation::outstanding(), outstanding);
+}
+
 TEST(PktManager, KeepsMemoryOfNoMorePacketsThanItDocuments) {
     constexpr U32 extra = 10;
     std::vector<Pkt::Ptr> packets;
@@ -272,6 +304,28 @@ TEST(Pkt, AFrameOfFullSizeStandsInTheFirstBuffer) {
     grow(packet, 1500, 1);
     grow(packet, 22, 2);
     EXPECT_EQ(FailingAllocation::made(), before);
+}
+
+TEST(Pkt, DataInItsFirstBufferLieBehindItsOwnOctetsAndEndAtOnePlace) {
+    // How far from the packet's own octets something is that may be elsewhere.
+    const auto from = [](Pkt::Ptr const& packet, U8 const* place) {
+        return reinterpret_cast<std::uintptr_t>(place) -
+               reinterpret_cast<std::uintptr_t>(packet.ptr() + 1);
+    };
+    const Pkt::Ptr empty = newPkt();
+    const std::uintptr_t room = from(empty, empty->data().data());
+    const auto size = static_cast<U32>(room);
+    for (const U32 n : {size - 1, size, size + 1}) {
+        SCOPED_TRACE(n);
+        const Pkt::Ptr packet = globalPktManager().newPkt(n);
+        // One octet more would take the packet's last one.
+        EXPECT_EQ(from(packet, packet->data().data()) == room - n, n <= size);
+    }
+    // A clone that moves to the buffer that it came with has its data end there, too.
+    const Pkt::Ptr packet = packetOf(3, 1);
+    const Pkt::Ptr clone = packet->clone();
+    grow(clone, 1, 2);
+    EXPECT_EQ(from(clone, clone->data().data()), room - 4);
 }
 
 TEST(Pkt, RefusesFourGigaoctetsOfData) {
@@ -565,6 +619,15 @@ TEST(PktThreads, HaveDataFromTheBeginningWhilePointersAreThreadSafe) {
     const ThreadSafePointers switchedOn;
     for (U32 n : {53U, 2 * Pkt::Manager::usualSize})
         EXPECT_EQ(globalPktManager().newPkt(n)->data().size(), n);
+}
+
+TEST(PktThreads, ACloneOutlivesItsOriginalWhilePointersAreThreadSafe) {
+    const ThreadSafePointers switchedOn;
+    Pkt::Ptr packet = packetOf(53, 1);
+    const Pkt::Ptr clone = packet->clone();
+    packet = nullptr;
+    const Pkt::Ptr other = packetOf(100, 2); // takes the original's memory if that were free
+    EXPECT_TRUE(holds(clone, std::vector<U8>(53, 1)));
 }
 
 TEST(PktThreads, ReleaseWhatAnotherThreadMadeWhilePointersAreThreadSafe) {

@@ -5,6 +5,8 @@
 #include "platform/stp/StpiPortStatus.h"
 
 #include "framework/zel/Exception.h"
+#include "tests/framework/FailingAllocation.h"
+#include "tests/model/AttributeTest.h"
 #include "tests/platform/Text.h"
 
 #include <gtest/gtest.h>
@@ -78,6 +80,35 @@ TEST(Config, DoesNotFilterOnEdgePortsUntilSetOtherwise) {
     EXPECT_FALSE(config->edgePortBpduFilter());
     config->edgePortBpduFilterIs(true);
     EXPECT_TRUE(config->edgePortBpduFilter());
+}
+
+TEST(PlatformTypes, StoreThenNotifyAlsoForAnEqualValue) {
+    using namespace Stp;
+    const EthAddr address(0x00, 0x1c, 0x73, 0x0a, 0x0b, 0x0c);
+    expectEachWriteStoresThenNotifies(Port::Ptr(new Port), 258, &Port::ethAddr, &Port::ethAddrIs,
+                                      address);
+    const Zel::Ptr config(new PortConfig);
+    expectEachWriteStoresThenNotifies(config, 258, &PortConfig::bpduFilter,
+                                      &PortConfig::bpduFilterIs, BpduFilter::enabled);
+    expectEachWriteStoresThenNotifies(config, 259, &PortConfig::adminEdge, &PortConfig::adminEdgeIs,
+                                      true);
+    expectEachWriteStoresThenNotifies(Zel::Ptr(new StpiPortStatus), 258, &StpiPortStatus::operEdge,
+                                      &StpiPortStatus::operEdgeIs, true);
+    expectEachWriteStoresThenNotifies(Zel::Ptr(new Config), 258, &Config::edgePortBpduFilter,
+                                      &Config::edgePortBpduFilterIs, true);
+}
+
+TEST(PlatformTypes, GiveTheirMemoryBack) {
+    const auto leaves = [](auto make) {
+        const std::ptrdiff_t before = FailingAllocation::outstanding();
+        make();
+        return FailingAllocation::outstanding() - before;
+    };
+    EXPECT_EQ(leaves([] { Zel::Ptr(new Stp::Port); }), 0);
+    EXPECT_EQ(leaves([] { Zel::Ptr(new Stp::MstPortSm(Stp::Port::Ptr(new Stp::Port))); }), 0);
+    EXPECT_EQ(leaves([] { Zel::Ptr(new Stp::PortConfig); }), 0);
+    EXPECT_EQ(leaves([] { Zel::Ptr(new Stp::StpiPortStatus); }), 0);
+    EXPECT_EQ(leaves([] { Zel::Ptr(new Stp::Config); }), 0);
 }
 
 TEST(PlatformTypes, AreRegisteredUnderTheirNames) {

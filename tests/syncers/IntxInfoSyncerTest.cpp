@@ -172,6 +172,13 @@ TEST_P(IntxInfoSyncerTest, OnANullSourceDeletesTheEntriesOfTheDestination) {
     EXPECT_EQ(log.take(), scalarWrites + (Lines{"mstiN[0] deleted", "mstiN[4] deleted"}));
 }
 
+TEST_P(IntxInfoSyncerTest, OnANullSourceDeletesTheOnlyEntryOfTheDestination) {
+    dest = filled(9, {4});
+    log.follow(dest);
+    start(nullptr);
+    EXPECT_EQ(log.take(), scalarWrites + Lines{"mstiN[4] deleted"});
+}
+
 TEST_P(IntxInfoSyncerTest, OnANullDestinationFollowsTheSourceAndWritesNothing) {
     dest = nullptr;
     start(filled(9, {0}));

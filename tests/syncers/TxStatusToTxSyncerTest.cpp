@@ -1,5 +1,6 @@
 #include "syncers/TxStatusToTxSyncer.h"
 
+#include "framework/zel/Activity.h"
 #include "framework/zel/Exception.h"
 #include "framework/zel/Strep.h"
 #include "tests/framework/EachAllocation.h"
@@ -490,6 +491,11 @@ TEST_P(TxStatusToTx, ANameAddedLaterGetsEmptyPortsWhoseReactorsKeepNoDestination
     EXPECT_EQ(capture.texts(), (Lines{onPort + "handleTxUpdate() setting vlan=10",
                                       onPort + "handleTxInfo() setting vlan=20",
                                       onPort + "handleTxInfo() deleting vlan=20"}));
+    const TxMstPortStatus::Ptr other(new TxMstPortStatus(et1));
+    fill(*other, 50);
+    portSm()->notifierIs(other);
+    EXPECT_EQ(portSm()->txMstPortStatus(), other);
+    portSm()->notifierIs(port());
     EXPECT_EQ(journal.take(), Lines());
     fill(*port(et2), 50);
     EXPECT_EQ(portSm(et2)->dest(), destPort(et2));
@@ -1231,6 +1237,41 @@ TEST_P(TxStatusToTx, ARecordReplacedWhileTheTreeIsBuiltIsMirroredAndFollowed) {
     EXPECT_EQ(contents(dest), contents(source));
 }
 
+TEST_P(TxStatusToTx, ARecordThatGoesWhileItsSyncerIsMadeLeavesNone) {
+    port();
+    start();
+    journalDest();
+    bool deleted = false;
+    journal.look = [&](std::string const& line) {
+        if (line.starts_with("mst1/Et1/10/stpVersion=") && !std::exchange(deleted, true))
+            port()->txInfoDel(10);
+    };
+    port()->txInfoMemberIs(Samples::filled(10, {0}));
+    EXPECT_TRUE(deleted);
+    EXPECT_EQ(destPort()->txInfo(10), nullptr);
+    EXPECT_FALSE(portSm()->txInfoSyncerHas(10));
+}
+
+TEST_P(TxStatusToTx, ARecordThatGoesFromAZombieWhileItsSyncerIsMadeStaysInTheDestination) {
+    port();
+    start();
+    journalDest();
+    journal.look = [&](std::string const& line) {
+        if (!line.starts_with("mst1/Et1/10/stpVersion="))
+            return;
+        syncer->zelDoZombieReactors(true);
+        port()->txInfoDel(10);
+    };
+    TraceCapture capture("StpTxStatusSyncer", {8});
+    port()->txInfoMemberIs(Samples::filled(10, {0}));
+    EXPECT_EQ(port()->txInfo(10), nullptr);
+    EXPECT_NE(destPort()->txInfo(10), nullptr);
+    EXPECT_EQ(capture.texts().front(),
+              "TxToTx::ZelTxMstPortStatusSm[mst1|Et1]::handleTxInfo() setting vlan=10");
+    for (std::string const& text : capture.texts())
+        EXPECT_EQ(text.find("deleting"), text.npos) << text;
+}
+
 TEST_P(TxStatusToTx, KeysMadeAgainInTheirOwnDeletionNoticeAreThereAndFollowed) {
     fill(*port(), 5);
     start();
@@ -1274,6 +1315,34 @@ TEST_P(TxStatusToTx, ExhaustedMemoryAtAnyAllocationLeavesNothingBehindAndReaches
         dest = nullptr;
     });
     EXPECT_GT(failures, 20U);
+}
+
+TEST_P(TxStatusToTx, AWriteThatMemoryIsExhaustedInEndsForWhoLooksOn) {
+    class Open final : public Zel::ActivityObserver {
+      public:
+        Zel::U64 reactionBegins(Zel::Activity const&) noexcept override { return begin(); }
+        Zel::U64 writeBegins(Zel::Activity const&) noexcept override { return begin(); }
+        void ends(Zel::TypeNode const&, Zel::U64 begun) noexcept override {
+            EXPECT_EQ(begun, open);
+            --open;
+        }
+        unsigned open = 0;
+
+      private:
+        Zel::U64 begin() noexcept { return ++open; }
+    };
+    static Open observer; // as another thread may still be within it
+    port(et1)->txInfoIs(10)->mstiNIs(0);
+    const unsigned failures = failEachAllocation([&](Attempt& attempt) {
+        dest = TxStatus::Ptr(new TxStatus);
+        Zel::activityObserverIs(&observer);
+        attempt([&] { start(); });
+        Zel::activityObserverIs(nullptr);
+        EXPECT_EQ(observer.open, 0U);
+        syncer = nullptr;
+        dest = nullptr;
+    });
+    EXPECT_GT(failures, 5U);
 }
 
 TEST_P(TxStatusToTx, ExhaustedMemoryForAnotherEntityOfANameIsMadeGoodByTheNextNotice) {

@@ -45,6 +45,15 @@ IMMEDIATE = re.compile(r"(mov|movabs|cmp|test|add|sub|imul|and|or|xor|sal|sar|sh
 WAY_OUT = {"%ebx", "%r12d", "%r13d", "%r14d", "%r15d"}
 RESULT = re.compile(r"%(?:rax|eax|ax|al)\b")
 
+# Of an object in the function's frame, or of a member.
+ZEROES = re.compile(
+    r"movl \$0, %eax; (?:movb \$0, (-\d+)\(%rbp,%rax\)|movq \S+, %rdx; movb \$0, (\d*)\(%rdx,%rax\)); "
+    r"cmpq \$\d+, %rax; je \S+; addq \$1, %rax; jmp \S+; "
+    r"(?:leaq \1\(%rbp\), %rax|movq \S+, %rax(?:; addq \$\2, %rax)?); movq %rax, %rdi; call _ZN\w+C[12]E"
+)
+
+NOT_READ = re.compile(r"call (\w+EDn|_ZNSt9__cmp_cat8__unspecC[12])")
+INSERTED = re.compile(r"(.*; )?movabsq \$-\d+, %(\w+); andq %\2, %(\w+); orq %\w+, %\3")
 # Guards of variables in functions: a second look at what another one has just seen.
 GUARD = re.compile(r"_ZGV|__cxa_guard_acquire")
 # Calls whose numbers are sizes of objects, which the allocator rounds up.
@@ -142,16 +151,19 @@ class Unit:
 
     def _site(self, function, at, instruction, place):
         text = self.source_line(place[0], place[1])
-        if function.is_of_a_temporary(at):
+        if function.is_of_a_temporary(at) or function.is_of_zeroes(at):
             return
         # Behind a block's end stands what the compiler makes of its variables' ends.
         if text in ("}", "};") and instruction.mnemonic != "call":
+            return
+        # What only the compiler executes.
+        if "is_constant_evaluated()" in text:
             return
         kind = value = None
         is_mask = returns_object = may_be_returned = False
         callee = ""
         if JUMP.match(instruction.mnemonic):
-            kind = "branch" if function.jump_is_the_sources(at) else None
+            kind = "branch" if function.jump_is_the_sources(at, text) else None
         elif SET.match(instruction.text):
             kind = "value" if function.value_is_the_sources(at) else None
         elif instruction.mnemonic == "call":
@@ -194,7 +206,10 @@ class Function:
     def after(self, at, count):
         return [each.text for each in self.code[at + 1 : at + 1 + count]]
 
-    def jump_is_the_sources(self, at):
+    def jump_is_the_sources(self, at, source):
+        # The halves in which a case is looked for.
+        if source.startswith("switch (") and not re.match(r"jn?e$", self.code[at].mnemonic):
+            return False
         if any(GUARD.search(text) for text in self.before(at, 6)):
             return False
         # The choice among handlers: what they do not catch is not thrown.
@@ -233,6 +248,14 @@ class Function:
             if each.mnemonic not in ("leaq", "movq", "addq"):
                 return False
         return False
+
+    def is_of_zeroes(self, at):
+        """Whether the instruction is of a loop that makes an object's octets zero before its
+        constructor is called."""
+        return any(
+            ZEROES.match("; ".join(each.text for each in self.code[begin : begin + 11]))
+            for begin in range(max(0, at - 4), at + 1)
+        )
 
     def is_way_out(self, operands):
         """Whether the register is one that tells, behind the destructors at a block's end, how the
@@ -278,8 +301,13 @@ class Function:
         # The end that substr() goes to when none is given: any length will do.
         if value == -1 and any(re.match(r"call \w+6substrE", text) for text in _up_to_call(following)):
             return False
-        # A null pointer's constant, of which nothing is read.
-        if operation == "mov" and any(re.match(r"call \w+EDn", text) for text in _up_to_call(following)):
+        # A null pointer's constant, and the zero that an ordering is compared with: nothing reads them.
+        if operation == "mov" and any(NOT_READ.match(text) for text in _up_to_call(following)):
+            return False
+        # A constant variable's place: its uses have the value themselves.
+        if operation == "mov" and re.match(r"constexpr (bool|unsigned|U\d+|std::size_t) \w+ = ", source):
+            return False
+        if self.is_of_an_insertion(at, operation, value, source):
             return False
         if operation in ("mov", "cmp") and self.is_way_out(instruction.operands):
             return False
@@ -289,6 +317,18 @@ class Function:
                 abs(value) == 1 and re.search(r"\+\+|--", source) is not None
             )
         return True
+
+    def is_of_an_insertion(self, at, operation, value, source):
+        """Whether the number serves to put a small object's octets together in a register, or to take
+        them from there."""
+        if operation == "and" and value in (0, -1):
+            return True
+        if re.search(r"[&|^~]", source):
+            return False
+        return operation == "movabs" and INSERTED.match("; ".join([self.code[at].text, *self.after(at, 2)])) is not None or (
+            self.code[at].text in ("movl $0, %eax", "movl $0, %edx")
+            and INSERTED.match("; ".join(self.after(at, 5))) is not None
+        )
 
     def is_overwritten(self, at):
         """Whether what is stored is replaced before it can be read: zeros that precede an aggregate's
@@ -332,6 +372,8 @@ class Function:
         while at < len(self.code) and limit:
             limit -= 1
             text, mnemonic, operands = self.code[at].text, self.code[at].mnemonic, self.code[at].operands
+            if mnemonic == "nop" and self.is_end_with_result(at + 1):
+                return "returned"
             if mnemonic in ("call", "ud2", "nop") or JUMP.match(mnemonic):
                 return "unused"  # nop: stands at the end of what returns nothing
             if mnemonic in ("leave", "ret"):
@@ -350,6 +392,14 @@ class Function:
                 return "unused" if re.search(r", %xmm0$", operands) else "used"
             at += 1
         return "unused"
+
+    def is_end_with_result(self, end):
+        """Whether something is put where results are before a jump there."""
+        return any(
+            self.targets.get(jump.operands) == end and re.search(r", %[er]?a[xl]$", result.operands)
+            for result, jump in zip(self.code, self.code[1:])
+            if jump.mnemonic == "jmp" and result.mnemonic.startswith("mov")
+        )
 
     def made_object(self, at):
         """Whether the call's first argument is the place of an object that it makes, and whether more

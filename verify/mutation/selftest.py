@@ -53,6 +53,13 @@ TEST(Small, TheFirstIsSet) {
     EXPECT_EQ(first, 2);
 }
 """
+# Each passes by itself.
+NOT_TOGETHER = """\
+#include <gtest/gtest.h>
+int runs = 0;
+TEST(Alone, IsTheFirst) { EXPECT_EQ(++runs, 1); }
+TEST(Alone, IsTheFirstToo) { EXPECT_EQ(++runs, 1); }
+"""
 EXPECTED = """\
 1 constant 2 changed: killed
 3 branch taken: killed
@@ -76,21 +83,48 @@ EXPECTED = """\
 """
 
 
+def test_program(compiler, name, source, objects, folder):
+    (folder / f"{name}.cpp").write_text(source)
+    mutate.run([compiler, "-O0", "-c", folder / f"{name}.cpp", "-o", folder / f"{name}.test.o"])
+    mutate.link(objects, [folder / f"{name}.test.o"], ["-lgtest_main", "-lgtest"], folder / name)
+    return mutate.Program(name, folder / name)
+
+
+def fails_together(program_):
+    try:
+        mutate.check_together([program_])
+    except RuntimeError:
+        return True
+    return False
+
+
+def found_named(entries, survivors):
+    """How many of the survivors are named, and what is named besides."""
+    equivalent = mutate.Equivalent(entries)
+    return sum(equivalent.names(each, "text") for each in survivors), equivalent.unused()
+
+
 def main(compiler):
     program.SECONDS = 0
+    survivor = mutate.Mutant("file:1:2 branch taken", "branch", "taken", "file", 1, "function", [])
+    entry = {"file": "file", "function": "function", "text": "text", "changes": ["branch taken"]}
+    for survivors, expected in [(0, (0, ["file: function: text: branch taken"])), (1, (1, [])), (2, (1, []))]:
+        if found_named([entry], [survivor] * survivors) != expected:
+            sys.exit(f"one named, {survivors} survivors: {found_named([entry], [survivor] * survivors)}")
     with tempfile.TemporaryDirectory() as folder:
         folder = Path(folder)
         (folder / "library.cpp").write_text(LIBRARY)
-        (folder / "tests.cpp").write_text(TESTS)
         sources = mutate.Sources(folder)
         command = f"{compiler} -O0 -g1 -fPIC -o library.o -c library.cpp"
         units, objects = mutate.compiled([(folder, command)], folder, lambda file: file == "library.cpp", sources)
         found = mutate.mutants(mutate.kept(units), sources)
-        mutate.run([compiler, "-O0", "-c", folder / "tests.cpp", "-o", folder / "tests.o"])
-        small = folder / "small"
-        mutate.link(objects, [folder / "tests.o"], ["-lgtest_main", "-lgtest"], small)
-        programs = [mutate.Program("small", small)]
+        programs = [
+            test_program(compiler, "small", TESTS, objects, folder),
+            test_program(compiler, "alone", NOT_TOGETHER, objects, folder),
+        ]
         mutate.learn(programs, {site.label for mutant in found for site in mutant.sites}, folder)
+        if [fails_together(each) for each in programs] != [False, True]:
+            sys.exit("tests that pass only by themselves are not seen")
         (folder / "copy").mkdir()
         laboratory = mutate.Laboratory(programs, folder / "copy")
         told = []
