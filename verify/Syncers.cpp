@@ -151,8 +151,8 @@ std::string verify(Verify::Run& run) {
               << " notifications of destinations, syncers paused " << Verify::grouped(met.paused)
               << " times, " << Verify::grouped(met.refused)
               << " changes of parameters refused; the first " << replayed
-              << " seeds replayed with the same trace\n";
-    std::printf("note: trace digest %016llx\n", static_cast<unsigned long long>(all.value()));
+              << " seeds replayed with the same digest\n";
+    std::printf("note: digest %016llx\n", static_cast<unsigned long long>(all.value()));
     std::fflush(stdout);
     return Verify::grouped(met.operations) + " operations that had something to change, " +
            Verify::grouped(seeds) + " seeds";
