@@ -16,6 +16,12 @@ class Row(NamedTuple):
     apart: bool = False
 
 
+def built(preset, *targets):
+    """The command for a build; one at a time, as each has all processors and rows may share it."""
+    named = f" --target {' '.join(targets)}" if targets else ""
+    return f"cmake --preset {preset} >/dev/null && flock build cmake --build --preset {preset}{named} -- --quiet"
+
+
 ROWS = [
     Row(
         "notifier",
@@ -92,7 +98,7 @@ ROWS = [
         target="no finding; full edge coverage of the parser from an empty corpus",
         commands=[
             "{build}/verify/verify-hostile",
-            "cmake --preset clang-fuzz && cmake --build --preset clang-fuzz --target parse_fuzz parse_edges",
+            built("clang-fuzz", "parse_fuzz", "parse_edges"),
             "verify/fuzz.py {build}/../clang-fuzz/tests/agent/fuzz {results}",
         ],
     ),
@@ -104,8 +110,7 @@ ROWS = [
         " seeds again",
         "10 million operations that had something to change, 10,000 seeds, both compilers give the same digest",
         [
-            "cmake --preset clang-verify >/dev/null && "
-            "cmake --build --preset clang-verify --target verify-syncers -- --quiet",
+            built("clang-verify", "verify-syncers"),
             "{build}/verify/verify-syncers >{results}/gcc.txt; status=$?; cat {results}/gcc.txt; exit $status",
             "build/clang-verify/verify/verify-syncers >{results}/clang.txt || exit; "
             "grep '^note: digest' {results}/gcc.txt >{results}/gcc.digest && "
@@ -128,7 +133,7 @@ ROWS = [
         " pointers and strings, with thread-safe pointers",
         "ThreadSanitizer silent, a million operations of each on each thread",
         [
-            "cmake --preset gcc-tsan >/dev/null && cmake --build --preset gcc-tsan --target verify-threads -- --quiet",
+            built("gcc-tsan", "verify-threads"),
             "TSAN_OPTIONS=halt_on_error=1 build/gcc-tsan/verify/verify-threads && echo 'note: ThreadSanitizer silent'",
         ],
     ),
@@ -138,8 +143,7 @@ ROWS = [
         "lines, branches and conditions that the library's tests execute (clang 19), over all instantiations of a template",
         "100 % each; at most 0.5 % of the lines left out, each with its reason beside it",
         [
-            "cmake --preset coverage",
-            "cmake --build --preset coverage",
+            built("coverage"),
             "verify/coverage.py build/coverage {results}",
         ],
     ),
@@ -167,8 +171,8 @@ ROWS = [
         "that pass 2^32 seconds meanwhile; what becomes of each: [counters.md](counters.md)",
         target="identical results",
         commands=[
-            "cmake --build --preset gcc-release -- --quiet",
-            "cmake --preset gcc-counters >/dev/null && cmake --build --preset gcc-counters -- --quiet",
+            built("gcc-release"),
+            built("gcc-counters"),
             "verify/counters.py {build} build/gcc-counters {results}",
         ],
     ),
@@ -187,8 +191,7 @@ ROWS = [
         "themselves run what g++ builds",
         target="all pass",
         commands=[
-            "cmake --preset clang-verify >/dev/null && "
-            "cmake --build --preset clang-verify --target verify_programs -- --quiet",
+            built("clang-verify", "verify_programs"),
             "ctest --test-dir build/clang-verify -R '^verify[.]' --no-tests=error --output-on-failure "
             ">{results}/tests.txt || {{ cat {results}/tests.txt; exit 1; }}; "
             "echo \"figure: $(grep -c ' Passed ' {results}/tests.txt) tests pass, "
@@ -204,8 +207,7 @@ ROWS = [
         "templates that only tests compile",
         target="every change noticed by a test, or named with a reason why none can notice it; at most 2 % of these",
         commands=[
-            "cmake --preset gcc-debug >/dev/null && "
-            "cmake --build --preset gcc-debug --target library_tests -- --quiet",
+            built("gcc-debug", "library_tests"),
             "verify/mutate.py build/gcc-debug",
         ],
         apart=True,
