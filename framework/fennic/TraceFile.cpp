@@ -101,13 +101,13 @@ class RecordWords {
             return;
         }
         store(entityWord, from.own(entityWord));
-        for (std::size_t index = entityKeyWord; index < Words{}.size(); ++index)
+        for (std::size_t index = entityKeyWord; index < std::tuple_size_v<Words>; ++index)
             store(index, from.own(index));
     }
     void about(BlockRecord const& record) noexcept {
         const auto words = std::bit_cast<Words>(record);
         store(entityWord, words[entityWord]);
-        for (std::size_t index = entityKeyWord; index < Words{}.size(); ++index)
+        for (std::size_t index = entityKeyWord; index < std::tuple_size_v<Words>; ++index)
             store(index, words[index]);
     }
 

@@ -73,7 +73,7 @@ std::optional<IntfId> parsed(std::string_view text) noexcept {
         } else {
             const auto module = decimal<U8>(text.substr(0, slash));
             const auto port = decimal<U16>(text.substr(slash + 1));
-            if (module && *module != 0 && port)
+            if (module.value_or(0) != 0 && port)
                 return IntfId::ethernet(*module, *port);
         }
     }

@@ -7,6 +7,7 @@
 #include "tests/framework/FailingAllocation.h"
 #include "tests/framework/ToyModel.h"
 #include "tests/framework/TraceReader.h"
+#include "tests/framework/Watcher.h"
 
 #include <gtest/gtest.h>
 
@@ -206,6 +207,32 @@ TEST(TraceFile, TheHeaderTellsHowTheMemoryIsLaidOut) {
             EXPECT_EQ(memory.read().lane(lane).recordCount, 0u);
         }
     }
+}
+
+TEST(TraceFile, HasMoreLanesFrom256KibioctetsOn) {
+    const Memory memory(262144);
+    TraceFile file;
+    file.memoryIs(memory.octets().first(262143));
+    EXPECT_EQ(TraceReader(memory.octets().first(262143)).header().laneCount, 2u);
+    file.memoryIs(memory.octets());
+    EXPECT_EQ(memory.read().header().laneCount, TraceFile::maxLanes);
+}
+
+TEST(TraceFile, DescribesAClassByItsAttributes) {
+    const Memory memory(smallest);
+    TraceFile file;
+    file.memoryIs(memory.octets());
+    MessageId messageId{0};
+    file.typeIs(messageId, Toy::Record::_zelType);
+    const TraceReader::Message message = memory.read().messages().back();
+    EXPECT_EQ(message.text, "Toy::Record");
+    EXPECT_EQ(message.line, 0u);
+    EXPECT_EQ(message.kind, Fennic::DescriptorKind::type);
+    const std::string& attributes = message.sourceFileName;
+    EXPECT_TRUE(attributes.starts_with("258\ttitle\tZel::String\n259\trevision\tunsigned int\n"))
+        << attributes;
+    EXPECT_NE(attributes.find("\n264\tgroup\t"), attributes.npos) << attributes;
+    EXPECT_NE(attributes.find("\tZel::Name\n265\tvalid\tbool\n"), attributes.npos) << attributes;
 }
 
 TEST(TraceFile, AttachingTheSameMemoryAgainBeginsAnew) {
@@ -1099,6 +1126,38 @@ TEST(Reactions, ShowTheKeysThatEntityAndAttributeHaveAndNoOthers) {
     EXPECT_EQ(number(records[3].key), 3u);
 }
 
+TEST(Reactions, ArePassedOnToTheBlocksWithin) {
+    const Memory memory(smallest);
+    const DefaultFileOn on(memory);
+    MessageId messageId{0};
+    const Zel::Ptr<Toy::Item> item(new Toy::Item(7));
+    const auto watcher = ::watch(item, [&](Zel::AttributeId, void const*) {
+        const BlockTimerSelf timer(Fennic::defaultTraceFile(), messageId);
+    });
+    item->countIs(1);
+    const std::vector<BlockRecord> records = memory.read().records();
+    ASSERT_EQ(records.size(), 2u);
+    EXPECT_EQ(records[0].kind, Fennic::BlockKind::handler);
+    EXPECT_EQ(records[1].kind, Fennic::BlockKind::reaction);
+    for (BlockRecord const& record : records) {
+        EXPECT_EQ(record.entity, reinterpret_cast<std::uintptr_t>(item.ptr()));
+        EXPECT_EQ(record.attribute, 259u);
+        EXPECT_EQ(number(record.entityKey), 7u);
+        EXPECT_EQ(record.reserved, 0u);
+    }
+}
+
+TEST(Reactions, ToANoticeWithoutAKeyHaveNone) {
+    const Memory memory(smallest);
+    const DefaultFileOn on(memory);
+    Toy::Log log;
+    const Zel::Ptr<Toy::Record> record(new Toy::Record);
+    const auto onRecord = Toy::watch(record, "record", log);
+    record->notify(261, nullptr);
+    ASSERT_EQ(memory.read().records().size(), 1u);
+    EXPECT_EQ(memory.read().records()[0].key.kind, Fennic::KeyImage::none);
+}
+
 TEST(Reactions, ShowTheBeginningAndTheLengthOfAKeyThatIsText) {
     const Memory memory(smallest);
     const DefaultFileOn on(memory);
@@ -1133,8 +1192,12 @@ TEST(Reactions, LeaveNothingInTheRecordsThatReplaceTheirs) {
     for (const bool ofItem : {true, false}) {
         for (U64 i = 0; i < ringCapacity; ++i)
             ofItem ? item->countIs(1) : record->notify(261, &key);
-        for (U64 i = 0; i < ringCapacity; ++i)
-            const BlockTimerSelf timer(Fennic::defaultTraceFile(), messageId);
+        for (U64 i = 0; i < ringCapacity; ++i) {
+            if (i % 2 == 0)
+                const BlockTimerSelf timer(Fennic::defaultTraceFile(), messageId);
+            else
+                Fennic::defaultTraceFile().blockEnds(messageId, 1); // was not begun
+        }
         const std::vector<BlockRecord> records = memory.read().records();
         ASSERT_EQ(records.size(), ringCapacity);
         for (BlockRecord const& each : records) {

@@ -619,6 +619,24 @@ TEST_F(PatternTest, AReactorThatIsReboundAmidItsChildrenEndsWithThoseOfTheLatest
     expectChildren({2, 4});
 }
 
+TEST_F(PatternTest, AReactorThatAnotherHasComeBeforeIsLetGo) {
+    startQuietly();
+    Ptr<Item::NotifieeConst> made;
+    Ptr<ItemSyncer::ZelItem> first;
+    when("ZelItem(1) handleInitialized", [&] {
+        made = Ptr(tape.item);
+        first = syncer->itemIs(source->item(1));
+    });
+    source->itemIs(1);
+    ASSERT_NE(made, nullptr);
+    EXPECT_EQ(syncer->item(1), first);
+    EXPECT_NE(made.ptr(), first.ptr());
+    EXPECT_TRUE(made->zelMarkedForDeletion());
+    EXPECT_FALSE(made->hasNotificationActive());
+    EXPECT_EQ(static_cast<ItemSyncer::ZelItem&>(*made).owner(), nullptr);
+    EXPECT_FALSE(first->zelMarkedForDeletion());
+}
+
 TEST_F(PatternTest, ANullNotifierUnbindsAndRunsNothing) {
     source->itemIs(1);
     startQuietly();

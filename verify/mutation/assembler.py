@@ -37,7 +37,7 @@ class Site(NamedTuple):
 FILE = re.compile(r'\t\.file (\d+) (?:"([^"]*)" )?"([^"]*)"')
 LOC = re.compile(r"\t\.loc (\d+) (\d+) (\d+)")
 TYPE = re.compile(r"\t\.type\t(\S+), @function")
-INSTRUCTION = re.compile(r"\t([a-z]\w*)(?:\t(.*))?$")
+INSTRUCTION = re.compile(r"\t((?:rep )?[a-z]\w*)(?:\t(.*))?$")
 JUMP = re.compile(r"j(?!mp)[a-z]+$")
 # The ones that are two octets and a register without a prefix.
 SET = re.compile(r"set[a-z]+ %[abcd]l$")
@@ -298,6 +298,9 @@ class Function:
         # The count of words that are made zero, before an aggregate's members.
         if operation == "mov" and any(text.startswith("rep ") for text in following[:2]):
             return False
+        # The upper half of what is divided; the factor that stands for a divisor.
+        if operation.startswith("mov") and following and re.match(r"div|i?mul[lq] %", following[0]):
+            return False
         # The end that substr() goes to when none is given: any length will do.
         if value == -1 and any(re.match(r"call \w+6substrE", text) for text in _up_to_call(following)):
             return False
@@ -340,8 +343,8 @@ class Function:
             return False
         for index, each in enumerate(self.code[at + 1 : at + 8], at + 1):
             if each.mnemonic == "leaq" and self.code[at].operands.startswith("$0,"):
-                following = self.after(index, 3)
-                return any(re.match(r"call _ZN\w+C[12]E", text) for text in following)
+                if any(re.match(r"call _ZN\w+C[12]E", text) for text in self.after(index, 3)):
+                    return True
             if each.mnemonic in ("call", "jmp") or JUMP.match(each.mnemonic):
                 return False
             source, _, stored = each.operands.rpartition(", ")
