@@ -5,6 +5,9 @@
 #include "framework/zel/Reactor.h"
 #include "framework/zel/Writer.h"
 
+#include <exception>
+#include <utility>
+
 namespace Zel {
 
 /// A root syncer of the pattern: owns the reactor on its source entity, of class E, and its child
@@ -88,13 +91,34 @@ class RootSyncer : public Object<Self, PtrInterface>, protected Writer<Self> {
     }
 
   protected:
+    /// Lives in Self's constructor, as a PtrInterface::Construction does. When that ends with an
+    /// exception, it calls tearDown() while all of the syncer is still there: its source reactor
+    /// is on, and what the destructors of its children do to the source would find a part of it.
+    class Construction : PtrInterface::Construction {
+      public:
+        explicit Construction(RootSyncer& syncer) noexcept
+            : PtrInterface::Construction(syncer)
+            , syncer_(syncer)
+            , exceptions_(std::uncaught_exceptions()) {}
+        ~Construction() {
+            if (std::uncaught_exceptions() != exceptions_)
+                syncer_.tearDown();
+        }
+        Construction(Construction const&) = delete;
+        Construction& operator=(Construction const&) = delete;
+
+      private:
+        RootSyncer& syncer_;
+        int exceptions_; // that were under way before
+    };
+
     RootSyncer() = default;
     /// Creates the reactor on the source and switches its notification on; nothing for null. The
     /// reactor of a zombie is a zombie.
     void sourceStart(Zel::Ptr<E const> const& source) { source_ = sourceReactor(source); }
 
-    /// The first step of Self's destructor: no handler runs any more, every child is let go, and
-    /// then the reactor on the source.
+    /// The first step of Self's destructor, and what a Construction does: no handler runs any more,
+    /// every child is let go, and then the reactor on the source.
     void tearDown() noexcept {
         self().zelDoZombieReactors(true);
         if constexpr (requires(Self & syncer) { syncer.children(); })

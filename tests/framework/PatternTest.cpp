@@ -1778,6 +1778,29 @@ TEST_F(FailingConstruction, OfARootWhoseChildrenHaveChildrenAtAnyAllocationRelea
     EXPECT_NE(destination->group("h")->item(2), nullptr);
 }
 
+TEST_F(FailingConstruction, OfARootIsNotDisturbedByADestructorThatChangesTheSource) {
+    when("GroupSyncer handleInitialized", [&] {
+        when("ZelGroup(g) destroy", [&] { source->groupDel("h"); });
+        throw std::runtime_error("refused");
+    });
+    EXPECT_THROW(startGroups(), std::runtime_error);
+    EXPECT_EQ(source->group("h"), nullptr) << "the destructor has run";
+    EXPECT_TRUE(liveReactors().empty());
+    EXPECT_TRUE(source->notifieeList()->empty());
+}
+
+TEST_F(FailingConstruction, OfAReactorIsNotDisturbedByADestructorThatChangesItsEntity) {
+    const Ptr<Group> group = source->group("g");
+    when("ZelGroup(g) handleInitialized", [&] {
+        when("ZelItem(1) destroy", [&] { group->itemDel(2); });
+        throw std::runtime_error("refused");
+    });
+    EXPECT_THROW(startGroups(), std::runtime_error);
+    EXPECT_EQ(group->item(2), nullptr) << "the destructor has run";
+    EXPECT_TRUE(liveReactors().empty());
+    EXPECT_TRUE(group->notifieeList()->empty());
+}
+
 TEST_F(FailingConstruction, OfANamedSyncerAtAnyAllocationLeavesTheNameFree) {
     const Zel::Name name("r");
     std::size_t failures = 0;
