@@ -13,6 +13,7 @@ thread_local bool failed = false;
 thread_local std::size_t allocations = 0;
 thread_local std::size_t deallocations = 0;
 thread_local std::function<void()> const* atNext = nullptr; // null: nothing is to be done
+thread_local std::function<void()> const* atNextDeallocation = nullptr;
 
 /// Whether this allocation is one that is to fail.
 bool fails() noexcept {
@@ -47,8 +48,11 @@ void* allocateOrThrow(std::size_t size, std::size_t alignment = 0) {
 }
 
 void deallocate(void* memory) noexcept {
-    if (memory)
+    if (memory) {
+        if (atNextDeallocation)
+            (*std::exchange(atNextDeallocation, nullptr))();
         ++deallocations;
+    }
     std::free(memory);
 }
 
@@ -71,6 +75,13 @@ AtAllocation::AtAllocation(std::function<void()> action)
 }
 
 AtAllocation::~AtAllocation() { atNext = nullptr; }
+
+AtDeallocation::AtDeallocation(std::function<void()> action)
+    : action_(std::move(action)) {
+    atNextDeallocation = &action_;
+}
+
+AtDeallocation::~AtDeallocation() { atNextDeallocation = nullptr; }
 
 bool FailingAllocation::happened() const noexcept { return failed; }
 

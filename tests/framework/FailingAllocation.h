@@ -47,3 +47,15 @@ class AtAllocation {
   private:
     std::function<void()> action_;
 };
+
+/// The same within the next deallocation of this thread, before the memory is given back.
+class AtDeallocation {
+  public:
+    explicit AtDeallocation(std::function<void()> action);
+    AtDeallocation(AtDeallocation const&) = delete;
+    AtDeallocation& operator=(AtDeallocation const&) = delete;
+    ~AtDeallocation();
+
+  private:
+    std::function<void()> action_;
+};

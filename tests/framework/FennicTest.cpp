@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
@@ -699,7 +700,7 @@ TEST(TraceFile, ABlockThatAThreadEntersBehindTheEndOfItsLaneIsLost) {
     EXPECT_EQ(memory.read().lane(0).depth, 0u);
 }
 
-TEST(TraceFile, AThreadWritesIntoTwoFilesByTurns) {
+void writeIntoTwoFilesByTurns() {
     const Memory memories[2] = {Memory(smallest), Memory(smallest)};
     TraceFile files[2];
     MessageId ids[2]{{0}, {0}};
@@ -718,6 +719,8 @@ TEST(TraceFile, AThreadWritesIntoTwoFilesByTurns) {
     EXPECT_EQ(memories[0].read().lane(1).threadId, 0u);
     EXPECT_EQ(memories[1].read().lane(1).threadId, 0u);
 }
+
+TEST(TraceFile, AThreadWritesIntoTwoFilesByTurns) { writeIntoTwoFilesByTurns(); }
 
 TEST(TraceFile, OneThatIsSwitchedOffLeavesALaterOneOn) {
     const Memory memories[2] = {Memory(smallest), Memory(smallest)};
@@ -771,6 +774,32 @@ TEST(TraceFile, AThreadThatWaitsForALaneWhileOtherMemoryIsAttachedWritesItsRecor
         EXPECT_EQ(second.read().header().lostRecords, 0u);
         file.blockEnds(messageId, 2);
         EXPECT_EQ(second.read().texts().back(), "a");
+    }
+}
+
+TEST(TraceFile, AThreadThatWaitsForALaneWhileTheMemoryIsTakenAwayLeavesItAlone) {
+    for (unsigned round = 0; round < 10; ++round) {
+        const Memory memory(smallest);
+        TraceFile file;
+        MessageId messageId{0};
+        std::atomic<pid_t> id{0};
+        std::thread writer;
+        file.memoryIs(memory.octets());
+        {
+            const AtAllocation locked([&] {
+                writer = std::thread([&] {
+                    id = ::gettid();
+                    file.blockEnds(messageId, 1);
+                });
+                while (id == 0 || !sleeps(id))
+                    std::this_thread::yield();
+            });
+            file.messageIs(messageId, "a", "File.cpp", 1);
+        }
+        file.memoryIs({});
+        const auto left = memory.copy();
+        writer.join();
+        EXPECT_EQ(memory.copy(), left);
     }
 }
 
@@ -852,6 +881,106 @@ TEST(ThreadBarrier, IsTheSystemsForTheThreadsOfOneProcess) {
         return 0;
     });
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGSYS) << status;
+}
+
+TEST(TraceFile, HasAllThreadsExecuteABarrierWhenItsMemoryIsTakenAway) {
+    if (!makesNoSystemCall([] {}))
+        GTEST_SKIP() << "no filter of system calls can be set: prctl(PR_SET_SECCOMP) fails";
+    if (!Fennic::canHaveThreadsSynchronized())
+        GTEST_SKIP() << "the system has no barrier for all threads: membarrier() fails";
+    const Memory memory(smallest);
+    TraceFile file;
+    file.memoryIs(memory.octets());
+    const int status = statusWithBarriers(false, [&] {
+        file.memoryIs({});
+        return 0;
+    });
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGSYS) << status;
+}
+
+TEST(TraceFile, AsksForNoBarrierWhereThreadsCannotBeSynchronized) {
+    if (!makesNoSystemCall([] {}))
+        GTEST_SKIP() << "no filter of system calls can be set: prctl(PR_SET_SECCOMP) fails";
+    // In a process that has attached no memory before, for that is when the system is asked.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto work = [] {
+        if (!filterSystemCalls(SYS_membarrier, SECCOMP_RET_ERRNO | EPERM, SECCOMP_RET_ALLOW))
+            std::abort();
+        const Memory memory(smallest);
+        TraceFile file;
+        file.memoryIs(memory.octets());
+        if (!filterSystemCalls(SYS_membarrier, SECCOMP_RET_KILL_PROCESS, SECCOMP_RET_ALLOW))
+            std::abort();
+        file.memoryIs({});
+        std::exit(7);
+    };
+    EXPECT_EXIT(work(), testing::ExitedWithCode(7), "");
+}
+
+TEST(TraceFile, AThreadWritesIntoTheFirstTwoFilesOfItsProcessByTurns) {
+    if (!makesNoSystemCall([] {}))
+        GTEST_SKIP() << "no filter of system calls can be set: prctl(PR_SET_SECCOMP) fails";
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto work = [](bool refused) {
+        if (refused &&
+            !filterSystemCalls(SYS_membarrier, SECCOMP_RET_ERRNO | EPERM, SECCOMP_RET_ALLOW))
+            std::abort();
+        writeIntoTwoFilesByTurns();
+        std::exit(::testing::Test::HasFailure() ? 1 : 7);
+    };
+    EXPECT_EXIT(work(false), testing::ExitedWithCode(7), "");
+    EXPECT_EXIT(work(true), testing::ExitedWithCode(7), "");
+}
+
+/// A thread that has a lane writes while another has the file locked.
+void writeWhileTheFileIsLocked() {
+    const Memory memory(smallest);
+    TraceFile file;
+    MessageId writtenId{0};
+    MessageId messageId{0};
+    file.memoryIs(memory.octets());
+    enum Step { begun, hasLane, isLocked, hasWritten };
+    std::atomic<Step> step = begun;
+    std::thread writer([&] {
+        file.blockEnds(writtenId, 1);
+        step = hasLane;
+        step.notify_one();
+        step.wait(hasLane);
+        file.blockEnds(writtenId, 2);
+        step = hasWritten;
+    });
+    step.wait(begun);
+    bool waited = true;
+    {
+        // The list of messages grows, and the file is locked meanwhile.
+        const AtAllocation locked([&] {
+            step = isLocked;
+            step.notify_one();
+            const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+            while (step != hasWritten && std::chrono::steady_clock::now() < deadline)
+                std::this_thread::yield();
+            waited = step != hasWritten;
+        });
+        file.messageIs(messageId, "a", "File.cpp", 1);
+    }
+    writer.join();
+    EXPECT_FALSE(waited);
+    EXPECT_EQ(memory.read().recorded(), 2u);
+}
+
+TEST(TraceFile, AThreadThatHasALaneWritesWithoutALock) { writeWhileTheFileIsLocked(); }
+
+TEST(TraceFile, AThreadThatHasALaneWritesWithoutALockWhereThreadsCannotBeSynchronized) {
+    if (!makesNoSystemCall([] {}))
+        GTEST_SKIP() << "no filter of system calls can be set: prctl(PR_SET_SECCOMP) fails";
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto work = [] {
+        if (!filterSystemCalls(SYS_membarrier, SECCOMP_RET_ERRNO | EPERM, SECCOMP_RET_ALLOW))
+            std::abort();
+        writeWhileTheFileIsLocked();
+        std::exit(::testing::Test::HasFailure() ? 1 : 7);
+    };
+    EXPECT_EXIT(work(), testing::ExitedWithCode(7), "");
 }
 
 TEST(TraceFile, NoRecordMakesASystemCall) {
@@ -1026,6 +1155,7 @@ TEST(OpenBlocks, ABlockThatIsNotTheInnermostOneIsRecordedAndTakesNoneOffTheStack
         EXPECT_EQ(memory.read().text(memory.read().open()[0]), "open");
         EXPECT_EQ(memory.read().texts(), Texts{"entered earlier"});
         EXPECT_EQ(memory.read().records()[0].begin, 1u);
+        EXPECT_EQ(memory.read().records()[0].attribute, 0u);
     }
     EXPECT_EQ(memory.read().open().size(), 0u);
     EXPECT_EQ(memory.read().texts(), (Texts{"entered earlier", "open"}));
@@ -1058,6 +1188,11 @@ TEST(Reactions, AreObservedWhileTheDefaultFileHasMemory) {
     EXPECT_EQ(Zel::activityObserver(), nullptr);
     {
         const DefaultFileOn on(memory);
+        EXPECT_NE(Zel::activityObserver(), nullptr);
+        const Memory others(smallest);
+        TraceFile other;
+        other.memoryIs(others.octets());
+        other.memoryIs({});
         EXPECT_NE(Zel::activityObserver(), nullptr);
     }
     EXPECT_EQ(Zel::activityObserver(), nullptr);

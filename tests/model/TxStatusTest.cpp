@@ -267,5 +267,15 @@ TEST_P(TxStatusTree, AChildOutlivesItsRemovalWhileItIsReferenced) {
     EXPECT_EQ(at->intfId(), et1);
 }
 
+TEST(TxStatusKeys, AnMstNameIsToldByItsTextAndNoNumber) {
+    const Zel::Name name("mst1");
+    Zel::AttributeInfo const* const info = TxStatus::_zelType.attribute(258);
+    ASSERT_NE(info, nullptr);
+    const Zel::KeyView view = info->keyView(&name);
+    EXPECT_TRUE(view.isText);
+    EXPECT_EQ(view.text, "mst1");
+    EXPECT_EQ(view.number, 0U);
+}
+
 } // namespace
 } // namespace Varnol

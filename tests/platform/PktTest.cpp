@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <barrier>
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
@@ -585,6 +586,77 @@ TEST(PktDeathTest, APacketMayOutliveEverything) {
 }
 
 // Threads
+
+/// Whether another thread gets a packet, or gives one back, while this one is about to get memory
+/// for a packet.
+template <class F> bool overtakesTheOneThatGetsMemory(F const& work) {
+    const auto kept = allKeptMemory();
+    std::atomic<bool> gettingMemory = false;
+    std::atomic<bool> done = false;
+    bool overtaken = false;
+    std::thread other([&] {
+        gettingMemory.wait(false);
+        work();
+        done = true;
+    });
+    {
+        const AtAllocation waiting([&] {
+            gettingMemory = true;
+            gettingMemory.notify_one();
+            for (int i = 0; i < 10000 && !done; ++i)
+                std::this_thread::yield();
+            overtaken = done;
+        });
+        newPkt();
+    }
+    other.join();
+    return overtaken;
+}
+
+TEST(PktThreads, GetPacketsOneAfterTheOtherWhilePointersAreThreadSafe) {
+    const ThreadSafePointers switchedOn;
+    EXPECT_FALSE(overtakesTheOneThatGetsMemory(newPkt));
+}
+
+TEST(PktThreads, GivePacketsBackOneAfterTheOtherWhilePointersAreThreadSafe) {
+    const ThreadSafePointers switchedOn;
+    Pkt::Ptr packet = newPkt();
+    EXPECT_FALSE(overtakesTheOneThatGetsMemory([&] { packet = nullptr; }));
+}
+
+TEST(PktThreads, CountWhoSharesDataWhilePointersAreThreadSafe) {
+    const ThreadSafePointers switchedOn;
+    const Pkt::Ptr shared = packetOf(53, 1);
+    U8 const* const data = shared->data().data();
+    std::barrier together(2);
+    // One thread makes clones while the other gives those of the last round data of their own.
+    constexpr int rounds = 100;
+    std::vector<Pkt::Ptr> clones(1000);
+    std::vector<Pkt::Ptr> made(clones.size());
+    std::thread other([&] {
+        for (int round = 0; round < rounds; ++round) {
+            together.arrive_and_wait();
+            for (Pkt::Ptr const& clone : clones) {
+                if (clone)
+                    clone->newSharedHeadData(1);
+            }
+            together.arrive_and_wait();
+        }
+    });
+    for (int round = 0; round < rounds; ++round) {
+        together.arrive_and_wait();
+        for (Pkt::Ptr& clone : made)
+            clone = shared->clone();
+        together.arrive_and_wait();
+        clones.swap(made);
+    }
+    other.join();
+    clones.clear();
+    made.clear();
+    grow(shared, 1, 2);
+    EXPECT_EQ(shared->data().data(), data - 1) << "nobody shares the data any more";
+    EXPECT_EQ(shared->data()[1], 1);
+}
 
 TEST(PktThreads, MakeShareAndReleasePacketsWhilePointersAreThreadSafe) {
     const ThreadSafePointers switchedOn;

@@ -298,8 +298,12 @@ TEST(MirrorDiff, IsEmptyWhileTheSourceOrTheDestinationIsNull) {
     EXPECT_TRUE(mirrorDiff(*txStatusToTxSyncerFactory(tx, nullptr)).empty());
     EXPECT_TRUE(mirrorDiff(*intxInfoSyncerFactory(nullptr, info, 1, "")).empty());
     EXPECT_TRUE(mirrorDiff(*intxInfoSyncerFactory(info, nullptr, 1, "")).empty());
+    tx->txMstStatusIs("mst1");
+    tx->txMstStatusIs("mst2");
     const auto toRx = txStatusToRxSyncerFactory(tx, rx);
     toRx->sourceDel();
+    ASSERT_EQ(rx->rxMstStatus().members(), 2U);
+    EXPECT_TRUE(mirrorDiff(*toRx).empty());
     rx->rxMstStatusDel("mst1");
     EXPECT_TRUE(mirrorDiff(*toRx).empty());
     EXPECT_TRUE(mirrorDiff(*rxStatusToRxDynamicSyncerFactory(nullptr, rx)).empty());
@@ -311,6 +315,18 @@ TEST(MirrorDiff, IsEmptyWhileTheSourceOrTheDestinationIsNull) {
                     .empty());
     EXPECT_TRUE(
         mirrorDiff(*rxMstPortStatusToRxDynamicSyncerFactory("mst9", et1, nullptr, rx)).empty());
+}
+
+TEST(MirrorDiff, OfOneInterfaceTakesASourceOfAnotherNumberForTheSame) {
+    const RxStatus::Ptr rx(new RxStatus);
+    rx->rxMstStatusIs("mst1")->rxMstPortStatusIs(et1);
+    const RxMstPortStatus::Ptr source(new RxMstPortStatus(et2));
+    source->bpduCountIs(7);
+    const auto syncer = rxMstPortStatusToRxDynamicSyncerFactory("mst1", et1, source, rx);
+    EXPECT_EQ(text(mirrorDiff(*syncer)), "");
+    rx->rxMstStatus("mst1")->rxMstPortStatus(et1)->bpduCountIs(8);
+    EXPECT_EQ(text(mirrorDiff(*syncer)),
+              "rxMstStatus[mst1].rxMstPortStatus[Et1].bpduCount: 7 != 8\n");
 }
 
 TEST(MirrorDiff, SaysOfARecordWhoseEntriesAreAsManyAsTheSourcesWhichAreOthers) {

@@ -1,5 +1,6 @@
 """A test program that can be changed between two runs, and told which tests execute an instruction."""
 
+import ctypes
 import os
 import re
 import resource
@@ -18,6 +19,9 @@ MEMORY = 4 << 30
 FILE_SIZE = 64 << 20
 SECONDS = 2
 PATIENCE = 10
+
+LIBC = ctypes.CDLL(None)
+PR_SET_PDEATHSIG = 1
 
 BEGUN = re.compile(rb"\[ RUN      \] (\S+)")
 FAILED = re.compile(rb"\[  FAILED  \] ([^\s,]+)")
@@ -113,9 +117,11 @@ class Program:
         return SECONDS + 10 * (start + sum(max(0, self.seconds[test] - start) for test in tests))
 
     def run(self, path, tests, seconds, environment=None):
-        """Runs some tests, in a folder of their own, until one fails. Leaves no process behind."""
+        """Runs some tests, in a folder of their own, until one fails. Leaves no process behind, also
+        when it is killed itself."""
 
         def limit():
+            LIBC.prctl(PR_SET_PDEATHSIG, signal.SIGKILL)
             resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
             resource.setrlimit(resource.RLIMIT_AS, (MEMORY, MEMORY))
             resource.setrlimit(resource.RLIMIT_FSIZE, (FILE_SIZE, FILE_SIZE))
