@@ -32,11 +32,11 @@ RUNS = {
         "^53 octets$",
         "c++ service.cpp $(pkg-config --cflags --libs varnol) && ./a.out",
     ),
-    "cmake -S agent -B build/agent -DCMAKE_PREFIX_PATH=/usr/local": Run(
+    "cmake -G Ninja -S agent -B build/agent -DCMAKE_PREFIX_PATH=/usr/local": Run(
         "minutes",
         "",
         "cmake --install build/gcc-release --prefix /usr/local >/dev/null &&"
-        " cmake -S agent -B build/agent -DCMAKE_PREFIX_PATH=/usr/local",
+        " cmake -G Ninja -S agent -B build/agent -DCMAKE_PREFIX_PATH=/usr/local",
     ),
     "cmake --build build/agent": Run("minutes", "Built target stp-agent|Linking CXX executable stp-agent"),
     "./dev package": Run("minutes", "varnol-tools_.*\\.deb"),

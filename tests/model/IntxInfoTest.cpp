@@ -1,10 +1,10 @@
 #include "model/IntxInfo.h"
 
 #include "framework/zel/Exception.h"
+#include "tests/framework/AttributeTest.h"
 #include "tests/framework/EachAllocation.h"
 #include "tests/framework/FailingAllocation.h"
 #include "tests/framework/Thrown.h"
-#include "tests/model/AttributeTest.h"
 #include "tests/model/Journal.h"
 #include "tests/model/Records.h"
 #include "tests/model/Samples.h"

@@ -1,7 +1,7 @@
 #include "model/IntxMstiInfo.h"
 
+#include "tests/framework/AttributeTest.h"
 #include "tests/framework/FailingAllocation.h"
-#include "tests/model/AttributeTest.h"
 #include "tests/model/Samples.h"
 #include "tests/platform/Text.h"
 

@@ -1,9 +1,9 @@
 #include "model/RxStatus.h"
 
+#include "tests/framework/AttributeTest.h"
 #include "tests/framework/EachAllocation.h"
 #include "tests/framework/FailingAllocation.h"
 #include "tests/framework/NothingLeft.h"
-#include "tests/model/AttributeTest.h"
 #include "tests/model/Insertions.h"
 #include "tests/model/Journal.h"
 #include "tests/model/Samples.h"

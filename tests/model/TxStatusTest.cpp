@@ -1,7 +1,7 @@
 #include "model/TxStatus.h"
 
+#include "tests/framework/AttributeTest.h"
 #include "tests/framework/NothingLeft.h"
-#include "tests/model/AttributeTest.h"
 #include "tests/model/Insertions.h"
 #include "tests/model/Journal.h"
 #include "tests/model/Samples.h"

@@ -5,8 +5,8 @@
 #include "platform/stp/StpiPortStatus.h"
 
 #include "framework/zel/Exception.h"
+#include "tests/framework/AttributeTest.h"
 #include "tests/framework/FailingAllocation.h"
-#include "tests/model/AttributeTest.h"
 #include "tests/platform/Text.h"
 
 #include <gtest/gtest.h>
