@@ -180,9 +180,12 @@ ROWS = [
         name="memory",
         fault="exhausted memory",
         done="random operations on trees, syncers and packets of random worlds, in which each allocation fails "
-        "once, once more in what makes that good, and for ever, against what they are without failures",
-        target="old or new, destinations between two writes; nothing leaked",
-        commands=["{build}/verify/verify-memory"],
+        "once, once more in what makes that good, and for ever, against what they are without failures; every test of "
+        "the library again and again, each time with another allocation of the library refused, once and for ever: the "
+        "first three by each chain of callers",
+        target="old or new, destinations between two writes; nothing leaked; every allocation site hit, or its reason "
+        "named: memory/sites.txt lists them",
+        commands=["{build}/verify/verify-memory", "verify/memory.py {build} {results}"],
     ),
     Row(
         name="compilers",

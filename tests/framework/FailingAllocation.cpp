@@ -1,5 +1,7 @@
 #include "tests/framework/FailingAllocation.h"
 
+#include "tests/framework/AllocationWatch.h"
+
 #include <cstdlib>
 #include <new>
 #include <utility>
@@ -14,6 +16,7 @@ thread_local std::size_t allocations = 0;
 thread_local std::size_t deallocations = 0;
 thread_local std::function<void()> const* atNext = nullptr; // null: nothing is to be done
 thread_local std::function<void()> const* atNextDeallocation = nullptr;
+AllocationWatch* watching = nullptr;
 
 /// Whether this allocation is one that is to fail.
 bool fails() noexcept {
@@ -27,7 +30,7 @@ bool fails() noexcept {
 void* allocate(std::size_t size, std::size_t alignment = 0) noexcept {
     if (atNext)
         (*std::exchange(atNext, nullptr))();
-    if (fails())
+    if (fails() || (watching && watching->refuses()))
         return nullptr;
     if (size == 0)
         size = 1;
@@ -36,8 +39,11 @@ void* allocate(std::size_t size, std::size_t alignment = 0) noexcept {
         memory = std::malloc(size);
     else if (posix_memalign(&memory, alignment, size) != 0)
         memory = nullptr;
-    if (memory)
+    if (memory) {
         ++allocations;
+        if (watching)
+            watching->made(memory);
+    }
     return memory;
 }
 
@@ -52,6 +58,8 @@ void deallocate(void* memory) noexcept {
         if (atNextDeallocation)
             (*std::exchange(atNextDeallocation, nullptr))();
         ++deallocations;
+        if (watching)
+            watching->freed(memory);
     }
     std::free(memory);
 }
@@ -86,6 +94,8 @@ AtDeallocation::~AtDeallocation() { atNextDeallocation = nullptr; }
 bool FailingAllocation::happened() const noexcept { return failed; }
 
 FailingAllocation::Plan FailingAllocation::left() const noexcept { return failures; }
+
+void AllocationWatch::start(AllocationWatch* watch) noexcept { watching = watch; }
 
 std::size_t FailingAllocation::made() noexcept { return allocations; }
 

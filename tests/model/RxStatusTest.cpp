@@ -81,8 +81,13 @@ static_assert(std::is_same_v<
 
 class RxStatusTree : public NothingLeft {
   protected:
+    // Not below: there, g++ 12 forgets the object when making the name throws.
+    static RxMstStatus::Ptr named(const char* name) {
+        return RxMstStatus::Ptr(new RxMstStatus(name));
+    }
+
     RxStatus::Ptr root{new RxStatus};
-    RxMstStatus::Ptr mst{new RxMstStatus("mst1")};
+    RxMstStatus::Ptr mst = named("mst1");
     RxMstPortStatus::Ptr port{new RxMstPortStatus(et1)};
     Journal journal;
 };

@@ -1,0 +1,287 @@
+#!/usr/bin/env python3
+"""Has memory run out in the library's tests, and tells at which of its allocation sites it did.
+
+    memory.py BUILD RESULTS [PART]
+
+BUILD has the programs verify-memory-ROOM and the library. What is refused and what has to hold then
+stands in MemorySuite.cpp: each test comes to its end, or std::bad_alloc ends it; the library ends no
+process, and nothing is left behind. What a test expected may be missed. With PART, each PART-th test.
+
+RESULTS gets sites.txt, a line for each allocation site: a call, in a function of the library, of
+operator new or of what allocates on behalf of its caller, as the standard library's templates, the
+framework's operator new, and functions that end with a jump to such; where it stands, how often it was
+met, from how many places, and how often it was refused, alone and with all after it; or the reason why
+no test can have it refused. After these, the sites of templates that only tests instantiate, and where
+tests have ended their process themselves.
+
+Exit status: 1 when a test came to no good end, or, without PART, a site was never refused and has no
+reason.
+"""
+
+import re
+import subprocess
+import sys
+from collections import defaultdict
+from pathlib import Path
+
+ROOMS = ["framework", "platform", "model", "bpdu", "syncers"]
+# How names of functions begin that allocate on behalf of their callers.
+STANDARD = re.compile(r"_ZN?K?(St|9__gnu_cxx|SI|SN|VSt)")
+# What has the function in it that it calls.
+CALLS = re.compile(r"_ZNSt17_Function_handler|_ZSt\d+__invoke|_ZNSt6thread")
+# Of those, which are the library's: memory of framework objects.
+FRAMEWORK = re.compile(r"_ZN3Zel12PtrInterface11zelMemAllocEm$|_ZN3Zel6ObjectI.*nwEm$")
+# What gives memory; of the C++ library, what puts a text into an exception.
+NEW = re.compile(r"_Zn[wa]")
+EXCEPTION_TEXT = re.compile(r"_ZNSt(13runtime_error|12length_error|11logic_error)C[12]E")
+# The tests instantiate templates of the framework that the library does not.
+TEMPLATES = re.compile(r"_ZNK?(3Zel(?!4Test|12_GLOBAL)|6Fennic(?!12_GLOBAL))")
+
+# Sites that no test can have refused, and why: by the function.
+REASONS = {}
+
+# Tests that are left out, and why; those that end a process are, too.
+LEFT_OUT = {
+    "TraceFile.MemoryMayBeTakenAwayWhereThreadsCannotBeSynchronized": "runs the tests' own main program",
+    "PtrTest.AnOldObjectMayAssignThePointerThatLeavesIt": "an exception has its object assign a pointer that is gone",
+    "PatternTest.ReleasingTheChildrenReleasesThoseThatAreMadeMeanwhile": "has a reactor throw where the library lets nothing out",
+    "Census.CountsObjectsThatOnlyACycleHoldsUntilItIsBroken": "an exception leaves its cycle unbroken",
+    "Pkt.IsAsItWasWhenThereIsNoMemoryForOctetsThatNobodyShares": "uses a packet that is null",
+    "PatternTest.AChildWhoseConstructionThrowsIsReleased": "uses an item that is null",
+    "PatternTest.AChildThatIsMadeInVainAndHeldElsewhereIsAZombieWithoutAnOwner": "keeps a child whose construction fails",
+    "Pattern/DisturbedGroupSyncer.StandsAsItsSourceDoes/AllGroupsAreRemovedDuringTheConstruction": "has a destructor "
+    "change the source while a construction that failed is undone, which ends the process: to be mended",
+    "FailingConstruction.OfANamedSyncerAtAnyAllocationLeavesTheNameFree": "tries until there is memory",
+    "EntityTest.AValueIsNotWrittenWhenMemoryIsExhausted": "the same",
+}
+
+
+def output(*command):
+    return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True).stdout
+
+
+def functions_of(program):
+    """(begin, size, name, kind) of each function that a program or an object defines."""
+    for line in output("nm", "--defined-only", "-S", program).splitlines():
+        words = line.split()
+        if len(words) == 4 and words[2] in "tTwWiu":
+            yield int(words[0], 16), int(words[1], 16), words[3], words[2]
+
+
+def kind(name, library):
+    if CALLS.match(name):
+        return "library" if name in library else "test"
+    if STANDARD.match(name) or FRAMEWORK.match(name):
+        return "through"
+    return "library" if name in library or TEMPLATES.match(name) else "test"
+
+
+def own_operators(objects):
+    """The tests' operator new, and what it calls."""
+    return {name for path in objects for _, _, name, letter in functions_of(path) if letter in "tT"}
+
+
+class Program:
+    """A room's tests, and what became of them."""
+
+    def __init__(self, build, results, room, library, through, part):
+        self.path = build / "verify" / f"verify-memory-{room}"
+        self.functions = sorted(each[:3] for each in functions_of(self.path))
+        places = results / f"{room}.functions"
+        with places.open("w") as file:
+            for begin, size, name in self.functions:
+                what = "through" if name in through else kind(name, library)
+                file.write(f"{begin:x} {begin + max(size, 1):x} {what}\n")
+        chains = results / f"{room}.chains"
+        chains.unlink(missing_ok=True)
+        ended = subprocess.run(
+            [self.path, places, chains, str(part), "--gtest_brief=1", f"--gtest_filter=-{':'.join(LEFT_OUT)}"],
+            stdout=subprocess.PIPE,
+            text=True,
+            check=False,
+        )
+        if ended.returncode != 0:
+            sys.stdout.write(ended.stdout)
+        self.good = ended.returncode == 0
+        self.told = dict(re.findall(r"^([a-z ]+) (\d+)$", ended.stdout, re.M))
+        self.chains = []
+        self.ends = defaultdict(int)
+        if chains.exists():
+            for line in chains.read_text().splitlines():
+                if line.startswith("end "):
+                    _, count, place = line.split()
+                    self.ends[self.site(int(place, 16))[0]] += int(count)
+                    continue
+                seen, once, always, *callers = line.split()
+                self.chains.append((int(seen), int(once), int(always), [int(each, 16) for each in callers]))
+
+    def site(self, address):
+        """(function, offset) of a return address."""
+        low, high = 0, len(self.functions)
+        while low < high:
+            middle = (low + high) // 2
+            if self.functions[middle][0] < address:
+                low = middle + 1
+            else:
+                high = middle
+        begin, _, name = self.functions[low - 1]
+        return name, address - begin
+
+
+def calls_of(library):
+    """function -> [(callee, return offset)] of the library; function -> where it jumps; function -> address."""
+    calls, jumps, begins, function = defaultdict(list), defaultdict(set), {}, None
+    pending = None
+    for line in output("objdump", "-d", "--no-show-raw-insn", library).splitlines():
+        head = re.match(r"([0-9a-f]+) <(.+)>:$", line)
+        if head:
+            function = head[2]
+            begins[function] = int(head[1], 16)
+            pending = None
+            continue
+        instruction = re.match(r" +([0-9a-f]+):\t(.*)", line)
+        if not instruction or function is None:
+            continue
+        if pending:
+            calls[function].append((pending, int(instruction[1], 16) - begins[function]))
+            pending = None
+        going = re.match(r"(?:\w+ )?(call|jmp) .*<([^+>]+)>", instruction[2])
+        if not going:
+            continue
+        name = going[2].split("@")[0]
+        if going[1] == "call":
+            pending = name
+        else:
+            jumps[function].add(name)
+    return calls, jumps, begins
+
+
+def allocating(calls, jumps):
+    """Names of the functions whose call is an allocation."""
+
+    def gives(name):
+        return NEW.match(name) or EXCEPTION_TEXT.match(name)
+
+    known = {callee for each in calls.values() for callee, _ in each if gives(callee)}
+    known |= {callee for each in jumps.values() for callee in each if gives(callee)}
+    known |= {"_ZN3Zel12PtrInterface11zelMemAllocEm"}
+    while True:
+        more = {function for function, each in jumps.items() if each & known}
+        more |= {
+            function
+            for function, each in calls.items()
+            if (STANDARD.match(function) or FRAMEWORK.match(function)) and any(callee in known for callee, _ in each)
+        }
+        if more <= known:
+            return known
+        known |= more
+
+
+def places_of(library, addresses):
+    """address -> "function (file:line)" of the library's own code, innermost."""
+    told = subprocess.run(
+        ["addr2line", "-a", "-i", "-e", library],
+        input="".join(f"{each:x}\n" for each in addresses),
+        check=True,
+        stdout=subprocess.PIPE,
+        text=True,
+    ).stdout
+    places, at = {}, None
+    for line in told.splitlines():
+        if line.startswith("0x"):
+            at = int(line, 16)
+        elif at not in places:
+            name = re.sub(r" \(discriminator.*", "", line).lstrip("/")
+            if re.match(f"({'|'.join(ROOMS)})/", name):
+                places[at] = name
+    return places
+
+
+def main(build, results, part=1):
+    build, results = Path(build).absolute(), Path(results).absolute()
+    results.mkdir(parents=True, exist_ok=True)
+    objects = {room: list((build / room).rglob("*.o")) for room in ROOMS}
+    library = {name for room in ROOMS for path in objects[room] for _, _, name, _ in functions_of(path)}
+    through = own_operators(
+        path
+        for name in ("FailingAllocation", "MemorySuite", "MemoryCallers")
+        for folder in (build / "tests", build / "verify")
+        for path in folder.rglob(f"{name}.cpp.o")
+    )
+    shipped = build / "libVarnol.so"
+    calls, jumps, begins = calls_of(shipped)
+    gives = allocating(calls, jumps)
+    sites = {
+        (function, offset)
+        for function, each in calls.items()
+        if not STANDARD.match(function) and not FRAMEWORK.match(function)
+        for callee, offset in each
+        if callee in gives
+    }
+
+    good, sums, ends = True, defaultdict(int), defaultdict(int)
+    met = defaultdict(lambda: [0, 0, 0, 0])
+    for room in ROOMS:
+        program = Program(build, results, room, library, through, part)
+        good = good and program.good
+        for name, count in program.told.items():
+            sums[name] += int(count)
+        for name, count in program.ends.items():
+            ends[name] += count
+        for seen, once, always, callers in program.chains:
+            each = met[program.site(callers[0])]
+            for at, more in enumerate((1, seen, once, always)):
+                each[at] += more
+
+    names = sorted({function for function, _ in sites} | {function for function, _ in met} | set(ends))
+    plain = dict(zip(names, output("c++filt", *names).splitlines()))
+    places = places_of(shipped, [begins[function] + offset - 1 for function, offset in sites])
+
+    def told(site):
+        chains, seen, once, always = met[site]
+        return f"met {seen} times from {chains} places, refused {once} and {always} times"
+
+    unrefused, reasons = [], defaultdict(list)
+    with (results / "sites.txt").open("w") as file:
+        for site in sorted(sites, key=lambda site: (plain[site[0]], site[1])):
+            function, offset = site
+            line = f"{plain[function]} +{offset:#x} {places.get(begins[function] + offset - 1, '')}"
+            if site in met and met[site][2] + met[site][3] != 0:
+                file.write(f"{line}: {told(site)}\n")
+                continue
+            reason = next((why for name, why in REASONS.items() if plain[function].startswith(name)), None)
+            file.write(f"{line}: {told(site) if site in met else 'never met'}: {reason or 'NO REASON'}\n")
+            if reason:
+                reasons[reason].append(line)
+            else:
+                unrefused.append(line)
+        others = [site for site in met if site not in sites]
+        for function, offset in sorted(others, key=lambda site: plain[site[0]]):
+            file.write(f"of what tests instantiate: {plain[function]} +{offset:#x}: {told((function, offset))}\n")
+        for function in sorted(ends, key=plain.get):
+            file.write(f"where tests let no exception out: {plain[function]}: {ends[function]} times\n")
+    for name, why in LEFT_OUT.items():
+        print(f"left out: {name}: {why}")
+    for reason, each in reasons.items():
+        print(f"never refused: {len(each)} sites: {reason}")
+    for each in unrefused:
+        print(f"never refused, without a reason: {each}")
+    refused = len(sites) - len(unrefused) - sum(map(len, reasons.values()))
+    print(
+        f"figure: memory refused in {sums['tests']:,} tests, at {refused} of the library's {len(sites)} allocation "
+        f"sites, {sums['once']:,} times one allocation and {sums['always']:,} times it and all after it; nothing left behind"
+    )
+    print(
+        f"note: the tests passed {sums['passed']:,} times, ended by std::bad_alloc {sums['ran out']:,} times, missed what "
+        f"they expected {sums['failed']:,} times, ended their process themselves, in a function that lets no exception out, "
+        f"{sums['ended by test']:,} times; {sum(map(len, reasons.values()))} sites cannot be refused, each with its reason, "
+        f"{len(others)} more are in what tests instantiate of the framework: all are in {results.name}/sites.txt beside the "
+        f"results; of {sums['long']} long tests only what was new; left out: {sums['left out']} tests that end a process, and {len(LEFT_OUT)} by name"
+    )
+    return 0 if good and (part != 1 or not unrefused) else 1
+
+
+if __name__ == "__main__":
+    if len(sys.argv) not in (3, 4):
+        sys.exit(__doc__)
+    sys.exit(main(*sys.argv[1:3], *map(int, sys.argv[3:])))
