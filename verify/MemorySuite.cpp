@@ -4,9 +4,11 @@
 ///
 /// Each PART-th test runs in child processes: once to learn where the library allocates in it; then
 /// again and again, with one of these allocations refused, or that one and all to come. Refused are
-/// the first three by each chain of the library's callers; of a test with a great many allocations,
-/// the first by each chain that no test before has had refused. What a test itself allocates, and
-/// what is allocated in other threads than the test's own, is granted.
+/// the first three by each chain of the library's callers; of a test with many allocations, as the
+/// random ones have, the first by each chain that no test has had refused, after all the others.
+/// Looked at are a test's first ten thousand allocations.
+/// What a test itself allocates, and what is allocated in other threads than the test's own, is
+/// granted.
 ///
 /// A test may pass all the same, and mostly it fails: what it expects is not so any more. But it
 /// must come to its end, no process be ended by the library, and no object and no memory of the
@@ -30,7 +32,6 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -56,8 +57,10 @@ using Zel::U64;
 
 /// So many allocations by one chain of callers are refused in one test.
 constexpr U32 refusedOfEach = 3;
-/// A test with more is long.
-constexpr U64 manyAllocations = 50'000;
+/// A test that asks for memory more often than this, with what is not the library's, is long.
+constexpr U64 manyAllocations = 1'000;
+/// So many of a test's allocations are looked at, with what is not the library's.
+constexpr U64 mostLookedAt = 10'000;
 
 enum class Refused { none, one, all };
 
@@ -73,6 +76,7 @@ struct Shared {
     static constexpr std::size_t places = 1 << 16;
 
     // Of the last process:
+    U64 lookedAt;
     U64 allocations; // of the library
     U64 refused;
     U64 lastRefused;
@@ -126,10 +130,14 @@ class Watch final : public AllocationWatch {
     }
 
     bool refuses() noexcept override {
+        isLibrarys = false;
+        if (!isMain || (shared_.lookedAt == mostLookedAt && !refusesAll()))
+            return false;
+        shared_.lookedAt = std::min(shared_.lookedAt + 1, mostLookedAt);
         const bool learns = plan_->refused == Refused::none;
         const Chain chain = chainOfCallers(functions_, learns ? Chain::length : 1);
         isLibrarys = chain.known != 0;
-        if (!isLibrarys || !isMain)
+        if (!isLibrarys)
             return false;
         const U64 number = ++shared_.allocations;
         if (learns) {
@@ -171,6 +179,11 @@ class Watch final : public AllocationWatch {
       private:
         std::atomic_flag& lock_;
     };
+
+    /// Whether all that the library asks for from here on is refused.
+    bool refusesAll() const noexcept {
+        return plan_->refused == Refused::all && shared_.allocations >= plan_->at;
+    }
 
     void learn(Chain const& chain, U64 number) noexcept {
         Shared::Met& met = placeOf(chain);
@@ -245,7 +258,7 @@ class Exhausting final : public testing::EmptyTestEventListener {
 
     void OnTestStart(testing::TestInfo const& info) override {
         name_ = std::string(info.test_suite_name()) + "." + info.name();
-        if (round_ != 0 ? kept_.contains(name_) : isWanted())
+        if (round_ == 0 ? isWanted() : round_ == 1 ? kept_.contains(name_) : long_.contains(name_))
             exhaust();
         if (!inChild_ && !(round_ == 0 && kept_.contains(name_)))
             GTEST_SKIP();
@@ -290,23 +303,22 @@ class Exhausting final : public testing::EmptyTestEventListener {
         shared->chosen = 0;
         if (isChild({}))
             return;
-        if (round_ != 0 && !shared->passed)
+        if (round_ == 1 && !shared->passed)
             return; // passes only once in a process
+        const bool isLong = shared->lookedAt > manyAllocations;
+        if (round_ == 0 && isLong) {
+            long_.insert(name_);
+            return;
+        }
         judge({});
         allowed_ = shared->blocks;
         if (allowed_ != 0) {
-            if (round_ != 0)
-                ++keptAgain;
-            else
+            if (round_ == 0)
                 kept_.insert(name_);
+            else if (round_ == 1)
+                ++keptAgain;
         }
-        tested += round_ == 0;
-        if (std::getenv("MEMORY_TIMES"))
-            std::cerr << "TIME "
-                      << std::chrono::steady_clock::now().time_since_epoch().count() / 1000000
-                      << " " << name_ << " " << shared->allocations << " " << shared->chosen
-                      << std::endl;
-        const bool isLong = shared->allocations > manyAllocations;
+        tested += round_ != 1;
         longOnes += isLong;
         for (U64 which = 0; which < shared->chosen; ++which) {
             const auto [number, isNew] = shared->choice[which];
@@ -339,7 +351,8 @@ class Exhausting final : public testing::EmptyTestEventListener {
     /// Forks; the child goes on with the test.
     /// @return whether this is the child
     bool isChild(Plan const& plan) {
-        shared->allocations = shared->refused = shared->lastRefused = shared->blocks = 0;
+        shared->lookedAt = shared->allocations = shared->refused = shared->lastRefused =
+            shared->blocks = 0;
         shared->objects = 0;
         shared->ended = shared->endedByTest = shared->passed = shared->ranOut = false;
         std::fflush(nullptr);
@@ -426,7 +439,8 @@ class Exhausting final : public testing::EmptyTestEventListener {
     U64 tests_ = 0;
     U32 test_ = 0;
     unsigned round_ = 0;
-    std::set<std::string> kept_;
+    std::set<std::string> kept_; // tests for round 1
+    std::set<std::string> long_; // and 2
 };
 
 } // namespace
@@ -453,7 +467,7 @@ int main(int argc, char** argv) {
     shared = static_cast<Shared*>(memory); // all zero
     auto* const exhausting = new Exhausting(part);
     testing::UnitTest::GetInstance()->listeners().Append(exhausting); // which owns it
-    testing::GTEST_FLAG(repeat) = 2;
+    testing::GTEST_FLAG(repeat) = 3;
     if (RUN_ALL_TESTS() != 0)
         return 1;
     std::ofstream sites(argv[2]);

@@ -46,14 +46,25 @@ LEFT_OUT = {
     "PtrTest.AnOldObjectMayAssignThePointerThatLeavesIt": "an exception has its object assign a pointer that is gone",
     "PatternTest.ReleasingTheChildrenReleasesThoseThatAreMadeMeanwhile": "has a reactor throw where the library lets nothing out",
     "Census.CountsObjectsThatOnlyACycleHoldsUntilItIsBroken": "an exception leaves its cycle unbroken",
-    "Pkt.IsAsItWasWhenThereIsNoMemoryForOctetsThatNobodyShares": "uses a packet that is null",
-    "PatternTest.AChildWhoseConstructionThrowsIsReleased": "uses an item that is null",
-    "PatternTest.AChildThatIsMadeInVainAndHeldElsewhereIsAZombieWithoutAnOwner": "keeps a child whose construction fails",
-    "Pattern/DisturbedGroupSyncer.StandsAsItsSourceDoes/AllGroupsAreRemovedDuringTheConstruction": "has a destructor "
-    "change the source while a construction that failed is undone, which ends the process: to be mended",
-    "FailingConstruction.OfANamedSyncerAtAnyAllocationLeavesTheNameFree": "tries until there is memory",
-    "EntityTest.AValueIsNotWrittenWhenMemoryIsExhausted": "the same",
 }
+for reason, names in {
+    "uses a packet or an object that is null": (
+        "Pkt.IsAsItWasWhenThereIsNoMemoryForOctetsThatNobodyShares",
+        "PktManager.KeepsNoMemoryOfMoreThanTheUsualSize",
+        "NoAllocation.AFrameAfterTheFirstAllocatesNothing",
+        "PatternTest.AChildWhoseConstructionThrowsIsReleased",
+        "Counting/IntxInfoChangeSmTest.OutOfMemoryForAReactorReachesTheMutatorAndCountsNothing/*",
+    ),
+    "keeps a child whose construction fails": (
+        "PatternTest.AChildThatIsMadeInVainAndHeldElsewhereIsAZombieWithoutAnOwner",
+        "PatternTest.AReactorThatAnotherHasComeBeforeIsLetGo",
+    ),
+    "tries until there is memory": (
+        "FailingConstruction.OfANamedSyncerAtAnyAllocationLeavesTheNameFree",
+        "EntityTest.AValueIsNotWrittenWhenMemoryIsExhausted",
+    ),
+}.items():
+    LEFT_OUT.update(dict.fromkeys(names, reason))
 
 
 def output(*command):
@@ -100,10 +111,9 @@ class Program:
             text=True,
             check=False,
         )
-        if ended.returncode != 0:
-            sys.stdout.write(ended.stdout)
         self.good = ended.returncode == 0
         self.told = dict(re.findall(r"^([a-z ]+) (\d+)$", ended.stdout, re.M))
+        print(f"{room}: exited with {ended.returncode}; {', '.join(map(' '.join, self.told.items()))}", flush=True)
         self.chains = []
         self.ends = defaultdict(int)
         if chains.exists():
