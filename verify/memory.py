@@ -79,6 +79,14 @@ def functions_of(program):
             yield int(words[0], 16), int(words[1], 16), words[3], words[2]
 
 
+def one_name_each(program):
+    """name -> the name by which its function is told of here: a function may have several."""
+    at = defaultdict(set)
+    for begin, _, name, _ in functions_of(program):
+        at[begin].add(name)
+    return {name: min(each.removesuffix(".localalias") for each in names) for names in at.values() for name in names}
+
+
 def kind(name, library):
     if CALLS.match(name):
         return "library" if name in library else "test"
@@ -98,6 +106,7 @@ class Program:
     def __init__(self, build, results, room, library, through, part):
         self.path = build / "verify" / f"verify-memory-{room}"
         self.functions = sorted(each[:3] for each in functions_of(self.path))
+        self.names = one_name_each(self.path)
         places = results / f"{room}.functions"
         with places.open("w") as file:
             for begin, size, name in self.functions:
@@ -135,17 +144,18 @@ class Program:
             else:
                 high = middle
         begin, _, name = self.functions[low - 1]
-        return name, address - begin
+        return self.names[name], address - begin
 
 
 def calls_of(library):
     """function -> [(callee, return offset)] of the library; function -> where it jumps; function -> address."""
     calls, jumps, begins, function = defaultdict(list), defaultdict(set), {}, None
     pending = None
+    names = one_name_each(library)
     for line in output("objdump", "-d", "--no-show-raw-insn", library).splitlines():
         head = re.match(r"([0-9a-f]+) <(.+)>:$", line)
         if head:
-            function = head[2]
+            function = names.get(head[2], head[2])
             begins[function] = int(head[1], 16)
             pending = None
             continue
@@ -159,6 +169,7 @@ def calls_of(library):
         if not going:
             continue
         name = going[2].split("@")[0]
+        name = names.get(name, name)
         if going[1] == "call":
             pending = name
         else:
