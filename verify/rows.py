@@ -182,7 +182,7 @@ ROWS = [
         done="random operations on trees, syncers and packets of random worlds, in which each allocation fails "
         "once, once more in what makes that good, and for ever, against what they are without failures; every test of "
         "the library again and again, each time with another allocation of the library refused, once and for ever: the "
-        "first three by each chain of callers",
+        "first three by each chain of callers, or, in a test with more than 1,000 allocations, what no other had refused",
         target="old or new, destinations between two writes; nothing leaked; every allocation site hit, or its reason "
         "named: memory/sites.txt lists them",
         commands=["{build}/verify/verify-memory", "verify/memory.py {build} {results}"],
