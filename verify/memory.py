@@ -78,6 +78,10 @@ for reason, names in {
 }.items():
     LEFT_OUT.update(dict.fromkeys(names, reason))
 
+# Where memory runs out, packets are null, and these tests use them. In the whole run tests before them
+# have left memory for packets.
+NOT_IN_PART = ("Pkt.*", "PktManager.*")
+
 
 def output(*command):
     return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True).stdout
@@ -126,8 +130,9 @@ class Program:
                 file.write(f"{begin:x} {begin + max(size, 1):x} {what}\n")
         chains = results / f"{room}.chains"
         chains.unlink(missing_ok=True)
+        left_out = [*LEFT_OUT, *(NOT_IN_PART if part != 1 else ())]
         ended = subprocess.run(
-            [self.path, places, chains, str(part), "--gtest_brief=1", f"--gtest_filter=-{':'.join(LEFT_OUT)}"],
+            [self.path, places, chains, str(part), "--gtest_brief=1", f"--gtest_filter=-{':'.join(left_out)}"],
             stdout=subprocess.PIPE,
             text=True,
             check=False,
