@@ -11,7 +11,7 @@ RESULTS gets sites.txt, a line for each allocation site: a call, in a function o
 operator new or of what allocates on behalf of its caller, as the standard library's templates, the
 framework's operator new, and functions that end with a jump to such; where it stands, how often it was
 met, from how many places, and how often it was refused, alone and with all after it; or the reason why
-no test can have it refused. After these, the sites of templates that only tests instantiate, and where
+it was refused in no test. After these, the sites of templates that only tests instantiate, and where
 tests have ended their process themselves.
 
 Exit status: 1 when a test came to no good end, or, without PART, a site was never refused and has no
@@ -37,7 +37,7 @@ EXCEPTION_TEXT = re.compile(r"_ZNSt(13runtime_error|12length_error|11logic_error
 # The tests instantiate templates of the framework that the library does not.
 TEMPLATES = re.compile(r"_ZNK?(3Zel(?!4Test|12_GLOBAL)|6Fennic(?!12_GLOBAL))")
 
-# Why no test has them refused: sites of the functions whose names match. What two groups are in holds
+# Why they were refused in no test (one that goes over all classes allocates more than is looked at): sites of the functions whose names match. What two groups are in holds
 # only if it shows: that other instances of the template, or other sites in the function, were refused.
 REASONS = [
     ("another instance of the template was refused", re.compile(r"Zel::(?:detail::\w+|Value::Value)<"), "instance"),
