@@ -37,8 +37,9 @@ EXCEPTION_TEXT = re.compile(r"_ZNSt(13runtime_error|12length_error|11logic_error
 # The tests instantiate templates of the framework that the library does not.
 TEMPLATES = re.compile(r"_ZNK?(3Zel(?!4Test|12_GLOBAL)|6Fennic(?!12_GLOBAL))")
 
-# Why they were refused in no test (one that goes over all classes allocates more than is looked at): sites of the functions whose names match. What two groups are in holds
-# only if it shows: that other instances of the template, or other sites in the function, were refused.
+# Why sites were refused in no test, by names of their functions. (Tests that go over all classes allocate
+# more than is looked at.) Where a reason has a third word, it holds only if that shows: other instances of
+# the template, or other sites in the function, were refused.
 REASONS = [
     ("another instance of the template was refused", re.compile(r"Zel::(?:detail::\w+|Value::Value)<"), "instance"),
     (
@@ -332,7 +333,8 @@ def main(build, results, part=1):
         f"they expected {sums['failed']:,} times, ended their process themselves, in a function that lets no exception out, "
         f"{sums['ended by test']:,} times; {sum(map(len, reasons.values()))} sites were never refused and have a reason, "
         f"{len(others)} more are in what tests instantiate of the framework: all are in {results.name}/sites.txt beside the "
-        f"results; of {sums['long']} long tests only what was new; left out: {sums['left out']} tests that end a process, and {len(LEFT_OUT)} by name"
+        f"results; of {sums['long']} long tests only what was new; left out: {sums['left out']} tests that end a process, "
+        f"and {len(LEFT_OUT)} by name"
     )
     return 0 if good and (part != 1 or not unrefused) else 1
 
