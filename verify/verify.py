@@ -4,11 +4,11 @@
     verify.py BUILD DOCUMENT [ROW...]      all rows by default but those that run apart
 
 Two rows run at a time. Each one's commands run in the tree's top folder, with {build} and {results}
-replaced: the folder of the build, and one of the row's own. A command reaches its figure when it exits with 0; what it
-prints as "figure: TEXT" is the figure, as "note: TEXT" what is to be known beside it, as "seed: N"
-the seed. Results stay in BUILD/verify/ROW.json, so that rows may be run one by one; the document
-has the last of each, and how long the last run of all rows took, between the lines BEGIN and END. Exit status: 1 when a row that was run did not
-reach its figure.
+replaced: the folder of the build, and one of the row's own. A command reaches its figure when it
+exits with 0; what it prints as "figure: TEXT" is the figure, as "note: TEXT" what is to be known
+beside it, as "seed: N" the seed. Results stay in BUILD/verify/ROW.json, so that rows may be run one
+by one; the document has the last of each, and how long the last run of all rows took, between the
+lines BEGIN and END. Exit status: 1 when a row that was run did not reach its figure.
 """
 
 import datetime
