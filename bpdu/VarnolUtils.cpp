@@ -113,6 +113,8 @@ Kolvu::Pkt::Ptr generatePktFromIntxInfo(Stp::MstPortSm::Ptr port, IntxInfo::Ptr 
         Zel::assertionFailed("!tagged", generatePktSignature);
     if (!port)
         Zel::assertionFailed("port", generatePktSignature);
+    if (!port->port()) // not covered: a state machine is not made without a port
+        Zel::assertionFailed("port", generatePktSignature); // not covered: the same
     const Stp::Port::Ptr sender = port->port();
 
     Stp::CommonBpdu* bpdu = nullptr;

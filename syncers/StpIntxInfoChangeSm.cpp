@@ -13,11 +13,12 @@ namespace {
 IntxInfoChangeSm::IntxInfoChangeSm(Zel::Ptr<IntxInfo const> const& intxInfo,
                                    Bridging::VlanIdOrNone vlanId)
     : vlanId_(vlanId) {
-    const Construction construction(*this);
-    sourceStart(intxInfo);
-    updatedFieldCountIs(1);
-    if (intxInfo)
-        mstiN_.resync(*this, intxInfo);
+    construct([&] {
+        sourceStart(intxInfo);
+        updatedFieldCountIs(1);
+        if (intxInfo)
+            mstiN_.resync(*this, intxInfo);
+    });
 }
 
 IntxInfoChangeSm::~IntxInfoChangeSm() { tearDown(); }

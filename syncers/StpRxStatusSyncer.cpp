@@ -26,11 +26,12 @@ void scanningList(TraceStream& out) { out << "scanning list"; }
 RxStatusToRxDynamicSyncer::RxStatusToRxDynamicSyncer(Zel::Ptr<RxStatus const> const& source,
                                                      Zel::Ptr<RxStatus> const& rxStatus)
     : rxStatus_(rxStatus) {
-    const Construction construction(*this);
-    sourceStart(source);
-    if (rxStatus_)
-        Zel::copyScalars(source.ptr(), *rxStatus_);
-    handleInitialized();
+    construct([&] {
+        sourceStart(source);
+        if (rxStatus_)
+            Zel::copyScalars(source.ptr(), *rxStatus_);
+        handleInitialized();
+    });
 }
 
 RxStatusToRxDynamicSyncer::~RxStatusToRxDynamicSyncer() { tearDown(); }
@@ -125,9 +126,10 @@ RxMstStatusToRxDynamicSyncer::RxMstStatusToRxDynamicSyncer(
     Zel::Ptr<RxStatus> const& rxStatus)
     : mstName_(std::move(mstName))
     , rxStatus_(rxStatus) {
-    const Construction construction(*this);
-    sourceStart(source);
-    handleInitialized();
+    construct([&] {
+        sourceStart(source);
+        handleInitialized();
+    });
 }
 
 RxMstStatusToRxDynamicSyncer::~RxMstStatusToRxDynamicSyncer() { tearDown(); }
@@ -235,9 +237,10 @@ RxMstPortStatusToRxDynamicSyncer::RxMstPortStatusToRxDynamicSyncer(
         Zel::assertionFailed("rxStatus", portSignature);
     if (!source && dest())
         Zel::assertionFailed("source", portSignature);
-    const Construction construction(*this);
-    sourceStart(source);
-    handleInitialized();
+    construct([&] {
+        sourceStart(source);
+        handleInitialized();
+    });
 }
 
 RxMstPortStatusToRxDynamicSyncer::~RxMstPortStatusToRxDynamicSyncer() { tearDown(); }

@@ -23,13 +23,14 @@ IntxInfoSyncer::IntxInfoSyncer(Zel::Ptr<IntxInfo const> source, IntxInfo::Ptr de
     : vlanIdOrZero_(vlanIdOrZero)
     , dest_(std::move(dest))
     , parentId_(std::move(parentId)) {
-    const Construction construction(*this);
-    sourceStart(source);
-    if (dest_)
-        writeScalars(source.ptr(), *dest_);
-    if (source)
-        mstiN_.resync(*this, source);
-    handleInitialized();
+    construct([&] {
+        sourceStart(source);
+        if (dest_)
+            writeScalars(source.ptr(), *dest_);
+        if (source)
+            mstiN_.resync(*this, source);
+        handleInitialized();
+    });
 }
 
 IntxInfoSyncer::~IntxInfoSyncer() { tearDown(); }
@@ -128,14 +129,15 @@ IntxInfoSyncer::Ptr intxInfoSyncerFactory(Zel::Ptr<IntxInfo const> source, IntxI
 
 TxStatusToTxSyncer::TxStatusToTxSyncer(Zel::Ptr<TxStatus const> source, Zel::Ptr<TxStatus> dest)
     : dest_(std::move(dest)) {
-    const Construction construction(*this);
-    sourceStart(source);
-    if (dest_)
-        write(TxStatus::heartbeatTimeoutAttribute{}, *dest_,
-              source ? source->heartbeatTimeout() : 0.0);
-    if (source)
-        txMstStatus_.resync(*this, source);
-    handleInitialized();
+    construct([&] {
+        sourceStart(source);
+        if (dest_)
+            write(TxStatus::heartbeatTimeoutAttribute{}, *dest_,
+                  source ? source->heartbeatTimeout() : 0.0);
+        if (source)
+            txMstStatus_.resync(*this, source);
+        handleInitialized();
+    });
 }
 
 TxStatusToTxSyncer::~TxStatusToTxSyncer() { tearDown(); }
@@ -399,10 +401,11 @@ TxStatusToRxSyncer::TxStatusToRxSyncer(Zel::Ptr<TxStatus const> const& source,
         Zel::assertionFailed("source", signature);
     if (!rxStatus)
         Zel::assertionFailed("rxStatus", signature);
-    const Construction construction(*this);
-    sourceStart(source);
-    txMstStatus_.resync(*this, source);
-    handleInitialized();
+    construct([&] {
+        sourceStart(source);
+        txMstStatus_.resync(*this, source);
+        handleInitialized();
+    });
 }
 
 TxStatusToRxSyncer::~TxStatusToRxSyncer() { tearDown(); }

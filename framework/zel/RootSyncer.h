@@ -5,7 +5,6 @@
 #include "framework/zel/Reactor.h"
 #include "framework/zel/Writer.h"
 
-#include <exception>
 #include <utility>
 
 namespace Zel {
@@ -14,9 +13,9 @@ namespace Zel {
 /// reactors, and lives until the last reference to it goes.
 ///
 /// Self is the syncer's class. It has a nested class `ZelSource`, a Reactor on E owned by Self, and
-/// `children()` for its KeyedReactors if it has any. Its constructor holds a Construction and
-/// calls, in this order, sourceStart(), what it does itself, children().resync() and
-/// handleInitialized(), with which Self derives from Initialized; its destructor calls tearDown().
+/// `children()` for its KeyedReactors if it has any. Its constructor has construct() call,
+/// in this order, sourceStart(), what it does itself, children().resync() and handleInitialized(),
+/// with which Self derives from Initialized; its destructor calls tearDown().
 template <class Self, class E>
 class RootSyncer : public Object<Self, PtrInterface>, protected Writer<Self> {
     using Base = Object<Self, PtrInterface>;
@@ -91,34 +90,26 @@ class RootSyncer : public Object<Self, PtrInterface>, protected Writer<Self> {
     }
 
   protected:
-    /// Lives in Self's constructor, as a PtrInterface::Construction does. When that ends with an
-    /// exception, it calls tearDown() while all of the syncer is still there: its source reactor
-    /// is on, and what the destructors of its children do to the source would find a part of it.
-    class Construction : PtrInterface::Construction {
-      public:
-        explicit Construction(RootSyncer& syncer) noexcept
-            : PtrInterface::Construction(syncer)
-            , syncer_(syncer)
-            , exceptions_(std::uncaught_exceptions()) {}
-        ~Construction() {
-            if (std::uncaught_exceptions() != exceptions_)
-                syncer_.tearDown();
-        }
-        Construction(Construction const&) = delete;
-        Construction& operator=(Construction const&) = delete;
-
-      private:
-        RootSyncer& syncer_;
-        int exceptions_; // that were under way before
-    };
-
     RootSyncer() = default;
+    /// Does the steps of Self's constructor, as its last one. When they throw, tears the syncer
+    /// down while all of it is still there: its source reactor is on, and what the destructors of
+    /// its children do to the source would find a part of it. References to it may be taken and
+    /// given back meanwhile.
+    template <class Steps> void construct(Steps const& steps) {
+        const PtrInterface::Construction alive(*this);
+        try {
+            steps();
+        } catch (...) {
+            tearDown();
+            throw;
+        }
+    }
     /// Creates the reactor on the source and switches its notification on; nothing for null. The
     /// reactor of a zombie is a zombie.
     void sourceStart(Zel::Ptr<E const> const& source) { source_ = sourceReactor(source); }
 
-    /// The first step of Self's destructor, and what a Construction does: no handler runs any more,
-    /// every child is let go, and then the reactor on the source.
+    /// The first step of Self's destructor: no handler runs any more, every child is let go, and
+    /// then the reactor on the source.
     void tearDown() noexcept {
         self().zelDoZombieReactors(true);
         if constexpr (requires(Self & syncer) { syncer.children(); })

@@ -246,8 +246,7 @@ void Pkt::moveToOwnBuffer(U32 headRoomNeeded) {
     if (room > maxRoom)
         Zel::throwRangeException("a packet with 2^32 octets of data or more is not allowed");
     const bool atHome = buffer_ == home();
-    // It does not where the data stand there already: they would not have to move.
-    const bool homeFits = !home()->isShared() && home()->room() >= room;
+    const bool homeFits = !atHome && !home()->isShared() && home()->room() >= room;
     Buffer* own = homeFits ? home() : Buffer::make(room);
     U8* base = own->end() - data_.length;
     std::memcpy(base, data_.base, data_.length);

@@ -43,14 +43,15 @@ ItemSyncer::ItemSyncer(Zel::Ptr<Record const> const& source, Zel::Ptr<Record> co
                        Tape* tape)
     : destination_(destination)
     , tape_(tape) {
-    const Construction guard(*this);
-    if (tape_)
-        tape_->itemSyncer = this;
-    note("construct");
-    sourceStart(source);
-    if (const Zel::Ptr<Record const> from = this->source())
-        children_.resync(*this, from);
-    handleInitialized();
+    construct([&] {
+        if (tape_)
+            tape_->itemSyncer = this;
+        note("construct");
+        sourceStart(source);
+        if (const Zel::Ptr<Record const> from = this->source())
+            children_.resync(*this, from);
+        handleInitialized();
+    });
 }
 
 ItemSyncer::~ItemSyncer() {
@@ -151,14 +152,15 @@ GroupSyncer::GroupSyncer(Zel::Ptr<Record const> const& source, Zel::Ptr<Record> 
                          Tape* tape)
     : destination_(destination)
     , tape_(tape) {
-    const Construction guard(*this);
-    if (tape_)
-        tape_->groupSyncer = this;
-    note("construct");
-    sourceStart(source);
-    if (const Zel::Ptr<Record const> from = this->source())
-        children_.resync(*this, from);
-    handleInitialized();
+    construct([&] {
+        if (tape_)
+            tape_->groupSyncer = this;
+        note("construct");
+        sourceStart(source);
+        if (const Zel::Ptr<Record const> from = this->source())
+            children_.resync(*this, from);
+        handleInitialized();
+    });
 }
 
 GroupSyncer::~GroupSyncer() {
@@ -292,10 +294,11 @@ RevisionSyncer::RevisionSyncer(Zel::Name name, Zel::Ptr<Record const> const& sou
                                Zel::Ptr<Record> const& destination)
     : name_(std::move(name))
     , destination_(destination) {
-    const Construction guard(*this);
-    sourceStart(source);
-    if (watched())
-        copyFrom(*watched());
+    construct([&] {
+        sourceStart(source);
+        if (watched())
+            copyFrom(*watched());
+    });
 }
 
 RevisionSyncer::~RevisionSyncer() { tearDown(); }
