@@ -114,8 +114,6 @@ void RbTree::lengthen(Member* parent, Side side) noexcept {
         }
         if (red(sibling->child_[side]) || red(sibling->child_[far])) {
             if (!red(sibling->child_[far])) {
-                sibling->child_[side]->redIs(false);
-                sibling->redIs(true);
                 rotate(*sibling, far);
                 sibling = parent->child_[far];
             }
