@@ -461,8 +461,9 @@ class Function:
         if operation == "mov" and (value in _orders(source) or self.is_order(at)):
             return False
         # The object of a lambda that captures nothing, as a plain function calls it.
-        if "_4_FUNE" in self.name and instruction.text == "movl $0, %edi":
-            if following and re.match(r"call _Z\w+clE", following[0]):
+        if "_4_FUNE" in self.name:
+            calls = "; ".join([instruction.text, *following[:2]])
+            if re.match(r"movl \$0, (%edi|%esi; movq %\w+, %rdi); call _Z\w+clE", calls):
                 return False
         # The count of words that are made zero, before an aggregate's members.
         if operation == "mov" and any(text.startswith("rep ") for text in following[:2]):

@@ -14,7 +14,11 @@ import program  # noqa: E402
 
 DECLARED = """\
 #include <atomic>
+struct Large {
+    int numbers[5];
+};
 typedef int Doubling(int);
+typedef Large Spreading(int);
 enum class Letter : unsigned { a, b, c };
 """
 LIBRARY = """\
@@ -69,6 +73,9 @@ int caught(int number) {
 Doubling* doubling() {
     return [](int number) { return number + number; };
 }
+Spreading* spreading() {
+    return [](int number) { return Large{{number, number, number, number, number}}; };
+}
 int named(Letter letter) {
     switch (letter) {
     case Letter::a:
@@ -116,6 +123,7 @@ struct Shape {
 struct Square : Shape {};
 int caught(int);
 Doubling* doubling();
+Spreading* spreading();
 int named(Letter);
 int several(int);
 void note(std::atomic<int>&, int);
@@ -139,6 +147,7 @@ TEST(Small, OddNumbersAreNotCaught) {
     EXPECT_EQ(caught(4), 3);
 }
 TEST(Small, Doubles) { EXPECT_EQ(doubling()(3), 6); }
+TEST(Small, Spreads) { EXPECT_EQ(spreading()(3).numbers[4], 3); }
 TEST(Small, NamesLetters) {
     EXPECT_EQ(named(Letter::a), 10);
     EXPECT_EQ(named(Letter::b), 20);
@@ -197,36 +206,37 @@ EXPECTED = """\
 43 call of owned removed: killed
 45 call of set removed: killed
 47 constant 1 changed: killed
-53 branch taken: killed
-53 branch not taken: killed
-53 branch taken: killed
-53 branch not taken: killed
-53 branch not taken: killed
-53 constant 1 changed: killed
-53 constant 2 changed: killed
-55 constant 10 changed: killed
-57 constant 20 changed: killed
-59 constant 30 changed: killed
-61 constant 0 changed: killed
-64 branch taken: killed
-64 branch not taken: killed
-64 branch taken: killed
-64 branch not taken: killed
-64 branch taken: killed
-64 branch not taken: killed
-64 constant 1 changed: killed
-64 constant 4 changed: killed
-64 constant 9 changed: killed
-66 constant 10 changed: killed
-68 constant 20 changed: killed
-70 constant 30 changed: killed
-72 constant 0 changed: killed
-80 branch taken: killed
-80 branch not taken: killed
-80 constant 0 changed: killed
-82 call of new[] removed: killed
-83 branch taken: survived
-83 call of delete[] removed: survived
+53 call of spreading removed: killed
+56 branch taken: killed
+56 branch not taken: killed
+56 branch taken: killed
+56 branch not taken: killed
+56 branch not taken: killed
+56 constant 1 changed: killed
+56 constant 2 changed: killed
+58 constant 10 changed: killed
+60 constant 20 changed: killed
+62 constant 30 changed: killed
+64 constant 0 changed: killed
+67 branch taken: killed
+67 branch not taken: killed
+67 branch taken: killed
+67 branch not taken: killed
+67 branch taken: killed
+67 branch not taken: killed
+67 constant 1 changed: killed
+67 constant 4 changed: killed
+67 constant 9 changed: killed
+69 constant 10 changed: killed
+71 constant 20 changed: killed
+73 constant 30 changed: killed
+75 constant 0 changed: killed
+83 branch taken: killed
+83 branch not taken: killed
+83 constant 0 changed: killed
+85 call of new[] removed: killed
+86 branch taken: survived
+86 call of delete[] removed: survived
 """
 
 
