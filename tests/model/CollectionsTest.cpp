@@ -137,8 +137,9 @@ template <class Map> class CollectionDeathTest : public Collection<Map> {};
 TYPED_TEST_SUITE(CollectionDeathTest, Maps, MapNames);
 
 TYPED_TEST(CollectionDeathTest, AKeyThatIsThereCannotBeInserted) {
-    for (auto const& key : {keysOf(this->map).front(), keysOf(this->map).back()})
-        EXPECT_DEATH(insert(this->map, key), "Map of Varnol::\\w+: duplicate key");
+    auto const keys = keysOf(this->map);
+    for (std::size_t i = 0; i < keys.size(); i += 5)
+        EXPECT_DEATH(insert(this->map, keys[i]), "Map of Varnol::\\w+: duplicate key");
 }
 
 TYPED_TEST(CollectionDeathTest, OnlyAMemberCanBeErased) {

@@ -508,7 +508,10 @@ class Function:
         members, or a constructor."""
         target = self.code[at].operands.rpartition(", ")[2]
         if self.code[at].operands.startswith("$0,") and re.fullmatch(r"\d*\(%rax\)", target):
-            return any(re.match(r"call _ZN\w+C[12]E", text) for text in _up_to_call(self.after(at, 6)))
+            near, zeros = _up_to_call(self.after(at, 6)), _up_to_call(self.after(at, 12))
+            if not all(text.startswith(("mov", "call")) for text in zeros):
+                zeros = near
+            return any(re.match(r"call _ZN\w+C[12]E", text) for text in zeros)
         if not re.fullmatch(r"-\d+\(%rbp\)", target):
             return False
         for index, each in enumerate(self.code[at + 1 : at + 8], at + 1):
