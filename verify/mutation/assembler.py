@@ -56,6 +56,7 @@ ZEROES = re.compile(
 )
 
 NOT_READ = re.compile(r"call (\w+EDn|_ZNSt9__cmp_cat8__unspecC[12])")
+NULL_EXCHANGED = re.compile(r"call _ZSt8exchangeI\w+DnET_")
 INSERTED = re.compile(r"(.*; )?movabsq \$-\d+, %(\w+); andq %\2, %(\w+); orq %\w+, %\3")
 # Guards of variables in functions: a second look at what another one has just seen.
 GUARD = re.compile(r"_ZGV|__cxa_guard_acquire")
@@ -477,6 +478,9 @@ class Function:
         # A null pointer's constant, and the zero that an ordering is compared with: nothing reads them.
         if operation == "mov" and any(NOT_READ.match(text) for text in _up_to_call(following)):
             return False
+        if operation == "mov" and value == 0:
+            if any(NULL_EXCHANGED.match(text) for text in _up_to_call(self.after(at, 6))):
+                return False
         # A constant variable's place: its uses have the value themselves.
         if operation == "mov" and re.match(r"constexpr (bool|unsigned|U\d+|std::size_t) \w+ = ", source):
             return False
