@@ -151,6 +151,8 @@ def mutants(sites, sources):
         if what == "call":
             what = f"call of {short(names[alike[0].callee])}" if alike[0].callee[0] != "*" else "virtual call"
         for change in CHANGES[alike[0].kind]:
+            if all(change in site.without_effect for site in alike):
+                continue
             name = f"{file}:{line}:{column} {what} {change}" + (f" {number}" if number > 1 else "")
             function = short(names[alike[0].function])
             found.append(Mutant(name, what, change, file, line, function, alike))

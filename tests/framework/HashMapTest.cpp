@@ -98,6 +98,16 @@ TEST(HashMap, NeighbouringHashesAndMultiplesSpreadOverTheBuckets) {
     }
 }
 
+TEST(HashMap, ATableGivesBackTheRoomThatNothingCameTo) {
+    const auto before = FailingAllocation::outstanding();
+    {
+        HashTable table(4);
+        table.makeRoom();
+        EXPECT_EQ(FailingAllocation::outstanding(), before + 1);
+    }
+    EXPECT_EQ(FailingAllocation::outstanding(), before);
+}
+
 TEST(HashMap, TheOrderOfAWalkDoesNotDependOnTheNumberOfBuckets) {
     Map one(1);
     fill(one, 500);

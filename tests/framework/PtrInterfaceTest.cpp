@@ -312,8 +312,10 @@ TEST_P(PtrInterfaceTest, ASecondConstructionOfTheSameObjectDoesNothing) {
     struct Nested final : Zel::PtrInterface {
         Nested() {
             const Construction outer(*this);
+            const U32 before = ::word(*this);
             {
                 const Construction inner(*this);
+                EXPECT_EQ(::word(*this), before);
                 EXPECT_FALSE(hasNotificationActive());
             }
             const Zel::Ptr<Nested> taken(this);

@@ -189,6 +189,18 @@ TEST(RbTreeMap, CheckSeesARedMemberBelowARedOneWhereTheBlackHeightsAreRight) {
     EXPECT_TRUE(filled.map.check());
 }
 
+TEST(RbTreeMap, CheckSeesTwoLinksToOneChildWhereTheCountIsThatOfTheOthers) {
+    FilledMap filled(3);
+    auto& tree = Access::core(filled.map);
+    RbTreeMember*& high = Access::child(*Access::root(tree), 1);
+    RbTreeMember* const former = std::exchange(high, Access::child(*Access::root(tree), 0));
+    Access::members(tree) = 1;
+    EXPECT_FALSE(tree.check());
+    high = former;
+    Access::members(tree) = 3;
+    EXPECT_TRUE(tree.check());
+}
+
 TEST(RbTreeMap, CheckSeesKeysOutOfOrder) {
     FilledMap filled(20);
     for (U32 key = 1; key <= 20; ++key) {

@@ -233,6 +233,18 @@ TEST(TypeNode, OfChildReactorsTheKeyHasATypeAndIsNotShown) {
     EXPECT_EQ(info.keyView, nullptr);
 }
 
+TEST(Attribute, AKeyIsSeenAsANumberOrAsATextAndNotAsBoth) {
+    const Zel::Name name("mst1");
+    const Zel::KeyView text = Zel::keyView(name);
+    EXPECT_TRUE(text.isText);
+    EXPECT_EQ(text.text, "mst1");
+    EXPECT_EQ(text.number, 0u);
+    const Zel::KeyView number = Zel::keyView(Toy::ItemId{7});
+    EXPECT_FALSE(number.isText);
+    EXPECT_EQ(number.text, "");
+    EXPECT_EQ(number.number, 7u);
+}
+
 TEST(Attribute, AllAreVisitedInTheOrderOfDeclaration) {
     std::vector<AttributeId> visited;
     Zel::forEachAttribute<Toy::Item>([&](auto attribute) { visited.push_back(attribute.id); });

@@ -5,6 +5,7 @@ source stands there once, behind a .loc with its place in the source. What the c
 own is left out here, by what it looks like, so that no change is listed that could make no difference.
 """
 
+import operator
 import os.path
 import re
 import subprocess
@@ -32,6 +33,8 @@ class Site(NamedTuple):
     returns_object: bool
     # What a call returns may be what its function returns; nothing shows whether that is anything.
     may_be_returned: bool
+    # Changes after which everything is as it was, whatever is executed.
+    without_effect: tuple
 
 
 FILE = re.compile(r'\t\.file (\d+) (?:"([^"]*)" )?"([^"]*)"')
@@ -53,6 +56,7 @@ ZEROES = re.compile(
 )
 
 NOT_READ = re.compile(r"call (\w+EDn|_ZNSt9__cmp_cat8__unspecC[12])")
+NULL_EXCHANGED = re.compile(r"call _ZSt8exchangeI\w+DnET_")
 INSERTED = re.compile(r"(.*; )?movabsq \$-\d+, %(\w+); andq %\2, %(\w+); orq %\w+, %\3")
 # Guards of variables in functions: a second look at what another one has just seen.
 GUARD = re.compile(r"_ZGV|__cxa_guard_acquire")
@@ -61,6 +65,24 @@ SIZES = re.compile(r"call (_Z(N\S*)?(nw|na|dl|da)(E|P|m)|__cxa_(allocate|throw|b
 # Calls of the compiler's and of the C++ library's that are not made for their effect on an object of
 # the source; and what makes and destroys objects, which is not a mutator.
 NO_MUTATOR = re.compile(r"_?__|_Unwind|_ZSt|_ZNK?S[ta]|\w*[CD][0-4]E")
+# For scalars and for classes; operator delete of a class, too.
+DELETES = re.compile(r"_Z(N\S+)?d[la]EPv\w*$|_Zd[la]Pv\w*$")
+# Where the unwinder enters, in the tables of exceptions.
+LANDING_PAD = re.compile(r"\t\.uleb128 (\.L\d+)-\.LFB\d+$")
+# Behind them, clean-up is over.
+CLEAN_UP_ENDS = re.compile(r"__cxa_(begin_catch|throw|rethrow|call_\w+)|_Unwind_Resume|_ZSt9terminatev")
+# The search for a case.
+CASE = re.compile(r"(?:cmp[bwlq] \$(?P<value>-?\d+)|test[bwlq] (?P<itself>%\w+)(?=, (?P=itself)$)), (?P<what>\S+)$")
+CASE_JUMPS = {
+    **{"je": operator.eq, "jne": operator.ne},
+    **{"ja": operator.gt, "jnb": operator.ge, "jb": operator.lt, "jbe": operator.le},
+    **{"jg": operator.gt, "jge": operator.ge, "jl": operator.lt, "jle": operator.le},
+}
+SIGNED = {"jg", "jge", "jl", "jle"}
+# The register that the last argument, the order, is in.
+ORDER_OF_ATOMIC = re.compile(
+    r"call _ZNV?K?St6atomic\w+?(?:(?P<load>4load)|5store|8exchange)E\w*St12memory_order(@PLT)?$"
+)
 # What has only its result: a walk's end, and, of constant functions, those whose result may be used.
 ENDS = re.compile(r"\bend\(\) const$")
 # Mutators of the C++ library and of C's that the library uses.
@@ -87,6 +109,7 @@ class Unit:
         self.is_ours = is_ours
         self.source_line = source_line
         self.files = {}
+        self.landing_pads = {found.group(1) for found in map(LANDING_PAD.match, self.lines) if found}
         self.sites = []
         self.labels = {}  # line of the text -> labels before it
         self.never_return = set()  # functions
@@ -142,7 +165,7 @@ class Unit:
                 places.append(place)
             elif line.endswith(":"):
                 targets[line[:-1]] = len(code)
-        function_ = Function(function, code, targets)
+        function_ = Function(function, code, places, targets, self.landing_pads)
         if not any(instruction.mnemonic == "ret" for instruction in code):
             self.never_return.add(function)
         for at, (instruction, place) in enumerate(zip(code, places)):
@@ -153,6 +176,8 @@ class Unit:
         text = self.source_line(place[0], place[1])
         if function.is_of_a_temporary(at) or function.is_of_zeroes(at):
             return
+        if function.is_of_clean_up(at) or function.is_of_a_deleting_destructor(at) or function.is_of_an_array(at):
+            return
         # Behind a block's end stands what the compiler makes of its variables' ends.
         if text in ("}", "};") and instruction.mnemonic != "call":
             return
@@ -161,9 +186,11 @@ class Unit:
             return
         kind = value = None
         is_mask = returns_object = may_be_returned = False
+        without_effect = ()
         callee = ""
         if JUMP.match(instruction.mnemonic):
             kind = "branch" if function.jump_is_the_sources(at, text) else None
+            without_effect = function.jumps_without_effect(at, text)
         elif SET.match(instruction.text):
             kind = "value" if function.value_is_the_sources(at) else None
         elif instruction.mnemonic == "call":
@@ -187,18 +214,42 @@ class Unit:
             return
         label = f"mutant.{self.number}.{len(self.sites)}"
         self.sites.append(
-            Site(label, kind, *place, function.name, callee, value or 0, is_mask, returns_object, may_be_returned)
+            Site(
+                label, kind, *place, function.name, callee, value or 0, is_mask, returns_object, may_be_returned, without_effect
+            )
         )
         self.labels.setdefault(instruction.line, []).append(label)
         self.labels.setdefault(instruction.line + 1, []).append(f"{label}.end")
 
 
 class Function:
-    def __init__(self, name, code, targets):
+    def __init__(self, name, code, places, targets, landing_pads):
         self.name = name
         self.code = code
+        self.places = places
         self.targets = targets
         self.at_start = name.startswith("_Z41__static_initialization")
+        pads = {at for label, at in targets.items() if label in landing_pads}
+        # Executed while an exception is on its way, and not otherwise.
+        self.clean_up = self._reached(pads) - self._reached({0}, pads) if pads else set()
+
+    def _reached(self, begins, barred=frozenset()):
+        """What is executed from some instructions on, until a handler begins or the function is left."""
+        reached, waiting = set(), list(begins)
+        while waiting:
+            at = waiting.pop()
+            while at < len(self.code) and at not in reached and at not in barred:
+                reached.add(at)
+                instruction = self.code[at]
+                jumps = instruction.mnemonic == "jmp" or JUMP.match(instruction.mnemonic)
+                if jumps and instruction.operands in self.targets:
+                    waiting.append(self.targets[instruction.operands])
+                if instruction.mnemonic in ("jmp", "ret", "ud2"):
+                    break
+                if instruction.mnemonic == "call" and CLEAN_UP_ENDS.match(called(instruction.operands)):
+                    break
+                at += 1
+        return reached
 
     def before(self, at, count):
         return [each.text for each in self.code[max(0, at - count) : at]]
@@ -249,6 +300,121 @@ class Function:
                 return False
         return False
 
+    def is_of_clean_up(self, at):
+        """Whether the instruction, while an exception is on its way, returns the memory of an object
+        whose constructor threw, or asks what there is to be destroyed; or whether it notes that for
+        this question alone."""
+        instruction = self.code[at]
+        if at in self.clean_up:
+            if instruction.mnemonic == "call":
+                return DELETES.match(called(instruction.operands)) is not None
+            if JUMP.match(instruction.mnemonic):
+                note = self._note(self.code[at - 1].text)
+                return note is not None and note.startswith("%")  # a variable of the source is in memory
+        found = re.fullmatch(r"movl \$[01], (%r1[2-5]d|%ebx)", instruction.text)
+        if not found:
+            return False
+        asked = [
+            index
+            for index, (question, jump) in enumerate(zip(self.code, self.code[1:]), 1)
+            if JUMP.match(jump.mnemonic) and self._note(question.text) == found.group(1)
+        ]
+        return bool(asked) and self.clean_up.issuperset(asked)
+
+    def is_of_a_deleting_destructor(self, at):
+        """Whether the instruction returns the memory behind a virtual destructor, which has no such
+        line in the source."""
+        instruction = self.code[at]
+        return (
+            instruction.mnemonic == "call"
+            and self.name.endswith("D0Ev")
+            and DELETES.match(called(instruction.operands)) is not None
+        )
+
+    def is_of_an_array(self, at):
+        """Whether the instruction asks if so large an array can be, before it is made."""
+        for begin in range(max(0, at - 2), at + 1):
+            three = self.code[begin : begin + 3]
+            if re.match(r"movabsq \$\d{18,19}, %\w+; cmpq %\w+, %\w+; jn?b ", "; ".join(each.text for each in three)):
+                too_large = self.code[self.targets[three[2].operands]].text
+                return too_large.startswith("call __cxa_throw_bad_array_new_length")
+        return False
+
+    def jumps_without_effect(self, at, source):
+        """The changes of a conditional branch after which everything is as it was."""
+        jump = self.code[at]
+        # A case that is asked for where no other value is left.
+        if jump.mnemonic == "je" and source.startswith("switch (") and self.is_last_case(at):
+            return ("taken",)
+        # Null is not deleted; operator delete does nothing with it either.
+        if jump.mnemonic == "je" and re.match(r"testq (%\w+), \1$|cmpq \$0, ", self.code[at - 1].text):
+            skipped = self.code[at + 1 : self.targets.get(jump.operands, 0)]
+            if skipped and skipped[-1].mnemonic == "call" and DELETES.match(called(skipped[-1].operands)):
+                if all(each.mnemonic.startswith("mov") for each in skipped[:-1]):
+                    return ("not taken",)
+        return ()
+
+    def is_last_case(self, at):
+        """Whether the questions for other cases leave only the value that is asked for there."""
+        asked = CASE.match(self.code[at - 1].text)
+        if not asked:
+            return False
+        begin, search = at - 1, at - 1
+        while search > 0 and self._is_case(search - 1, asked["what"]) and self.places[search - 1] == self.places[at]:
+            search -= 1
+            if CASE.match(self.code[search].text):
+                begin = search
+        bits = {"b": 8, "w": 16, "l": 32, "q": 64}[self.code[at - 1].mnemonic[-1]]
+        questions = [CASE.match(each.text) for each in self.code[begin:]]
+        constants = {int(each["value"] or 0) for each in questions if each and each["what"] == asked["what"]}
+        # Between the constants, one value goes where another one does.
+        near = {(constant + step) % (1 << bits) for constant in constants for step in (-1, 0, 1)}
+        coming = {value for value in near if self._comes(value, bits, begin, at, asked["what"])}
+        return coming == {int(asked["value"] or 0) % (1 << bits)}
+
+    def _is_case(self, at, what):
+        """Whether the instruction is one of those that look for a value's case."""
+        instruction = self.code[at]
+        if instruction.mnemonic == "jmp" or instruction.mnemonic in CASE_JUMPS:
+            return True
+        asked = CASE.match(instruction.text)
+        return asked is not None and asked["what"] == what
+
+    def _comes(self, value, bits, begin, end, what):
+        """Whether the search for the value's case, from one instruction on, comes to the other one."""
+        # As signed numbers compare, these do with the highest bit turned over.
+        high = 1 << (bits - 1)
+        at, other = begin, 0
+        for _ in range(len(self.code)):
+            if at == end:
+                return True
+            if not (0 <= at < len(self.code) and self._is_case(at, what)):
+                return False
+            instruction = self.code[at]
+            asked = CASE.match(instruction.text)
+            if asked:
+                other = int(asked["value"] or 0) % (1 << bits)
+                at += 1
+                continue
+            turned = high if instruction.mnemonic in SIGNED else 0
+            if instruction.mnemonic == "jmp" or CASE_JUMPS[instruction.mnemonic](value ^ turned, other ^ turned):
+                at = self.targets.get(instruction.operands, -1)
+            else:
+                at += 1
+        return False
+
+    def is_order(self, at):
+        """Whether the number is an order of memory: the last thing before what is unfolded of an atomic
+        variable, or a call's last argument."""
+        text = self.code[at].text
+        if not re.match(r"movl \$[0-5], ", text):
+            return False
+        if re.fullmatch(r"movl \$[0-5], -\d+\(%rbp\)", text):
+            following = self.places[at + 1] if at + 1 < len(self.places) else None
+            return following is not None and re.search(r"/(atomic|atomic_base\.h)$", following[0]) is not None
+        called_ = ORDER_OF_ATOMIC.match(_up_to_call(self.after(at, 4))[-1]) if self.after(at, 1) else None
+        return called_ is not None and text.endswith(", %esi" if called_["load"] else ", %edx")
+
     def is_of_zeroes(self, at):
         """Whether the instruction is of a loop that makes an object's octets zero before its
         constructor is called."""
@@ -293,8 +459,13 @@ class Function:
         if operation == "mov" and re.search(r", (%e(di|si|dx|cx)|%r[89]d|-?\d*\(%r[bs]p\))$", instruction.operands):
             if value == place[1] or value > 20 and abs(value - place[1]) <= 8:
                 return False
-        if operation == "mov" and value in _orders(source):
+        if operation == "mov" and (value in _orders(source) or self.is_order(at)):
             return False
+        # The object of a lambda that captures nothing, as a plain function calls it.
+        if "_4_FUNE" in self.name:
+            calls = "; ".join([instruction.text, *following[:2]])
+            if re.match(r"movl \$0, (%edi|%esi; movq %\w+, %rdi); call _Z\w+clE", calls):
+                return False
         # The count of words that are made zero, before an aggregate's members.
         if operation == "mov" and any(text.startswith("rep ") for text in following[:2]):
             return False
@@ -307,6 +478,9 @@ class Function:
         # A null pointer's constant, and the zero that an ordering is compared with: nothing reads them.
         if operation == "mov" and any(NOT_READ.match(text) for text in _up_to_call(following)):
             return False
+        if operation == "mov" and value == 0:
+            if any(NULL_EXCHANGED.match(text) for text in _up_to_call(self.after(at, 6))):
+                return False
         # A constant variable's place: its uses have the value themselves.
         if operation == "mov" and re.match(r"constexpr (bool|unsigned|U\d+|std::size_t) \w+ = ", source):
             return False
@@ -338,7 +512,10 @@ class Function:
         members, or a constructor."""
         target = self.code[at].operands.rpartition(", ")[2]
         if self.code[at].operands.startswith("$0,") and re.fullmatch(r"\d*\(%rax\)", target):
-            return any(re.match(r"call _ZN\w+C[12]E", text) for text in _up_to_call(self.after(at, 6)))
+            near, zeros = _up_to_call(self.after(at, 6)), _up_to_call(self.after(at, 12))
+            if not all(text.startswith(("mov", "call")) for text in zeros):
+                zeros = near
+            return any(re.match(r"call _ZN\w+C[12]E", text) for text in zeros)
         if not re.fullmatch(r"-\d+\(%rbp\)", target):
             return False
         for index, each in enumerate(self.code[at + 1 : at + 8], at + 1):

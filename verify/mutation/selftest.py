@@ -12,6 +12,15 @@ sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
 import mutate  # noqa: E402
 import program  # noqa: E402
 
+DECLARED = """\
+#include <atomic>
+struct Large {
+    int numbers[5];
+};
+typedef int Doubling(int);
+typedef Large Spreading(int);
+enum class Letter : unsigned { a, b, c };
+"""
 LIBRARY = """\
 void set(int& number) { number = 2; }
 int limited(int number) {
@@ -33,14 +42,94 @@ void setBoth(int& first, int& second) {
     set(second);
 }
 int neverCalled(int number) { return number ? 5 : 6; }
+struct Shape {
+    virtual ~Shape();
+};
+Shape::~Shape() = default;
+struct Odd {
+    Odd(int given) : number(given) {
+        if (given % 2 == 0)
+            throw given;
+    }
+    int number;
+};
+struct Owner {
+    explicit Owner(Odd* odd) : odd_(odd) {}
+    ~Owner() { delete odd_; }
+    int number() const { return odd_->number; }
+    Odd* odd_;
+};
+int owned(int number) {
+    return Owner(new Odd(number)).number();
+}
+int caught(int number) {
+    try {
+        return owned(number);
+    } catch (int) {
+        set(number);
+    }
+    return number + 1;
+}
+Doubling* doubling() {
+    return [](int number) { return number + number; };
+}
+Spreading* spreading() {
+    return [](int number) { return Large{{number, number, number, number, number}}; };
+}
+int named(Letter letter) {
+    switch (letter) {
+    case Letter::a:
+        return 10;
+    case Letter::b:
+        return 20;
+    case Letter::c:
+        return 30;
+    }
+    return 0;
+}
+int several(int number) {
+    switch (number) {
+    case 1:
+        return 10;
+    case 4:
+        return 20;
+    case 9:
+        return 30;
+    }
+    return 0;
+}
+void note(std::atomic<int>& last, int number) {
+    last.store(number,
+               std::memory_order_relaxed);
+}
+int noted(std::atomic<bool>& is, std::atomic<int>& last) {
+    return is.load(
+        std::memory_order_acquire) ? last.load() : 0;
+}
+int* row(unsigned numbers) { return new int[numbers]; }
+void drop(int* numbers) { delete[] numbers; }
 """
-# Nothing asks for steps of more than one, for odd numbers, and for what becomes of the second one.
+# Nothing asks for steps of more than one, for odd numbers, and for what becomes of the second one. From
+# line 21 on, only what is the source's is changed.
 TESTS = """\
 #include <gtest/gtest.h>
 void setBoth(int&, int&);
 int limited(int);
 int steps(int);
 bool isEven(int);
+struct Shape {
+    virtual ~Shape();
+};
+struct Square : Shape {};
+int caught(int);
+Doubling* doubling();
+Spreading* spreading();
+int named(Letter);
+int several(int);
+void note(std::atomic<int>&, int);
+int noted(std::atomic<bool>&, std::atomic<int>&);
+int* row(unsigned);
+void drop(int*);
 TEST(Small, IsLimited) {
     EXPECT_EQ(limited(3), 3);
     EXPECT_EQ(limited(9), 4);
@@ -52,6 +141,35 @@ TEST(Small, TheFirstIsSet) {
     setBoth(first, second);
     EXPECT_EQ(first, 2);
 }
+TEST(Small, AShapeIsDeleted) { delete static_cast<Shape*>(new Square); }
+TEST(Small, OddNumbersAreNotCaught) {
+    EXPECT_EQ(caught(5), 5);
+    EXPECT_EQ(caught(4), 3);
+}
+TEST(Small, Doubles) { EXPECT_EQ(doubling()(3), 6); }
+TEST(Small, Spreads) { EXPECT_EQ(spreading()(3).numbers[4], 3); }
+TEST(Small, NamesLetters) {
+    EXPECT_EQ(named(Letter::a), 10);
+    EXPECT_EQ(named(Letter::b), 20);
+    EXPECT_EQ(named(Letter::c), 30);
+    EXPECT_EQ(named(static_cast<Letter>(3)), 0);
+}
+TEST(Small, SquaresAreSeveral) {
+    EXPECT_EQ(several(0), 0);
+    EXPECT_EQ(several(1), 10);
+    EXPECT_EQ(several(4), 20);
+    EXPECT_EQ(several(9), 30);
+    EXPECT_EQ(several(5), 0);
+}
+TEST(Small, TheLastIsNoted) {
+    std::atomic<bool> is{true};
+    std::atomic<int> last;
+    note(last, 5);
+    EXPECT_EQ(noted(is, last), 5);
+    is = false;
+    EXPECT_EQ(noted(is, last), 0);
+}
+TEST(Small, ARowIsDropped) { drop(row(2)); }
 """
 # Each passes by itself.
 NOT_TOGETHER = """\
@@ -80,12 +198,52 @@ EXPECTED = """\
 20 branch not taken: survived
 20 constant 5 changed: survived
 20 constant 6 changed: survived
+27 branch taken: killed
+27 branch not taken: killed
+27 constant 1 changed: killed
+34 branch taken: survived
+34 call of delete removed: survived
+43 call of owned removed: killed
+45 call of set removed: killed
+47 constant 1 changed: killed
+53 call of spreading removed: killed
+56 branch taken: killed
+56 branch not taken: killed
+56 branch taken: killed
+56 branch not taken: killed
+56 branch not taken: killed
+56 constant 1 changed: killed
+56 constant 2 changed: killed
+58 constant 10 changed: killed
+60 constant 20 changed: killed
+62 constant 30 changed: killed
+64 constant 0 changed: killed
+67 branch taken: killed
+67 branch not taken: killed
+67 branch taken: killed
+67 branch not taken: killed
+67 branch taken: killed
+67 branch not taken: killed
+67 constant 1 changed: killed
+67 constant 4 changed: killed
+67 constant 9 changed: killed
+69 constant 10 changed: killed
+71 constant 20 changed: killed
+73 constant 30 changed: killed
+75 constant 0 changed: killed
+83 branch taken: killed
+83 branch not taken: killed
+83 constant 0 changed: killed
+85 call of new[] removed: killed
+86 branch taken: survived
+86 call of delete[] removed: survived
 """
 
 
 def test_program(compiler, name, source, objects, folder):
     (folder / f"{name}.cpp").write_text(source)
-    mutate.run([compiler, "-O0", "-c", folder / f"{name}.cpp", "-o", folder / f"{name}.test.o"])
+    options = ["-O0", "-include", folder / "declared.h"]
+    mutate.run([compiler, *options, "-c", folder / f"{name}.cpp", "-o", folder / f"{name}.test.o"])
     mutate.link(objects, [folder / f"{name}.test.o"], ["-lgtest_main", "-lgtest"], folder / name)
     return mutate.Program(name, folder / name)
 
@@ -113,9 +271,10 @@ def main(compiler):
             sys.exit(f"one named, {survivors} survivors: {found_named([entry], [survivor] * survivors)}")
     with tempfile.TemporaryDirectory() as folder:
         folder = Path(folder)
+        (folder / "declared.h").write_text(DECLARED)
         (folder / "library.cpp").write_text(LIBRARY)
         sources = mutate.Sources(folder)
-        command = f"{compiler} -O0 -g1 -fPIC -o library.o -c library.cpp"
+        command = f"{compiler} -O0 -g1 -fPIC -include declared.h -o library.o -c library.cpp"
         units, objects = mutate.compiled([(folder, command)], folder, lambda file: file == "library.cpp", sources)
         found = mutate.mutants(mutate.kept(units), sources)
         programs = [
