@@ -253,7 +253,7 @@ def library(build, folder, sources):
     helpers = sorted((build / "tests/CMakeFiles/test_helpers.dir").rglob("*.o"))
     programs = []
     for room in ROOMS:
-        tests = sorted((build / f"tests/CMakeFiles/{room}_tests.dir").rglob("*.o"))
+        tests = sorted((build / f"tests/CMakeFiles/{room}_test_objects.dir").rglob("*.o"))
         path = folder / f"{room}_tests"
         link(objects, [*tests, *helpers], ["-lgtest_main", "-lgtest"], path)
         program = Program(room, path)

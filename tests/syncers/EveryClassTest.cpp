@@ -14,8 +14,10 @@
 #include "tests/model/AnyValue.h"
 #include "tests/model/Samples.h"
 
+#include <algorithm>
 #include <functional>
 #include <map>
+#include <regex>
 #include <set>
 #include <string>
 #include <vector>
@@ -33,22 +35,29 @@ using Zel::GenericIfResult;
 using Zel::TypeNode;
 using Zel::Value;
 
-/// What the classes' objects are made of.
-struct World {
-    World() {
-        fillTree(*source);
-        fillTree(*rxSource);
-        fillTree(*dest);
-        fillTree(*rxDest);
-    }
-    IntxInfo::Ptr record(TxStatus& tree) const {
+/// What the classes' objects are made of: full trees, each made when it is asked for.
+class World {
+  public:
+    TxStatus::Ptr const& source() { return filled(source_); }
+    TxStatus::Ptr const& dest() { return filled(dest_); }
+    RxStatus::Ptr const& rxSource() { return filled(rxSource_); }
+    RxStatus::Ptr const& rxDest() { return filled(rxDest_); }
+
+    static IntxInfo::Ptr record(TxStatus& tree) {
         return tree.txMstStatus("mst1")->txMstPortStatus(et1)->txInfo(1);
     }
 
-    TxStatus::Ptr source{new TxStatus};
-    TxStatus::Ptr dest{new TxStatus};
-    RxStatus::Ptr rxSource{new RxStatus};
-    RxStatus::Ptr rxDest{new RxStatus};
+  private:
+    template <class T> static Zel::Ptr<T> const& filled(Zel::Ptr<T>& tree) {
+        if (!tree) {
+            tree = Zel::Ptr<T>(new T);
+            fillTree(*tree);
+        }
+        return tree;
+    }
+
+    TxStatus::Ptr source_, dest_;
+    RxStatus::Ptr rxSource_, rxDest_;
 };
 
 template <class T> Value reading(Zel::Ptr<T> const& object) {
@@ -73,97 +82,98 @@ std::map<std::string, std::function<Args(World&)>> const arguments{
     {"Stp::StpiPortStatus", [](World&) { return Args{}; }},
     {"Varnol::IntxInfoSyncer",
      [](World& world) {
-         return Args{reading(world.record(*world.source)), Value(world.record(*world.dest)),
+         return Args{reading(world.record(*world.source())), Value(world.record(*world.dest())),
                      Value(Bridging::VlanIdOrNone(1)), Value(Zel::String("mst1|Et1"))};
      }},
     {"Varnol::IntxInfoSyncer::ZelSource",
      [](World& world) {
-         return Args{reading(world.record(*world.source)),
-                     Value(intxInfoSyncerFactory(world.record(*world.source), nullptr, 1, ""))};
+         return Args{reading(world.record(*world.source())),
+                     Value(intxInfoSyncerFactory(world.record(*world.source()), nullptr, 1, ""))};
      }},
     {"Varnol::IntxInfoSyncer::ZelMstiNSm",
      [](World& world) {
-         return Args{reading(world.record(*world.source)->mstiN(1)),
-                     Value(intxInfoSyncerFactory(nullptr, world.record(*world.dest), 1, ""))};
+         return Args{reading(world.record(*world.source())->mstiN(1)),
+                     Value(intxInfoSyncerFactory(nullptr, world.record(*world.dest()), 1, ""))};
      }},
     {"Varnol::IntxInfoChangeSm",
      [](World& world) {
-         return Args{reading(world.record(*world.source)), Value(Bridging::VlanIdOrNone(1))};
+         return Args{reading(world.record(*world.source())), Value(Bridging::VlanIdOrNone(1))};
      }},
     {"Varnol::IntxInfoChangeSm::ZelIntxInfo",
      [](World& world) {
-         return Args{reading(world.record(*world.source)),
+         return Args{reading(world.record(*world.source())),
                      Value(intxInfoChangeSmFactory(nullptr, 1))};
      }},
     {"Varnol::IntxInfoChangeSm::ZelMstiN",
      [](World& world) {
-         return Args{reading(world.record(*world.source)->mstiN(1)),
+         return Args{reading(world.record(*world.source())->mstiN(1)),
                      Value(intxInfoChangeSmFactory(nullptr, 1))};
      }},
     {"Varnol::TxStatusToTxSyncer",
      [](World& world) {
-         return Args{reading(world.source), Value(world.dest)};
+         return Args{reading(world.source()), Value(world.dest())};
      }},
     {"Varnol::TxStatusToTxSyncer::ZelSource",
      [](World& world) {
-         return Args{reading(world.source), Value(txStatusToTxSyncerFactory(nullptr, world.dest))};
+         return Args{reading(world.source()),
+                     Value(txStatusToTxSyncerFactory(nullptr, world.dest()))};
      }},
     {"Varnol::TxStatusToTxSyncer::ZelTxMstStatusSm",
      [](World& world) {
-         return Args{reading(world.source->txMstStatus("mst1")),
-                     Value(txStatusToTxSyncerFactory(nullptr, world.dest))};
+         return Args{reading(world.source()->txMstStatus("mst1")),
+                     Value(txStatusToTxSyncerFactory(nullptr, world.dest()))};
      }},
     {"Varnol::TxStatusToTxSyncer::ZelTxMstStatusSm::ZelTxMstPortStatusSm",
      [](World& world) {
          return Args{
-             reading(world.source->txMstStatus("mst1")->txMstPortStatus(et1)),
-             Value(txStatusToTxSyncerFactory(world.source, world.dest)->txMstStatus("mst1"))};
+             reading(world.source()->txMstStatus("mst1")->txMstPortStatus(et1)),
+             Value(txStatusToTxSyncerFactory(world.source(), world.dest())->txMstStatus("mst1"))};
      }},
     {"Varnol::TxStatusToRxSyncer",
      [](World& world) {
-         return Args{reading(world.source), Value(world.rxDest)};
+         return Args{reading(world.source()), Value(world.rxDest())};
      }},
     {"Varnol::TxStatusToRxSyncer::ZelSource",
      [](World& world) {
-         return Args{reading(world.source),
-                     Value(txStatusToRxSyncerFactory(world.source, world.rxDest))};
+         return Args{reading(world.source()),
+                     Value(txStatusToRxSyncerFactory(world.source(), world.rxDest()))};
      }},
     {"Varnol::TxStatusToRxSyncer::ZelTxMstStatusSm",
      [](World& world) {
-         return Args{reading(world.source->txMstStatus("mst1")),
-                     Value(txStatusToRxSyncerFactory(world.source, world.rxDest))};
+         return Args{reading(world.source()->txMstStatus("mst1")),
+                     Value(txStatusToRxSyncerFactory(world.source(), world.rxDest()))};
      }},
     {"Varnol::RxStatusToRxDynamicSyncer",
      [](World& world) {
-         return Args{reading(world.rxSource), Value(world.rxDest)};
+         return Args{reading(world.rxSource()), Value(world.rxDest())};
      }},
     {"Varnol::RxStatusToRxDynamicSyncer::ZelSource",
      [](World& world) {
-         return Args{reading(world.rxSource),
-                     Value(rxStatusToRxDynamicSyncerFactory(nullptr, world.rxDest))};
+         return Args{reading(world.rxSource()),
+                     Value(rxStatusToRxDynamicSyncerFactory(nullptr, world.rxDest()))};
      }},
     {"Varnol::RxMstStatusToRxDynamicSyncer",
      [](World& world) {
-         return Args{Value(Zel::Name("mst1")), reading(world.rxSource->rxMstStatus("mst1")),
-                     Value(world.rxDest)};
+         return Args{Value(Zel::Name("mst1")), reading(world.rxSource()->rxMstStatus("mst1")),
+                     Value(world.rxDest())};
      }},
     {"Varnol::RxMstStatusToRxDynamicSyncer::ZelSource",
      [](World& world) {
-         return Args{
-             reading(world.rxSource->rxMstStatus("mst1")),
-             Value(rxMstStatusToRxDynamicSyncerFactory(Zel::Name("mst1"), nullptr, world.rxDest))};
+         return Args{reading(world.rxSource()->rxMstStatus("mst1")),
+                     Value(rxMstStatusToRxDynamicSyncerFactory(Zel::Name("mst1"), nullptr,
+                                                               world.rxDest()))};
      }},
     {"Varnol::RxMstPortStatusToRxDynamicSyncer",
      [](World& world) {
          return Args{Value(Zel::Name("mst1")), Value(et1),
-                     reading(world.rxSource->rxMstStatus("mst1")->rxMstPortStatus(et1)),
-                     Value(world.rxDest)};
+                     reading(world.rxSource()->rxMstStatus("mst1")->rxMstPortStatus(et1)),
+                     Value(world.rxDest())};
      }},
     {"Varnol::RxMstPortStatusToRxDynamicSyncer::ZelSource",
      [](World& world) {
-         return Args{reading(world.rxSource->rxMstStatus("mst1")->rxMstPortStatus(et1)),
+         return Args{reading(world.rxSource()->rxMstStatus("mst1")->rxMstPortStatus(et1)),
                      Value(rxMstPortStatusToRxDynamicSyncerFactory(Zel::Name("none"), et1, nullptr,
-                                                                   world.rxDest))};
+                                                                   world.rxDest()))};
      }},
 };
 
@@ -188,17 +198,47 @@ struct Object {
     Zel::Ptr<Zel::PtrInterface> object;
 };
 
-template <class F> void forEachClass(F const& visit) {
-    unsigned classes = 0;
-    for (TypeNode const* type = Zel::lastTypeNode(); type; type = type->previous()) {
-        if (!arguments.contains(std::string(type->name())))
-            continue;
-        SCOPED_TRACE(type->name());
-        visit(*type);
-        ++classes;
+/// A class of those that are made of `arguments`.
+class EveryClass : public testing::TestWithParam<std::string> {
+  protected:
+    TypeNode const& type = *Zel::typeNode(GetParam());
+};
+
+using EveryClassWithScalars = EveryClass;
+using EveryClassWithKeysOrConstants = EveryClass;
+using EveryClassWithElements = EveryClass;
+using EveryClassWithChildReactors = EveryClass;
+
+/// The names of all classes; of those that have an attribute of one of the kinds, where some are
+/// given.
+std::vector<std::string> classes(std::set<AttributeKind> const& kinds = {}) {
+    std::vector<std::string> names;
+    for (auto const& [name, args] : arguments) {
+        TypeNode const* type = Zel::typeNode(name);
+        if (kinds.empty() ||
+            (type && std::ranges::any_of(type->attributes(), [&](auto const& each) {
+                 return kinds.contains(each.kind);
+             })))
+            names.push_back(name);
     }
-    EXPECT_EQ(classes, arguments.size());
+    return names;
 }
+
+std::string testName(testing::TestParamInfo<std::string> const& each) {
+    return std::regex_replace(each.param, std::regex("::"), "_");
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, EveryClass, testing::ValuesIn(classes()), testName);
+INSTANTIATE_TEST_SUITE_P(Each, EveryClassWithScalars,
+                         testing::ValuesIn(classes({AttributeKind::scalar})), testName);
+INSTANTIATE_TEST_SUITE_P(Each, EveryClassWithKeysOrConstants,
+                         testing::ValuesIn(classes({AttributeKind::key, AttributeKind::constant})),
+                         testName);
+INSTANTIATE_TEST_SUITE_P(
+    Each, EveryClassWithElements,
+    testing::ValuesIn(classes({AttributeKind::collection, AttributeKind::valueMap})), testName);
+INSTANTIATE_TEST_SUITE_P(Each, EveryClassWithChildReactors,
+                         testing::ValuesIn(classes({AttributeKind::reactors})), testName);
 
 bool single(AttributeKind kind) {
     return kind == AttributeKind::key || kind == AttributeKind::scalar ||
@@ -213,7 +253,7 @@ Value other(Zel::AttributeInfo const& attribute, Value const& than) {
     return first == than ? anyValue(*attribute.valueType, 5) : first;
 }
 
-TEST(EveryClass, OfTheModelAndTheSyncersIsRegisteredAndHasTheInterface) {
+TEST(AClass, OfTheModelAndTheSyncersIsRegisteredAndHasTheInterface) {
     std::set<std::string> names;
     for (TypeNode const* type = Zel::lastTypeNode(); type; type = type->previous()) {
         if (type->name().starts_with("Varnol::")) {
@@ -222,6 +262,7 @@ TEST(EveryClass, OfTheModelAndTheSyncersIsRegisteredAndHasTheInterface) {
         }
     }
     for (auto const& [name, args] : arguments) {
+        EXPECT_NE(Zel::typeNode(name), nullptr) << name;
         if (name.starts_with("Varnol::")) {
             EXPECT_EQ(names.erase(name), 1U) << name;
         }
@@ -229,37 +270,47 @@ TEST(EveryClass, OfTheModelAndTheSyncersIsRegisteredAndHasTheInterface) {
     EXPECT_TRUE(names.empty()) << *names.begin();
 }
 
-TEST(EveryClass, IsConstructedFromItsArguments) {
-    forEachClass([](TypeNode const& type) {
-        const Object made(type);
-        ASSERT_TRUE(made.object);
-        EXPECT_EQ(made.object->fwkType(), &type);
-    });
-}
-
-TEST(EveryClass, RefusesOtherArgumentsAndThenMakesNothing) {
-    forEachClass([](TypeNode const& type) {
-        World world;
-        const Args args = arguments.at(std::string(type.name()))(world);
-        const Zel::Ptr<Zel::PtrInterface> before(new TxStatus);
-        Zel::Ptr<Zel::PtrInterface> place = before;
-        Args more = args;
-        more.emplace_back(1U);
-        EXPECT_THROW(genericIfConstructFromCtorArgs(type, place, more), Zel::RangeException);
-        for (std::size_t at = 0; at < args.size(); ++at) {
-            Args wrong = args;
-            wrong[at] = Value(1U);
-            EXPECT_THROW(genericIfConstructFromCtorArgs(type, place, wrong), Zel::RangeException);
-            wrong[at] = Value();
-            EXPECT_THROW(genericIfConstructFromCtorArgs(type, place, wrong), Zel::RangeException);
-            wrong[at] = Value(Stp::BridgeId());
-            EXPECT_THROW(genericIfConstructFromCtorArgs(type, place, wrong), Zel::RangeException);
+TEST(AClass, OfTheModelAndTheSyncersHasNineAttributesOfElementsAndEightOfChildReactors) {
+    unsigned elements = 0;
+    unsigned reactors = 0;
+    for (std::string const& name : classes()) {
+        for (Zel::AttributeInfo const& attribute : Zel::typeNode(name)->attributes()) {
+            elements += attribute.kind == AttributeKind::collection ||
+                        attribute.kind == AttributeKind::valueMap;
+            reactors += attribute.kind == AttributeKind::reactors;
         }
-        EXPECT_EQ(place, before);
-    });
+    }
+    EXPECT_EQ(elements, 9U);
+    EXPECT_EQ(reactors, 8U);
 }
 
-TEST(EveryClass, OfAReactorIsNotMadeWithoutItsOwnerNorOnASourceThatIsNull) {
+TEST_P(EveryClass, IsConstructedFromItsArguments) {
+    const Object made(type);
+    ASSERT_TRUE(made.object);
+    EXPECT_EQ(made.object->fwkType(), &type);
+}
+
+TEST_P(EveryClass, RefusesOtherArgumentsAndThenMakesNothing) {
+    World world;
+    const Args args = arguments.at(std::string(type.name()))(world);
+    const Zel::Ptr<Zel::PtrInterface> before(new TxStatus);
+    Zel::Ptr<Zel::PtrInterface> place = before;
+    Args more = args;
+    more.emplace_back(1U);
+    EXPECT_THROW(genericIfConstructFromCtorArgs(type, place, more), Zel::RangeException);
+    for (std::size_t at = 0; at < args.size(); ++at) {
+        Args wrong = args;
+        wrong[at] = Value(1U);
+        EXPECT_THROW(genericIfConstructFromCtorArgs(type, place, wrong), Zel::RangeException);
+        wrong[at] = Value();
+        EXPECT_THROW(genericIfConstructFromCtorArgs(type, place, wrong), Zel::RangeException);
+        wrong[at] = Value(Stp::BridgeId());
+        EXPECT_THROW(genericIfConstructFromCtorArgs(type, place, wrong), Zel::RangeException);
+    }
+    EXPECT_EQ(place, before);
+}
+
+TEST(AClass, OfAReactorIsNotMadeWithoutItsOwnerNorOnASourceThatIsNull) {
     World world;
     Zel::Ptr<Zel::PtrInterface> place;
     const auto refusal = [&](TypeNode const& type, Args const& args) {
@@ -267,11 +318,11 @@ TEST(EveryClass, OfAReactorIsNotMadeWithoutItsOwnerNorOnASourceThatIsNull) {
             [&] { genericIfConstructFromCtorArgs(type, place, args); });
     };
     EXPECT_EQ(refusal(IntxInfoSyncer::ZelSource::_zelType,
-                      {reading(world.record(*world.source)), Value(IntxInfoSyncer::Ptr())}),
+                      {reading(world.record(*world.source())), Value(IntxInfoSyncer::Ptr())}),
               "Varnol::IntxInfoSyncer::ZelSource is constructed with an owner that is not null");
     EXPECT_EQ(
         refusal(IntxInfoSyncer::ZelMstiNSm::_zelType,
-                {reading(world.record(*world.source)->mstiN(1)), Value(IntxInfoSyncer::Ptr())}),
+                {reading(world.record(*world.source())->mstiN(1)), Value(IntxInfoSyncer::Ptr())}),
         "Varnol::IntxInfoSyncer::ZelMstiNSm is constructed with an owner that is not null");
     EXPECT_EQ(refusal(IntxInfoSyncer::ZelSource::_zelType,
                       {Value(Zel::Ptr<IntxInfo const>()),
@@ -280,61 +331,54 @@ TEST(EveryClass, OfAReactorIsNotMadeWithoutItsOwnerNorOnASourceThatIsNull) {
     EXPECT_EQ(place, nullptr);
 }
 
-TEST(EveryClass, GivesTheValueOfEachSingleAttributeInItsDeclaredType) {
-    forEachClass([](TypeNode const& type) {
+TEST_P(EveryClass, GivesTheValueOfEachSingleAttributeInItsDeclaredType) {
+    const Object made(type);
+    for (Zel::AttributeInfo const& attribute : type.attributes()) {
+        if (!single(attribute.kind))
+            continue;
+        SCOPED_TRACE(attribute.name);
+        const Value value = made.read(attribute.id);
+        Value constant;
+        EXPECT_EQ(genericIfAttributeOp(static_cast<Zel::PtrInterface const&>(*made.object),
+                                       attribute.id, AttributeOp::read, constant),
+                  GenericIfResult::done);
+        EXPECT_TRUE(value == constant);
+        if (!value.isObject()) {
+            EXPECT_EQ(value.typeText(), anyValue(*attribute.valueType, 1).typeText());
+        }
+    }
+}
+
+TEST_P(EveryClass, HandlesNoIdentifierThatItDoesNotDeclare) {
+    const Object made(type);
+    for (Zel::AttributeId id = 0; id < 400; ++id) {
+        if (type.attribute(id))
+            continue;
+        for (AttributeOp operation : {AttributeOp::read, AttributeOp::write, AttributeOp::del}) {
+            Value value(1U);
+            EXPECT_EQ(made.op(id, operation, value), GenericIfResult::notHandled) << id;
+            EXPECT_EQ(static_cast<int>(made.op(id, operation, value)), 2);
+            EXPECT_TRUE(value == Value(1U));
+        }
+        EXPECT_EQ(genericIfIterator(*made.object, id), nullptr);
+    }
+}
+
+TEST_P(EveryClassWithScalars, TakesAValueOfEachScalar) {
+    for (Zel::AttributeInfo const& attribute : type.attributes()) {
+        if (attribute.kind != AttributeKind::scalar)
+            continue;
+        SCOPED_TRACE(attribute.name);
         const Object made(type);
-        for (Zel::AttributeInfo const& attribute : type.attributes()) {
-            if (!single(attribute.kind))
-                continue;
-            SCOPED_TRACE(attribute.name);
-            const Value value = made.read(attribute.id);
-            Value constant;
-            EXPECT_EQ(genericIfAttributeOp(static_cast<Zel::PtrInterface const&>(*made.object),
-                                           attribute.id, AttributeOp::read, constant),
-                      GenericIfResult::done);
-            EXPECT_TRUE(value == constant);
-            if (!value.isObject()) {
-                EXPECT_EQ(value.typeText(), anyValue(*attribute.valueType, 1).typeText());
-            }
-        }
-    });
+        Value value = other(attribute, made.read(attribute.id));
+        if (value.isObject() && type.name().ends_with("ToRxSyncer::ZelTxMstStatusSm"))
+            value = Value(Zel::Ptr<TxMstStatus const>(new TxMstStatus("mst1")));
+        EXPECT_EQ(made.op(attribute.id, AttributeOp::write, value), GenericIfResult::done);
+        EXPECT_TRUE(made.read(attribute.id) == value);
+    }
 }
 
-TEST(EveryClass, HandlesNoIdentifierThatItDoesNotDeclare) {
-    forEachClass([](TypeNode const& type) {
-        const Object made(type);
-        for (Zel::AttributeId id = 0; id < 400; ++id) {
-            if (type.attribute(id))
-                continue;
-            for (AttributeOp operation :
-                 {AttributeOp::read, AttributeOp::write, AttributeOp::del}) {
-                Value value(1U);
-                EXPECT_EQ(made.op(id, operation, value), GenericIfResult::notHandled) << id;
-                EXPECT_EQ(static_cast<int>(made.op(id, operation, value)), 2);
-                EXPECT_TRUE(value == Value(1U));
-            }
-            EXPECT_EQ(genericIfIterator(*made.object, id), nullptr);
-        }
-    });
-}
-
-TEST(EveryClass, TakesAValueOfEachScalar) {
-    forEachClass([](TypeNode const& type) {
-        for (Zel::AttributeInfo const& attribute : type.attributes()) {
-            if (attribute.kind != AttributeKind::scalar)
-                continue;
-            SCOPED_TRACE(attribute.name);
-            const Object made(type);
-            Value value = other(attribute, made.read(attribute.id));
-            if (value.isObject() && type.name().ends_with("ToRxSyncer::ZelTxMstStatusSm"))
-                value = Value(Zel::Ptr<TxMstStatus const>(new TxMstStatus("mst1")));
-            EXPECT_EQ(made.op(attribute.id, AttributeOp::write, value), GenericIfResult::done);
-            EXPECT_TRUE(made.read(attribute.id) == value);
-        }
-    });
-}
-
-TEST(EveryClass, NotifiesOfEachScalarOfAnEntityThatIsWritten) {
+TEST(AClass, NotifiesOfEachScalarOfAnEntityThatIsWritten) {
     const RxMstPortStatus::Ptr port(new RxMstPortStatus(et1));
     std::vector<Zel::AttributeId> notified;
     const auto watcher =
@@ -349,170 +393,151 @@ TEST(EveryClass, NotifiesOfEachScalarOfAnEntityThatIsWritten) {
     EXPECT_EQ(port->rxUpdate(3), 7U);
 }
 
-TEST(EveryClass, RefusesAValueOfAnotherTypeAndKeepsItsOwn) {
-    forEachClass([](TypeNode const& type) {
-        const Object made(type);
-        for (Zel::AttributeInfo const& attribute : type.attributes()) {
-            if (attribute.kind != AttributeKind::scalar)
-                continue;
-            const Value before = made.read(attribute.id);
-            for (Value wrong :
-                 {Value(), Value(Zel::U64{1}), Value(Zel::Ptr<Stp::Port>(new Stp::Port))}) {
-                const std::string text = textThrown<Zel::RangeException>(
-                    [&] { made.op(attribute.id, AttributeOp::write, wrong); });
-                EXPECT_TRUE(text.starts_with("attribute " + std::string(type.name()) +
-                                             "::" + std::string(attribute.name) +
-                                             " takes a value of type "))
-                    << text;
-                EXPECT_TRUE(text.ends_with(", not " + std::string(wrong.typeText()))) << text;
-            }
-            Value value = other(attribute, before);
-            EXPECT_THROW(made.op(attribute.id, AttributeOp::write, value, Value(1U)),
-                         Zel::RangeException)
-                << "it has no key";
-            EXPECT_TRUE(made.read(attribute.id) == before) << attribute.name;
+TEST_P(EveryClassWithScalars, RefusesAValueOfAnotherTypeAndKeepsItsOwn) {
+    const Object made(type);
+    for (Zel::AttributeInfo const& attribute : type.attributes()) {
+        if (attribute.kind != AttributeKind::scalar)
+            continue;
+        const Value before = made.read(attribute.id);
+        for (Value wrong :
+             {Value(), Value(Zel::U64{1}), Value(Zel::Ptr<Stp::Port>(new Stp::Port))}) {
+            const std::string text = textThrown<Zel::RangeException>(
+                [&] { made.op(attribute.id, AttributeOp::write, wrong); });
+            EXPECT_TRUE(text.starts_with("attribute " + std::string(type.name()) + "::" +
+                                         std::string(attribute.name) + " takes a value of type "))
+                << text;
+            EXPECT_TRUE(text.ends_with(", not " + std::string(wrong.typeText()))) << text;
         }
-    });
+        Value value = other(attribute, before);
+        EXPECT_THROW(made.op(attribute.id, AttributeOp::write, value, Value(1U)),
+                     Zel::RangeException)
+            << "it has no key";
+        EXPECT_TRUE(made.read(attribute.id) == before) << attribute.name;
+    }
 }
 
-TEST(EveryClass, RefusesToWriteKeysAndConstants) {
-    forEachClass([](TypeNode const& type) {
-        const Object made(type);
-        for (Zel::AttributeInfo const& attribute : type.attributes()) {
-            if (attribute.kind != AttributeKind::key && attribute.kind != AttributeKind::constant)
-                continue;
-            Value before = made.read(attribute.id);
-            Value value = other(attribute, before);
-            EXPECT_EQ(textThrown<Zel::RangeException>(
-                          [&] { made.op(attribute.id, AttributeOp::write, value); }),
-                      "attribute " + std::string(type.name()) + "::" + std::string(attribute.name) +
-                          " cannot be written");
-            EXPECT_TRUE(made.read(attribute.id) == before) << attribute.name;
-        }
-    });
+TEST_P(EveryClassWithKeysOrConstants, RefusesToWriteKeysAndConstants) {
+    const Object made(type);
+    for (Zel::AttributeInfo const& attribute : type.attributes()) {
+        if (attribute.kind != AttributeKind::key && attribute.kind != AttributeKind::constant)
+            continue;
+        Value before = made.read(attribute.id);
+        Value value = other(attribute, before);
+        EXPECT_EQ(textThrown<Zel::RangeException>(
+                      [&] { made.op(attribute.id, AttributeOp::write, value); }),
+                  "attribute " + std::string(type.name()) + "::" + std::string(attribute.name) +
+                      " cannot be written");
+        EXPECT_TRUE(made.read(attribute.id) == before) << attribute.name;
+    }
 }
 
-TEST(EveryClass, RefusesToWriteWhatMayOnlyBeRead) {
-    forEachClass([](TypeNode const& type) {
-        const Object made(type);
-        Zel::PtrInterface const& constant = *made.object;
-        for (Zel::AttributeInfo const& attribute : type.attributes()) {
-            for (AttributeOp operation : {AttributeOp::write, AttributeOp::del}) {
-                Value value;
-                EXPECT_THROW(genericIfAttributeOp(constant, attribute.id, operation, value),
-                             Zel::RangeException);
-            }
-        }
-    });
-}
-
-TEST(EveryClass, CreatesFindsWalksAndDeletesTheElementsOfEachAttributeThatHasSome) {
-    unsigned attributes = 0;
-    forEachClass([&](TypeNode const& type) {
-        for (Zel::AttributeInfo const& attribute : type.attributes()) {
-            if (attribute.kind != AttributeKind::collection &&
-                attribute.kind != AttributeKind::valueMap)
-                continue;
-            SCOPED_TRACE(attribute.name);
-            ++attributes;
-            const Object made(type);
-            const auto id = attribute.id;
-            const bool map = attribute.kind == AttributeKind::valueMap;
-            const auto key = [&](unsigned number) { return anyValue(*attribute.keyType, number); };
-            const auto element = [&](unsigned number) {
-                return map ? anyValue(*attribute.valueType, number) : Value();
-            };
+TEST_P(EveryClass, RefusesToWriteWhatMayOnlyBeRead) {
+    const Object made(type);
+    Zel::PtrInterface const& constant = *made.object;
+    for (Zel::AttributeInfo const& attribute : type.attributes()) {
+        for (AttributeOp operation : {AttributeOp::write, AttributeOp::del}) {
             Value value;
-            EXPECT_EQ(made.op(id, AttributeOp::read, value, key(1)), GenericIfResult::absent);
-            EXPECT_EQ(made.op(id, AttributeOp::del, value, key(1)), GenericIfResult::absent);
-            EXPECT_FALSE(genericIfIterator(*made.object, id)->iterNonnull());
-            for (unsigned number : {1U, 2U, 3U}) {
-                value = element(number);
-                EXPECT_EQ(made.op(id, AttributeOp::write, value, key(number)),
-                          GenericIfResult::done);
-                EXPECT_TRUE(value == made.read(id, key(number)));
-            }
-            value = element(1); // again: the same child
-            made.op(id, AttributeOp::write, value, key(1));
-            EXPECT_TRUE(value == made.read(id, key(1)));
-            if (!map) {
-                EXPECT_TRUE(value.writableObject());
-                EXPECT_TRUE(Zel::fwkKey(*value.object()) == key(1));
-                Value read;
-                genericIfAttributeOp(static_cast<Zel::PtrInterface const&>(*made.object), id,
-                                     AttributeOp::read, read, key(1));
-                EXPECT_TRUE(read == value);
-                EXPECT_FALSE(read.writableObject());
-                EXPECT_THROW(made.op(id, AttributeOp::write, value, key(1)), Zel::RangeException)
-                    << "a child is not given";
-            }
-            value = element(1);
-            EXPECT_THROW(made.op(id, AttributeOp::write, value), Zel::RangeException) << "no key";
-            EXPECT_THROW(made.op(id, AttributeOp::write, value, Value(Stp::BridgeId())),
-                         Zel::RangeException)
-                << "a key of another type";
-            EXPECT_THROW(made.op(id, AttributeOp::read, value), Zel::RangeException);
-            EXPECT_THROW(made.op(id, AttributeOp::del, value), Zel::RangeException);
-
-            std::set<std::string> walked;
-            for (const auto walk = genericIfIterator(*made.object, id); walk->iterNonnull();
-                 walk->iterInc()) {
-                EXPECT_TRUE(walk->iterObj() == made.read(id, walk->iterKey()));
-                walked.insert(walk->iterKey().text());
-                if (walk->iterKey() == key(2))
-                    walk->iterDel();
-            }
-            EXPECT_EQ(walked, (std::set{key(1).text(), key(2).text(), key(3).text()}));
-            EXPECT_EQ(made.op(id, AttributeOp::read, value, key(2)), GenericIfResult::absent);
-            EXPECT_EQ(made.op(id, AttributeOp::del, value, key(3)), GenericIfResult::done);
-            EXPECT_EQ(made.op(id, AttributeOp::read, value, key(3)), GenericIfResult::absent);
-
-            const auto walk =
-                genericIfIterator(static_cast<Zel::PtrInterface const&>(*made.object), id);
-            ASSERT_TRUE(walk->iterNonnull());
-            EXPECT_FALSE(walk->iterObj().writableObject());
-            EXPECT_THROW(walk->iterDel(), Zel::RangeException);
-            walk->iterInc();
-            EXPECT_FALSE(walk->iterNonnull());
+            EXPECT_THROW(genericIfAttributeOp(constant, attribute.id, operation, value),
+                         Zel::RangeException);
         }
-    });
-    EXPECT_EQ(attributes, 9U);
+    }
 }
 
-TEST(EveryClass, WalksFindsAndRemovesItsChildReactors) {
-    unsigned attributes = 0;
-    forEachClass([&](TypeNode const& type) {
-        for (Zel::AttributeInfo const& attribute : type.attributes()) {
-            if (attribute.kind != AttributeKind::reactors)
-                continue;
-            SCOPED_TRACE(attribute.name);
-            ++attributes;
-            const Object made(type);
-            std::vector<Value> keys;
-            for (const auto walk = genericIfIterator(*made.object, attribute.id);
-                 walk->iterNonnull(); walk->iterInc()) {
-                keys.push_back(walk->iterKey());
-                EXPECT_TRUE(walk->iterObj() == made.read(attribute.id, walk->iterKey()));
-                EXPECT_TRUE(Zel::fwkKey(*walk->iterObj().object()) == walk->iterKey());
-                EXPECT_NE(walk->iterObj().object()->fwkType()->genericIf(), nullptr);
-            }
-            ASSERT_EQ(keys.size(), 2U);
-            Value value;
-            EXPECT_EQ(made.op(attribute.id, AttributeOp::del, value, keys[0]),
-                      GenericIfResult::done);
-            EXPECT_EQ(made.op(attribute.id, AttributeOp::read, value, keys[0]),
-                      GenericIfResult::absent);
-            genericIfIterator(*made.object, attribute.id)->iterDel();
-            EXPECT_FALSE(genericIfIterator(*made.object, attribute.id)->iterNonnull());
+TEST_P(EveryClassWithElements, CreatesFindsWalksAndDeletesTheElementsOfEachAttributeThatHasSome) {
+    for (Zel::AttributeInfo const& attribute : type.attributes()) {
+        if (attribute.kind != AttributeKind::collection &&
+            attribute.kind != AttributeKind::valueMap)
+            continue;
+        SCOPED_TRACE(attribute.name);
+        const Object made(type);
+        const auto id = attribute.id;
+        const bool map = attribute.kind == AttributeKind::valueMap;
+        const auto key = [&](unsigned number) { return anyValue(*attribute.keyType, number); };
+        const auto element = [&](unsigned number) {
+            return map ? anyValue(*attribute.valueType, number) : Value();
+        };
+        Value value;
+        EXPECT_EQ(made.op(id, AttributeOp::read, value, key(1)), GenericIfResult::absent);
+        EXPECT_EQ(made.op(id, AttributeOp::del, value, key(1)), GenericIfResult::absent);
+        EXPECT_FALSE(genericIfIterator(*made.object, id)->iterNonnull());
+        for (unsigned number : {1U, 2U, 3U}) {
+            value = element(number);
+            EXPECT_EQ(made.op(id, AttributeOp::write, value, key(number)), GenericIfResult::done);
+            EXPECT_TRUE(value == made.read(id, key(number)));
         }
-    });
-    EXPECT_EQ(attributes, 8U);
+        value = element(1); // again: the same child
+        made.op(id, AttributeOp::write, value, key(1));
+        EXPECT_TRUE(value == made.read(id, key(1)));
+        if (!map) {
+            EXPECT_TRUE(value.writableObject());
+            EXPECT_TRUE(Zel::fwkKey(*value.object()) == key(1));
+            Value read;
+            genericIfAttributeOp(static_cast<Zel::PtrInterface const&>(*made.object), id,
+                                 AttributeOp::read, read, key(1));
+            EXPECT_TRUE(read == value);
+            EXPECT_FALSE(read.writableObject());
+            EXPECT_THROW(made.op(id, AttributeOp::write, value, key(1)), Zel::RangeException)
+                << "a child is not given";
+        }
+        value = element(1);
+        EXPECT_THROW(made.op(id, AttributeOp::write, value), Zel::RangeException) << "no key";
+        EXPECT_THROW(made.op(id, AttributeOp::write, value, Value(Stp::BridgeId())),
+                     Zel::RangeException)
+            << "a key of another type";
+        EXPECT_THROW(made.op(id, AttributeOp::read, value), Zel::RangeException);
+        EXPECT_THROW(made.op(id, AttributeOp::del, value), Zel::RangeException);
+
+        std::set<std::string> walked;
+        for (const auto walk = genericIfIterator(*made.object, id); walk->iterNonnull();
+             walk->iterInc()) {
+            EXPECT_TRUE(walk->iterObj() == made.read(id, walk->iterKey()));
+            walked.insert(walk->iterKey().text());
+            if (walk->iterKey() == key(2))
+                walk->iterDel();
+        }
+        EXPECT_EQ(walked, (std::set{key(1).text(), key(2).text(), key(3).text()}));
+        EXPECT_EQ(made.op(id, AttributeOp::read, value, key(2)), GenericIfResult::absent);
+        EXPECT_EQ(made.op(id, AttributeOp::del, value, key(3)), GenericIfResult::done);
+        EXPECT_EQ(made.op(id, AttributeOp::read, value, key(3)), GenericIfResult::absent);
+
+        const auto walk =
+            genericIfIterator(static_cast<Zel::PtrInterface const&>(*made.object), id);
+        ASSERT_TRUE(walk->iterNonnull());
+        EXPECT_FALSE(walk->iterObj().writableObject());
+        EXPECT_THROW(walk->iterDel(), Zel::RangeException);
+        walk->iterInc();
+        EXPECT_FALSE(walk->iterNonnull());
+    }
 }
 
-TEST(EveryClass, MakesAChildReactorForAnElement) {
-    const World world;
-    const auto syncer = txStatusToTxSyncerFactory(nullptr, world.dest);
-    Value value = reading(world.source->txMstStatus("mst2"));
+TEST_P(EveryClassWithChildReactors, WalksFindsAndRemovesItsChildReactors) {
+    for (Zel::AttributeInfo const& attribute : type.attributes()) {
+        if (attribute.kind != AttributeKind::reactors)
+            continue;
+        SCOPED_TRACE(attribute.name);
+        const Object made(type);
+        std::vector<Value> keys;
+        for (const auto walk = genericIfIterator(*made.object, attribute.id); walk->iterNonnull();
+             walk->iterInc()) {
+            keys.push_back(walk->iterKey());
+            EXPECT_TRUE(walk->iterObj() == made.read(attribute.id, walk->iterKey()));
+            EXPECT_TRUE(Zel::fwkKey(*walk->iterObj().object()) == walk->iterKey());
+            EXPECT_NE(walk->iterObj().object()->fwkType()->genericIf(), nullptr);
+        }
+        ASSERT_EQ(keys.size(), 2U);
+        Value value;
+        EXPECT_EQ(made.op(attribute.id, AttributeOp::del, value, keys[0]), GenericIfResult::done);
+        EXPECT_EQ(made.op(attribute.id, AttributeOp::read, value, keys[0]),
+                  GenericIfResult::absent);
+        genericIfIterator(*made.object, attribute.id)->iterDel();
+        EXPECT_FALSE(genericIfIterator(*made.object, attribute.id)->iterNonnull());
+    }
+}
+
+TEST(AClass, MakesAChildReactorForAnElement) {
+    World world;
+    const auto syncer = txStatusToTxSyncerFactory(nullptr, world.dest());
+    Value value = reading(world.source()->txMstStatus("mst2"));
     EXPECT_EQ(genericIfAttributeOp(*syncer, 260, AttributeOp::write, value), GenericIfResult::done);
     EXPECT_EQ(value.object(), syncer->txMstStatus("mst2"));
     value = Value(Zel::Ptr<TxMstStatus const>());
@@ -520,12 +545,12 @@ TEST(EveryClass, MakesAChildReactorForAnElement) {
                   [&] { genericIfAttributeOp(*syncer, 260, AttributeOp::write, value); }),
               "null _txMstStatus parameter to mutator for Varnol::TxStatusToTxSyncer::txMstStatus "
               "not allowed\"");
-    const auto rx = rxStatusToRxDynamicSyncerFactory(nullptr, world.rxDest);
-    value = reading(world.rxSource->rxMstStatus("mst1"));
+    const auto rx = rxStatusToRxDynamicSyncerFactory(nullptr, world.rxDest());
+    value = reading(world.rxSource()->rxMstStatus("mst1"));
     EXPECT_THROW(genericIfAttributeOp(*rx, 260, AttributeOp::write, value), Zel::RangeException);
 }
 
-TEST(EveryClass, HasItsAttributesFrom258OnInTheirOrder) {
+TEST(AClass, HasItsAttributesFrom258OnInTheirOrder) {
     const auto names = [](std::string_view type) {
         std::string all;
         Zel::AttributeId expected = 258;
@@ -557,23 +582,21 @@ TEST(EveryClass, HasItsAttributesFrom258OnInTheirOrder) {
               "mstName intfId source rxStatus initialized ");
 }
 
-TEST(EveryClass, IsPrintedAsTextAndAsJsonThatHasItsAttributes) {
-    forEachClass([](TypeNode const& type) {
-        const Object made(type);
-        const std::string text = Zel::treeText(made.object.ptr());
-        EXPECT_TRUE(text.starts_with(type.name())) << text;
-        const auto json = nlohmann::json::parse(Zel::treeJson(made.object.ptr()));
-        EXPECT_EQ(json.size(), type.attributes().size());
-        for (Zel::AttributeInfo const& attribute : type.attributes()) {
-            EXPECT_NE(text.find("\n  " + std::string(attribute.name)), text.npos) << text;
-            EXPECT_TRUE(json.contains(attribute.name)) << attribute.name;
-        }
-    });
+TEST_P(EveryClass, IsPrintedAsTextAndAsJsonThatHasItsAttributes) {
+    const Object made(type);
+    const std::string text = Zel::treeText(made.object.ptr());
+    EXPECT_TRUE(text.starts_with(type.name())) << text;
+    const auto json = nlohmann::json::parse(Zel::treeJson(made.object.ptr()));
+    EXPECT_EQ(json.size(), type.attributes().size());
+    for (Zel::AttributeInfo const& attribute : type.attributes()) {
+        EXPECT_NE(text.find("\n  " + std::string(attribute.name)), text.npos) << text;
+        EXPECT_TRUE(json.contains(attribute.name)) << attribute.name;
+    }
 }
 
-TEST(EveryClass, SaysItsKey) {
-    const World world;
-    const auto syncer = txStatusToTxSyncerFactory(world.source, world.dest);
+TEST(AClass, SaysItsKey) {
+    World world;
+    const auto syncer = txStatusToTxSyncerFactory(world.source(), world.dest());
     EXPECT_TRUE(Zel::fwkKey(*syncer).none());
     EXPECT_EQ(Zel::keyInfo(*syncer), "");
     const auto mst = syncer->txMstStatus("mst1");
@@ -585,21 +608,21 @@ TEST(EveryClass, SaysItsKey) {
     const auto record = port->txInfoSyncer(1);
     EXPECT_TRUE(Zel::fwkKey(*record) == Value(Bridging::VlanIdOrNone(1)));
     EXPECT_EQ(Zel::keyInfo(*record), "[mst1|Et1|1]");
-    EXPECT_EQ(Zel::keyInfo(*world.record(*world.source)), "[1]");
-    EXPECT_EQ(Zel::keyInfo(*world.source), "");
+    EXPECT_EQ(Zel::keyInfo(*world.record(*world.source())), "[1]");
+    EXPECT_EQ(Zel::keyInfo(*world.source()), "");
 }
 
-TEST(EveryClass, ThatCountsCanBeReadAndResetByWhoKnowsItOnlyByItsType) {
+TEST(AClass, ThatCountsCanBeReadAndResetByWhoKnowsItOnlyByItsType) {
     World world;
     const Zel::Ptr<Zel::PtrInterface> counter =
-        intxInfoChangeSmFactory(world.record(*world.source), 1);
-    world.record(*world.source)->stpVersionIs(9);
+        intxInfoChangeSmFactory(world.record(*world.source()), 1);
+    world.record(*world.source())->stpVersionIs(9);
     Value count;
     EXPECT_EQ(genericIfAttributeOp(*counter, 258, AttributeOp::read, count), GenericIfResult::done);
     EXPECT_TRUE(count == Value(2U));
     count = Value(0U);
     genericIfAttributeOp(*counter, 258, AttributeOp::write, count);
-    world.record(*world.source)->stpVersionIs(9);
+    world.record(*world.source())->stpVersionIs(9);
     genericIfAttributeOp(*counter, 258, AttributeOp::read, count);
     EXPECT_TRUE(count == Value(1U));
 }
