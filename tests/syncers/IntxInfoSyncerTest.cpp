@@ -6,12 +6,14 @@
 #include "tests/framework/Thrown.h"
 #include "tests/framework/TimedBlocks.h"
 #include "tests/framework/TraceNotes.h"
+#include "tests/framework/Watcher.h"
 #include "tests/model/Journal.h"
 #include "tests/model/Records.h"
 #include "tests/model/Samples.h"
 #include "tests/syncers/EntryReactors.h"
 #include "tests/syncers/InitializedLast.h"
 
+#include <stdexcept>
 #include <type_traits>
 #include <utility>
 
@@ -579,6 +581,25 @@ TEST_P(IntxInfoSyncerTest, SwitchingToWhatItIsDoesNotReachTheReactors) {
     syncer->mstiN(0)->hasNotificationActiveIs(false);
     syncer->hasNotificationActiveIs(true);
     EXPECT_FALSE(syncer->mstiN(0)->hasNotificationActive());
+}
+
+TEST_P(IntxInfoSyncerTest, ABindingThatEndsWithAnExceptionAfterALaterOneIsNotMadeGoodByThatAgain) {
+    start(filled(100, {0}));
+    const IntxInfo::Ptr second = filled(100, {0});
+    const IntxInfo::Ptr third = filled(100, {0});
+    unsigned writes = 0;
+    const auto watcher = watch(dest, [&](Zel::AttributeId, void const*) {
+        if (++writes > 1)
+            return;
+        syncer->sourceIs(third);
+        throw std::runtime_error("interrupted");
+    });
+    EXPECT_THROW(syncer->sourceIs(second), std::runtime_error);
+    EXPECT_EQ(syncer->source(), third);
+    EXPECT_GT(writes, 1U);
+    writes = 1;
+    syncer->sourceIs(third);
+    EXPECT_EQ(writes, 1U);
 }
 
 TEST_P(IntxInfoSyncerTest, AZombieRunsNoHandlerAndComesBack) {

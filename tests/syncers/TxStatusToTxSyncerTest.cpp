@@ -337,6 +337,18 @@ TEST_P(TxStatusToTx, AnUnboundNameOrPortDeletesWhatItIsToldOf) {
     EXPECT_EQ(journal.take(), Lines{"mst1/txMstPortStatus[Et1] deleted"});
 }
 
+TEST_P(TxStatusToTx, AnUnboundNameToldOfAnInterfaceKeepsTheReactorOnIt) {
+    port();
+    start();
+    const Zel::Ptr<PortSm> at = portSm();
+    const Zel::Ptr<MstSm> name = syncer->txMstStatus("mst1");
+    name->notifierIs(nullptr);
+    journalDest();
+    name->onAttribute(258, &et1);
+    EXPECT_EQ(journal.take(), Lines{"mst1/txMstPortStatus[Et1] deleted"});
+    EXPECT_EQ(name->txMstPortStatus(et1), at);
+}
+
 TEST_P(TxStatusToTx, AnUnboundReactorOnTheRootWritesNothing) {
     source->heartbeatTimeoutIs(2.5);
     start();
@@ -909,6 +921,22 @@ TEST_P(TxStatusToTx, ANameFollowedForAZombieTracesAndWritesNothingDownToItsPorts
     port(et2);
     EXPECT_EQ(journal.take(), Lines());
     EXPECT_EQ(contents(dest), contents(TxStatus::Ptr(new TxStatus)));
+}
+
+TEST_P(TxStatusToTx, AnInterfaceAddedWhereOnlyItsNameIsAZombieIsNotWritten) {
+    mst();
+    start();
+    dest->txMstStatus("mst1")->txMstPortStatusIs(et1)->txNewInfoIs(1);
+    const Zel::Ptr<MstSm> name = syncer->txMstStatus("mst1");
+    name->zelDoZombieReactors(true);
+    journalDest();
+    port();
+    name->onAttribute(258, &et1);
+    EXPECT_EQ(journal.take(), Lines());
+    ASSERT_NE(portSm(), nullptr);
+    EXPECT_TRUE(portSm()->isOfZombie());
+    EXPECT_FALSE(portSm()->initialized());
+    EXPECT_FALSE(syncer->zelMarkedForDeletion());
 }
 
 TEST_P(TxStatusToTx, ARecordSyncerMadeForAZombieIsAZombieThatTakesNoNotifications) {
