@@ -246,7 +246,7 @@ void Pkt::moveToOwnBuffer(U32 headRoomNeeded) {
     if (room > maxRoom)
         Zel::throwRangeException("a packet with 2^32 octets of data or more is not allowed");
     const bool atHome = buffer_ == home();
-    const bool homeFits = !atHome && !home()->isShared() && home()->room() >= room;
+    const bool homeFits = !home()->isShared() && home()->room() >= room; // never of one at home
     Buffer* own = homeFits ? home() : Buffer::make(room);
     U8* base = own->end() - data_.length;
     std::memcpy(base, data_.base, data_.length);
