@@ -5,8 +5,6 @@
 namespace Zel {
 
 bool RbTree::contains(Member const& member) const noexcept {
-    if (!member.linked())
-        return false;
     Member const* top = &member;
     while (Member const* parent = top->parent())
         top = parent;
@@ -63,7 +61,7 @@ bool RbTree::unlink(Member& member) noexcept {
 }
 
 bool RbTree::replace(Member& old, Member& replacement) noexcept {
-    if (!old.linked() || (!old.parent() && root_ != &old))
+    if (!old.parent() && root_ != &old)
         return false;
     substitute(old, replacement);
     old.parentAndBits_ = 0;
@@ -92,18 +90,19 @@ void RbTree::rotate(Member& top, Side side) noexcept {
 /// Takes a member with one child at most out of its place.
 void RbTree::cut(Member& member) noexcept {
     Member* parent = member.parent();
-    const Side side = parent ? sideOf(member, *parent) : left;
     Member* child = member.child_[member.child_[left] ? left : right];
+    if (!child && parent && !member.red())
+        lengthen(*parent, sideOf(member, *parent)); // which does not look at the member
     hang(child, parent, member);
     if (child)
         child->redIs(false); // an only child is red, and its parent was black
-    else if (!member.red())
-        lengthen(parent, side);
 }
 
-/// Restores the black heights where the ways through one side of the parent are one black short.
-void RbTree::lengthen(Member* parent, Side side) noexcept {
-    while (parent) {
+/// Restores the black heights where the ways through one side of a member are to be one black
+/// short.
+void RbTree::lengthen(Member& shortened, Side side) noexcept {
+    Member* parent = &shortened;
+    for (;;) {
         const Side far = opposite(side);
         Member* sibling = parent->child_[far];
         if (sibling->red()) {
@@ -129,7 +128,9 @@ void RbTree::lengthen(Member* parent, Side side) noexcept {
             return;
         }
         Member* above = parent->parent();
-        side = above ? sideOf(*parent, *above) : left;
+        if (!above)
+            return;
+        side = sideOf(*parent, *above);
         parent = above;
     }
 }

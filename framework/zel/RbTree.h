@@ -118,7 +118,7 @@ class VARNOL_API RbTree {
     void hang(Member* member, Member* parent, Member const& former) noexcept;
     void rotate(Member& top, Side side) noexcept;
     void cut(Member& member) noexcept;
-    void lengthen(Member* parent, Side side) noexcept;
+    void lengthen(Member& shortened, Side side) noexcept;
     void substitute(Member& old, Member& replacement) noexcept;
     bool checkBelow(Member const& parent, U32& seen, U32& blacks) const noexcept;
 
