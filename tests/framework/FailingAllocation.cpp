@@ -3,6 +3,7 @@
 #include "tests/framework/AllocationWatch.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <new>
 #include <utility>
 
@@ -16,6 +17,7 @@ thread_local std::size_t allocations = 0;
 thread_local std::size_t deallocations = 0;
 thread_local std::function<void()> const* atNext = nullptr; // null: nothing is to be done
 thread_local std::function<void()> const* atNextDeallocation = nullptr;
+thread_local bool dirty = false;
 AllocationWatch* watching = nullptr;
 
 /// Whether this allocation is one that is to fail.
@@ -40,6 +42,8 @@ void* allocate(std::size_t size, std::size_t alignment = 0) noexcept {
     else if (posix_memalign(&memory, alignment, size) != 0)
         memory = nullptr;
     if (memory) {
+        if (dirty)
+            std::memset(memory, 0xa5, size);
         ++allocations;
         if (watching)
             watching->made(memory);
@@ -83,6 +87,10 @@ AtAllocation::AtAllocation(std::function<void()> action)
 }
 
 AtAllocation::~AtAllocation() { atNext = nullptr; }
+
+DirtyMemory::DirtyMemory() { dirty = true; }
+
+DirtyMemory::~DirtyMemory() { dirty = false; }
 
 AtDeallocation::AtDeallocation(std::function<void()> action)
     : action_(std::move(action)) {

@@ -48,7 +48,16 @@ class AtAllocation {
     std::function<void()> action_;
 };
 
-/// The same within the next deallocation of this thread, before the memory is given back.
+/// While one lives, no octet that this thread allocates is zero by chance: all are 0xa5.
+class DirtyMemory {
+  public:
+    DirtyMemory();
+    DirtyMemory(DirtyMemory const&) = delete;
+    DirtyMemory& operator=(DirtyMemory const&) = delete;
+    ~DirtyMemory();
+};
+
+/// Has something done within the next deallocation of this thread, before the memory is given back.
 class AtDeallocation {
   public:
     explicit AtDeallocation(std::function<void()> action);

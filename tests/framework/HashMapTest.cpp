@@ -228,6 +228,15 @@ TEST(HashMap, AnElementMayMoveToAMapWithAnotherHashDuringAWalk) {
     EXPECT_TRUE(map.check() && other.check());
 }
 
+TEST(HashMap, FindsNothingInTheMemoryThatItGrowsInto) {
+    const DirtyMemory dirty;
+    Map map;
+    fill(map, 50);
+    EXPECT_TRUE(map.check());
+    EXPECT_EQ(keysOf(map).size(), 50U);
+    EXPECT_EQ(map.find({51}), nullptr);
+}
+
 TEST(HashMap, WithoutMemoryForTheFirstBucketsAnInsertionThrowsAndChangesNothing) {
     Map map;
     const auto element = made<Element>(1);
@@ -391,7 +400,11 @@ TEST(HashMap, WithAllTheBucketsThatItCanHaveGrowsNoMore) {
     auto* const chains = Access::chains(table);
     Access::bits(table) = 31;
     Access::members(table) = U32{1} << 31;
-    table.makeRoom();
+    {
+        const FailingAllocation failing(1);
+        table.makeRoom();
+        EXPECT_FALSE(failing.happened()) << "it did not ask for memory";
+    }
     EXPECT_EQ(Access::chains(table), chains);
     EXPECT_EQ(Access::bits(table), 31);
     Access::bits(table) = 0;
