@@ -346,12 +346,17 @@ class Function:
         # A case that is asked for where no other value is left.
         if jump.mnemonic == "je" and source.startswith("switch (") and self.is_last_case(at):
             return ("taken",)
-        # Null is not deleted; operator delete does nothing with it either.
+        # Null is not deleted; operator delete does nothing with it either, and a virtual destructor is
+        # called where the source has made sure of an object.
         if jump.mnemonic == "je" and re.match(r"testq (%\w+), \1$|cmpq \$0, ", self.code[at - 1].text):
             skipped = self.code[at + 1 : self.targets.get(jump.operands, 0)]
-            if skipped and skipped[-1].mnemonic == "call" and DELETES.match(called(skipped[-1].operands)):
-                if all(each.mnemonic.startswith("mov") for each in skipped[:-1]):
-                    return ("not taken",)
+            end = next((i for i, each in enumerate(skipped) if each.mnemonic == "call"), None)
+            if end is None or not all(each.text == f"jmp {jump.operands}" for each in skipped[end + 1 :]):
+                return ()
+            if all(each.mnemonic.startswith("mov") for each in skipped[:end]) and DELETES.match(called(skipped[end].operands)):
+                return ("not taken",)
+            if source.startswith("delete ") and skipped[end].operands.startswith("*"):
+                return ("not taken",)
         return ()
 
     def is_last_case(self, at):
@@ -479,7 +484,7 @@ class Function:
         if operation == "mov" and any(NOT_READ.match(text) for text in _up_to_call(following)):
             return False
         if operation == "mov" and value == 0:
-            if any(NULL_EXCHANGED.match(text) for text in _up_to_call(self.after(at, 6))):
+            if any(NULL_EXCHANGED.match(text) for text in _up_to_call(self.after(at, 9))):
                 return False
         # A constant variable's place: its uses have the value themselves.
         if operation == "mov" and re.match(r"constexpr (bool|unsigned|U\d+|std::size_t) \w+ = ", source):

@@ -14,6 +14,7 @@ import program  # noqa: E402
 
 DECLARED = """\
 #include <atomic>
+#include <utility>
 struct Large {
     int numbers[5];
 };
@@ -108,6 +109,12 @@ int noted(std::atomic<bool>& is, std::atomic<int>& last) {
 }
 int* row(unsigned numbers) { return new int[numbers]; }
 void drop(int* numbers) { delete[] numbers; }
+void drop(Shape* shape) {
+    delete shape;
+}
+void dropTaken(int*& numbers) {
+    delete[] std::exchange(numbers, nullptr);
+}
 """
 # Nothing asks for steps of more than one, for odd numbers, and for what becomes of the second one. From
 # line 21 on, only what is the source's is changed.
@@ -130,6 +137,8 @@ void note(std::atomic<int>&, int);
 int noted(std::atomic<bool>&, std::atomic<int>&);
 int* row(unsigned);
 void drop(int*);
+void drop(Shape*);
+void dropTaken(int*&);
 TEST(Small, IsLimited) {
     EXPECT_EQ(limited(3), 3);
     EXPECT_EQ(limited(9), 4);
@@ -141,7 +150,7 @@ TEST(Small, TheFirstIsSet) {
     setBoth(first, second);
     EXPECT_EQ(first, 2);
 }
-TEST(Small, AShapeIsDeleted) { delete static_cast<Shape*>(new Square); }
+TEST(Small, AShapeIsDeleted) { drop(new Square); }
 TEST(Small, OddNumbersAreNotCaught) {
     EXPECT_EQ(caught(5), 5);
     EXPECT_EQ(caught(4), 3);
@@ -169,7 +178,12 @@ TEST(Small, TheLastIsNoted) {
     is = false;
     EXPECT_EQ(noted(is, last), 0);
 }
-TEST(Small, ARowIsDropped) { drop(row(2)); }
+TEST(Small, ARowIsDropped) {
+    drop(row(2));
+    int* numbers = row(2);
+    dropTaken(numbers);
+    EXPECT_EQ(numbers, nullptr);
+}
 """
 # Each passes by itself.
 NOT_TOGETHER = """\
@@ -237,6 +251,10 @@ EXPECTED = """\
 85 call of new[] removed: killed
 86 branch taken: survived
 86 call of delete[] removed: survived
+88 branch taken: survived
+88 virtual call removed: survived
+91 branch taken: survived
+91 call of delete[] removed: survived
 """
 
 
