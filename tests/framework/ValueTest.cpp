@@ -255,7 +255,8 @@ TEST(Value, KeepsInJsonTheFirstAndTheLastSequenceOfEachLeadOctetAndOfUtf8NoOther
     for (unsigned first = 0x80; first <= 0xff; ++first) {
         SCOPED_TRACE(first);
         const Lead lead = leadOf(first);
-        const std::size_t tail = std::max(lead.length, 2U) - 2; // behind the second octet
+        // Behind the second octet; where none begins, as many as the longest one has.
+        const std::size_t tail = (lead.length == 0 ? 4 : lead.length) - 2;
         for (const unsigned second : {0x7fU, lead.lowest - 1U, lead.lowest, lead.highest,
                                       lead.highest + 1U, 0xc0U, 0xffU}) {
             for (const unsigned each : {0x80U, 0xbfU}) {
