@@ -459,6 +459,29 @@ TEST(GeneratePktFromIntxInfo, ReturnsNullAndTracesTwiceWhenThePoolIsExhausted) {
     EXPECT_EQ(second.function, "generatePktFromIntxInfo");
 }
 
+TEST(GeneratePktFromIntxInfo, TracesOnLevels8And3And2Only) {
+    const TraceCapture capture("Varnol", {0, 1, 4, 5, 6, 7, 9});
+    frameOf(sendableRecord());
+    const PoolOf none(0);
+    EXPECT_EQ(frameOf(sendableRecord()), nullptr);
+    EXPECT_TRUE(capture.records().empty());
+}
+
+TEST(GeneratePktFromIntxInfo, CountsTheTracesThatThereIsNoMemoryFor) {
+    const TraceCapture capture("Varnol", {2, 3, 8});
+    const IntxInfo::Ptr info = sendableRecord();
+    const Stp::MstPortSm::Ptr port = portWith();
+    const PoolOf none(0);
+    const Zel::U64 lost = Zel::tracesLost();
+    {
+        const FailingAllocation failing({1, FailingAllocation::Plan::always});
+        EXPECT_EQ(generatePktFromIntxInfo(port, info, false), nullptr);
+        EXPECT_TRUE(failing.happened());
+    }
+    EXPECT_EQ(Zel::tracesLost(), lost + 4);
+    EXPECT_TRUE(capture.records().empty());
+}
+
 TEST(GeneratePktFromIntxInfo, TracesTheCallsBeforeTheFailures) {
     const TraceCapture capture("Varnol", {2, 3, 8});
     const PoolOf none(0);

@@ -274,6 +274,19 @@ TEST(VarnolGetPkt, TracesExhaustedMemoryForThePacketAsAnExhaustedPool) {
     EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Packet allocation failed"}));
 }
 
+TEST(VarnolGetPkt, CountsTheTracesThatThereIsNoMemoryFor) {
+    const TraceCapture capture("Varnol", {3, 8});
+    const PoolOf none(0);
+    const Zel::U64 lost = Zel::tracesLost();
+    {
+        const FailingAllocation failing({1, FailingAllocation::Plan::always});
+        EXPECT_EQ(getPkt(36), nullptr);
+        EXPECT_TRUE(failing.happened());
+    }
+    EXPECT_EQ(Zel::tracesLost(), lost + 2);
+    EXPECT_TRUE(capture.records().empty());
+}
+
 TEST(VarnolGetPkt, AllocatesNothingForAFrameOnceOneHasBeenReleased) {
     getPkt();
     const auto before = FailingAllocation::made();

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstddef>
 #include <cstring>
@@ -247,18 +248,27 @@ TEST(String, IsUnchangedWhenMemoryIsExhausted) {
 
 TEST(String, CopiesMayBeSharedWithAnotherThreadWhileTheSwitchIsSet) {
     Zel::VFPtrInterface::threadSafePointers_ = true;
+    std::ptrdiff_t before = 0;
     {
         const String shared("text");
+        std::atomic<unsigned> arrived{0};
         const auto copyOften = [&] {
-            for (int i = 0; i < 20'000; ++i) {
+            ++arrived;
+            while (arrived != 2)
+                std::this_thread::yield();
+            for (int i = 0; i < 300'000; ++i) {
                 const String copy = shared;
                 ASSERT_EQ(copy.size(), 4u);
             }
         };
         std::thread other(copyOften);
+        before = FailingAllocation::outstanding();
         copyOften();
         other.join();
-
+        EXPECT_EQ(shared, "text");
+    }
+    EXPECT_EQ(FailingAllocation::outstanding(), before - 1) << "as often given as taken";
+    {
         std::vector<String> handedOver;
         for (int i = 0; i < 2'000; ++i)
             handedOver.emplace_back("text of its own");
@@ -266,7 +276,6 @@ TEST(String, CopiesMayBeSharedWithAnotherThreadWhileTheSwitchIsSet) {
         std::thread releasing([texts = std::move(handedOver)]() mutable { texts.clear(); });
         mine.clear();
         releasing.join();
-        EXPECT_EQ(shared, "text");
     }
     Zel::VFPtrInterface::threadSafePointers_ = false;
 }

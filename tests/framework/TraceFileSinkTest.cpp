@@ -195,6 +195,47 @@ TEST_F(TraceFileSinkTest, AnOpeningThatASignalInterruptsIsTriedAgain) {
     EXPECT_EQ(contents(folder / "file"), head + "opened\n");
 }
 
+/// Standard input closed, so that its descriptor is the next one to be had; back in the end.
+class StdinClosed {
+  public:
+    StdinClosed()
+        : saved_(::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3)) {
+        ::close(STDIN_FILENO);
+    }
+    StdinClosed(StdinClosed const&) = delete;
+    StdinClosed& operator=(StdinClosed const&) = delete;
+    ~StdinClosed() {
+        if (saved_ >= 0) {
+            ::dup2(saved_, STDIN_FILENO);
+            ::close(saved_);
+        }
+    }
+
+  private:
+    int saved_; // -1 where it was closed before
+};
+
+TEST_F(TraceFileSinkTest, MayHaveTheDescriptorOfAStandardInputThatIsClosed) {
+    const StdinClosed closed;
+    interruptions = 1; // what the system said then is left
+    TraceFileSink sink(folder / "file", textOnly);
+    EXPECT_EQ(descriptorOf(folder / "file"), 0);
+    struct stat standardInput {};
+    ASSERT_EQ(::fstat(0, &standardInput), 0);
+    struct stat file {};
+    ASSERT_EQ(::stat(sink.path().c_str(), &file), 0);
+    EXPECT_EQ(standardInput.st_ino, file.st_ino);
+    Zel::traceSinkIs(sink.sink());
+    trace("mst1");
+    EXPECT_EQ(contents(sink.path()), head + "mst1\n");
+    std::size_t open = 0;
+    for (auto const& entry : fs::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;
+        open += fs::read_symlink(entry.path(), gone) == folder / "file" ? 1 : 0;
+    }
+    EXPECT_EQ(open, 1U);
+}
+
 TEST_F(TraceFileSinkTest, ReopensAfterTheFileWasMovedAway) {
     TraceFileSink sink(folder / "file", textOnly);
     Zel::traceSinkIs(sink.sink());
@@ -264,6 +305,23 @@ TEST_F(TraceFileSinkTest, ALineThatIsTakenInPartIsCountedAndEndedBeforeTheNext) 
     trace("next");
     EXPECT_EQ(read(), "\n" + head + "next\n");
     EXPECT_EQ(lost(), 3u);
+    ::close(reader);
+}
+
+TEST_F(TraceFileSinkTest, BeginsAnotherFileWithALineThoughTheFormerOneEndsAmidOne) {
+    const fs::path path = folder / "pipe";
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    const int reader = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    TraceFileSink sink(path, textOnly);
+    Zel::traceSinkIs(sink.sink());
+    trace(std::string(2'000'000, 'x')); // more than a pipe may hold
+    EXPECT_EQ(lost(), 1u);
+    fs::remove(path);
+    sink.reopen(); // the pipe is full: its line cannot be ended
+    trace("next");
+    EXPECT_EQ(contents(path), head + "next\n");
+    EXPECT_EQ(lost(), 1u);
     ::close(reader);
 }
 

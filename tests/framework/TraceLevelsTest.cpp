@@ -10,12 +10,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <deque>
 #include <iterator>
 #include <memory>
 #include <random>
 #include <string>
+#include <string_view>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -99,6 +102,24 @@ TEST(TracePattern, NoOtherCharacterIsSpecial) {
     EXPECT_FALSE(matches("\\*", "*"));
     for (const char* name : {"Stp.", "Stp?", "[S]tp", "^Stp$", "a/b", "\\", "M\xc3\xa4rz"})
         EXPECT_TRUE(matches(name, name)) << name;
+}
+
+TEST(TracePattern, MayHaveEachCharacterButBlanksCommasAndControlCharacters) {
+    for (unsigned octet = 0x21; octet <= 0xff; ++octet) {
+        const std::string character(1, static_cast<char>(octet));
+        if (octet == ',' || octet == 0x7f)
+            continue;
+        EXPECT_TRUE(matches("a" + character, "a" + character)) << octet;
+        EXPECT_TRUE(matches("*" + character, "a" + character)) << octet;
+    }
+}
+
+TEST(TracePattern, EndsBeforeAZeroOctetOfAName) {
+    using namespace std::string_view_literals;
+    const TraceSetting setting = Zel::traceSettingsOf("*a/8").at(0);
+    EXPECT_TRUE(setting.matches("b\0a"sv));
+    EXPECT_FALSE(setting.matches("a\0"sv));
+    EXPECT_FALSE(setting.matches("a\0b"sv));
 }
 
 TEST(TracePattern, MatchesAsTheDefinitionOfAStarDoes) {
@@ -416,6 +437,32 @@ TEST_F(TraceLevels, AreReadBackWithTheHandlesThatHaveThem) {
         EXPECT_EQ(mine().size(), 3u);
     }
     EXPECT_EQ(mine().size(), 2u);
+}
+
+TEST_F(TraceLevels, HandlesAreReadBackInTheirOrderAndAlikeOnesOnce) {
+    std::deque<TraceHandle> handles;
+    for (const char* name : {"L:Twin", "L:Twin", "L:Twin", "zz:Last"})
+        levelsOf(handles.emplace_back(name, false));
+    const auto notBefore = [](Zel::TraceHandleLevels const& left,
+                              Zel::TraceHandleLevels const& right) {
+        return std::tie(left.handle, left.on) >= std::tie(right.handle, right.on);
+    };
+    const auto read = Zel::traceHandles();
+    EXPECT_EQ(std::ranges::adjacent_find(read, notBefore), read.end());
+    EXPECT_EQ(read.back(), (Zel::TraceHandleLevels{"zz:Last", 0}));
+}
+
+TEST_F(TraceLevels, ThoseThatCameAfterAHandleThatEndsAreStillSwitched) {
+    auto first = std::make_unique<TraceHandle>("L:First", false);
+    levelsOf(*first);
+    TraceHandle second("L:Second", false);
+    levelsOf(second);
+    TraceHandle third("L:Third", false);
+    levelsOf(third);
+    first = nullptr;
+    Zel::traceSettingsAre("L:*/3");
+    EXPECT_EQ(levelsOf(second), upTo(3));
+    EXPECT_EQ(levelsOf(third), upTo(3));
 }
 
 TEST_F(TraceLevels, TheSettingsAreReadBackTheOldestFirst) {

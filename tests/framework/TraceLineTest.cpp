@@ -10,6 +10,7 @@
 #include <ctime>
 #include <functional>
 #include <regex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -104,6 +105,16 @@ std::string written(TraceLineFormat format) {
 
 TEST(TraceStderrSink, OfTheDefaultFormatIsTheDefaultSink) {
     EXPECT_EQ(Zel::traceStderrSink({}), Zel::TraceSink{});
+}
+
+TEST(TraceStderrSink, OfEachFormatIsAnotherFunctionAndNeedsNoContext) {
+    std::set<Zel::TraceSink::Function*> functions;
+    for (const bool time : {false, true})
+        for (const bool place : {false, true}) {
+            const Zel::TraceSink sink = Zel::traceStderrSink({.time = time, .place = place});
+            EXPECT_TRUE(functions.insert(sink.function).second);
+            EXPECT_EQ(sink.context, nullptr);
+        }
 }
 
 TEST(TraceStderrSink, WritesLinesOfItsFormat) {

@@ -2,11 +2,16 @@
 
 #include "tests/framework/ToyModel.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <string>
 
 #include <gtest/gtest.h>
+
+#include <sys/mman.h>
+#include <unistd.h>
 
 using Zel::Value;
 
@@ -28,6 +33,71 @@ std::string jsonOf(std::string_view text) {
 class Untyped final : public Zel::PtrInterface {
   public:
     Zel::TypeNode const* fwkType() const override { return nullptr; }
+};
+
+/// The range of the octets that may come second in a sequence, and how many octets it has.
+struct Lead {
+    unsigned length;
+    unsigned lowest;
+    unsigned highest;
+};
+
+/// Table 3-7 of Unicode, "Well-Formed UTF-8 Byte Sequences"; length 0 where none begins.
+Lead leadOf(unsigned octet) {
+    struct Row {
+        unsigned first, last;
+        Lead lead;
+    };
+    constexpr Row rows[] = {
+        {0x00, 0x7f, {1, 0, 0}},       {0xc2, 0xdf, {2, 0x80, 0xbf}}, {0xe0, 0xe0, {3, 0xa0, 0xbf}},
+        {0xe1, 0xec, {3, 0x80, 0xbf}}, {0xed, 0xed, {3, 0x80, 0x9f}}, {0xee, 0xef, {3, 0x80, 0xbf}},
+        {0xf0, 0xf0, {4, 0x90, 0xbf}}, {0xf1, 0xf3, {4, 0x80, 0xbf}}, {0xf4, 0xf4, {4, 0x80, 0x8f}},
+    };
+    for (Row const& row : rows)
+        if (row.first <= octet && octet <= row.last)
+            return row.lead;
+    return {0, 0x80, 0xbf};
+}
+
+std::string octets(std::initializer_list<unsigned> numbers) {
+    std::string text;
+    for (unsigned number : numbers)
+        text += static_cast<char>(number);
+    return text;
+}
+
+/// A JSON string of so many replacement characters.
+std::string replaced(std::size_t count) {
+    std::string text = "\"";
+    for (; count > 0; --count)
+        text += "\\ufffd";
+    return text + "\"";
+}
+
+/// A text behind which there is no memory that may be read.
+class AtTheEnd {
+  public:
+    explicit AtTheEnd(std::string_view text)
+        : page_(static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)))
+        , memory_(::mmap(nullptr, 2 * page_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS,
+                         -1, 0)) {
+        if (memory_ == MAP_FAILED)
+            throw std::bad_alloc();
+        char* const end = static_cast<char*>(memory_) + page_;
+        ::mprotect(end, page_, PROT_NONE);
+        text_ = {end - text.size(), text.size()};
+        std::memcpy(end - text.size(), text.data(), text.size());
+    }
+    AtTheEnd(AtTheEnd const&) = delete;
+    AtTheEnd& operator=(AtTheEnd const&) = delete;
+    ~AtTheEnd() { ::munmap(memory_, 2 * page_); }
+
+    std::string_view text() const { return text_; }
+
+  private:
+    std::size_t page_;
+    void* memory_;
+    std::string_view text_;
 };
 
 TEST(Value, HoldsAValueOfItsTypeAndNoOther) {
@@ -67,6 +137,11 @@ TEST(Value, OfAnObjectEqualsNothingButThatObject) {
     EXPECT_FALSE(object == Value(Zel::Ptr(new Toy::Item(7))));
     EXPECT_FALSE(object == Value(7U));
     EXPECT_FALSE(Value(7U) == object);
+    const Value null{Zel::Ptr<Toy::Item>()};
+    EXPECT_FALSE(null == Value(7U));
+    EXPECT_FALSE(Value(7U) == null);
+    EXPECT_FALSE(null == object);
+    EXPECT_TRUE(null == Value(Zel::Ptr<Toy::Record>()));
 }
 
 TEST(Value, IsOrderedByItsTextBeforeAfterAndAmidValuesOfOtherKinds) {
@@ -77,6 +152,10 @@ TEST(Value, IsOrderedByItsTextBeforeAfterAndAmidValuesOfOtherKinds) {
     EXPECT_FALSE(object < Value(5U));
     EXPECT_TRUE(Value(5U) < Value(Zel::Name("6")));
     EXPECT_FALSE(Value(Zel::Name("6")) < Value(5U));
+    const Value next(Zel::Ptr(new Toy::Item(8)));
+    EXPECT_TRUE(object < next);
+    EXPECT_FALSE(next < object);
+    EXPECT_FALSE(Value() < Value());
 }
 
 TEST(Value, KnowsWhatItsTypeCanDo) {
@@ -124,6 +203,9 @@ TEST(Value, HasTheTextOfItsStreamOutput) {
     EXPECT_EQ(Value(Zel::U8{200}).text(), "200");
     EXPECT_EQ(Value(std::numeric_limits<long long>::min()).text(), "-9223372036854775808");
     EXPECT_EQ(Value(-5).text(), "-5");
+    EXPECT_EQ(Value(0).text(), "0");
+    EXPECT_EQ(Value(1).text(), "1");
+    EXPECT_EQ(Value(std::numeric_limits<long long>::max()).text(), "9223372036854775807");
     EXPECT_EQ(Value(true).text(), "true");
     EXPECT_EQ(Value(2.5).text(), "2.5");
     EXPECT_EQ(Value(0.5f).text(), "0.5");
@@ -167,6 +249,50 @@ TEST(Value, EscapesWhatAJsonStringCannotHold) {
     EXPECT_EQ(jsonOf("\xf4\x90\x80\x80"), "\"\\ufffd\\ufffd\\ufffd\\ufffd\"") << "too large";
     EXPECT_EQ(jsonOf("\xe2\x82("), "\"\\ufffd\\ufffd(\"");
     EXPECT_EQ(jsonOf("\xe2\x82\xc0"), "\"\\ufffd\\ufffd\\ufffd\"") << "no octet that goes on";
+}
+
+TEST(Value, KeepsInJsonTheFirstAndTheLastSequenceOfEachLeadOctetAndOfUtf8NoOther) {
+    for (unsigned first = 0x80; first <= 0xff; ++first) {
+        SCOPED_TRACE(first);
+        const Lead lead = leadOf(first);
+        // Behind the second octet; where none begins, as many as the longest one has.
+        const std::size_t tail = (lead.length == 0 ? 4 : lead.length) - 2;
+        for (const unsigned second : {0x7fU, lead.lowest - 1U, lead.lowest, lead.highest,
+                                      lead.highest + 1U, 0xc0U, 0xffU}) {
+            for (const unsigned each : {0x80U, 0xbfU}) {
+                const std::string text =
+                    octets({first, second}) + std::string(tail, static_cast<char>(each));
+                const bool kept =
+                    lead.length != 0 && lead.lowest <= second && second <= lead.highest;
+                const std::string json = jsonOf(text);
+                EXPECT_EQ(json == "\"" + text + "\"", kept) << second << " " << each << json;
+                EXPECT_EQ(json.starts_with("\"\\ufffd"), !kept) << second << " " << each << json;
+            }
+        }
+    }
+}
+
+TEST(Value, HasInJsonNoSequenceOfWhichALaterOctetDoesNotGoOn) {
+    for (const unsigned wrong : {0x00U, 0x7fU, 0xc0U, 0xffU}) {
+        const std::string shown = wrong < 0x80 ? jsonOf(octets({wrong})).substr(1) : "\\ufffd\"";
+        EXPECT_EQ(jsonOf(octets({0xe1, 0x80, wrong})), "\"\\ufffd\\ufffd" + shown);
+        EXPECT_EQ(jsonOf(octets({0xf1, 0xbf, 0x80, wrong})), "\"\\ufffd\\ufffd\\ufffd" + shown);
+    }
+}
+
+TEST(Value, HasInJsonForEachOctetOfACutSequenceAReplacementAndReadsNothingBehindTheText) {
+    for (unsigned first = 0x80; first <= 0xff; ++first) {
+        const Lead lead = leadOf(first);
+        const std::string whole =
+            octets({first, lead.lowest}) + std::string(std::max(lead.length, 2U) - 2, '\x80');
+        const std::size_t most = lead.length == 0 ? 1 : lead.length - 1;
+        for (std::size_t length = 1; length <= most; ++length) {
+            const std::string expected = replaced(length);
+            // What goes on with the sequence is there, but of the text no more.
+            EXPECT_EQ(jsonOf(std::string_view(whole).substr(0, length)), expected) << first;
+            EXPECT_EQ(jsonOf(AtTheEnd(whole.substr(0, length)).text()), expected) << first;
+        }
+    }
 }
 
 TEST(Value, OfAnObjectHoldsItAndKnowsWhetherItMayBeWritten) {

@@ -4,6 +4,7 @@
 #include "framework/zel/TypeNode.h"
 #include "model/TxStatus.h"
 #include "platform/stp/Port.h"
+#include "platform/stp/PortConfig.h"
 #include "syncers/IntxInfoChangeSm.h"
 #include "syncers/IntxInfoSyncer.h"
 #include "syncers/RxStatusToRxDynamicSyncer.h"
@@ -20,6 +21,7 @@
 #include <regex>
 #include <set>
 #include <string>
+#include <typeindex>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -198,6 +200,13 @@ struct Object {
     Zel::Ptr<Zel::PtrInterface> object;
 };
 
+/// What becomes of reading an element of an object that may only be read.
+GenericIfResult readOnly(Object const& made, Zel::AttributeId id, Value const& key) {
+    Value value;
+    return genericIfAttributeOp(static_cast<Zel::PtrInterface const&>(*made.object), id,
+                                AttributeOp::read, value, key);
+}
+
 /// A class of those that are made of `arguments`.
 class EveryClass : public testing::TestWithParam<std::string> {
   protected:
@@ -208,6 +217,8 @@ using EveryClassWithScalars = EveryClass;
 using EveryClassWithKeysOrConstants = EveryClass;
 using EveryClassWithElements = EveryClass;
 using EveryClassWithChildReactors = EveryClass;
+using EveryClassWithElementsDeathTest = EveryClass;
+using EveryClassWithChildReactorsDeathTest = EveryClass;
 
 /// The names of all classes; of those that have an attribute of one of the kinds, where some are
 /// given.
@@ -238,6 +249,11 @@ INSTANTIATE_TEST_SUITE_P(
     Each, EveryClassWithElements,
     testing::ValuesIn(classes({AttributeKind::collection, AttributeKind::valueMap})), testName);
 INSTANTIATE_TEST_SUITE_P(Each, EveryClassWithChildReactors,
+                         testing::ValuesIn(classes({AttributeKind::reactors})), testName);
+INSTANTIATE_TEST_SUITE_P(
+    Each, EveryClassWithElementsDeathTest,
+    testing::ValuesIn(classes({AttributeKind::collection, AttributeKind::valueMap})), testName);
+INSTANTIATE_TEST_SUITE_P(Each, EveryClassWithChildReactorsDeathTest,
                          testing::ValuesIn(classes({AttributeKind::reactors})), testName);
 
 bool single(AttributeKind kind) {
@@ -297,9 +313,17 @@ TEST_P(EveryClass, RefusesOtherArgumentsAndThenMakesNothing) {
     Zel::Ptr<Zel::PtrInterface> place = before;
     Args more = args;
     more.emplace_back(1U);
-    EXPECT_THROW(genericIfConstructFromCtorArgs(type, place, more), Zel::RangeException);
+    EXPECT_EQ(
+        textThrown<Zel::RangeException>([&] { genericIfConstructFromCtorArgs(type, place, more); }),
+        "the number of arguments that " + std::string(type.name()) + " is constructed from is " +
+            std::to_string(args.size()) + ", not " + std::to_string(more.size()));
     for (std::size_t at = 0; at < args.size(); ++at) {
         Args wrong = args;
+        if (args[at].writableObject()) {
+            wrong[at] = reading(args[at].object());
+            EXPECT_THROW(genericIfConstructFromCtorArgs(type, place, wrong), Zel::RangeException)
+                << "it is to be written";
+        }
         wrong[at] = Value(1U);
         EXPECT_THROW(genericIfConstructFromCtorArgs(type, place, wrong), Zel::RangeException);
         wrong[at] = Value();
@@ -308,6 +332,19 @@ TEST_P(EveryClass, RefusesOtherArgumentsAndThenMakesNothing) {
         EXPECT_THROW(genericIfConstructFromCtorArgs(type, place, wrong), Zel::RangeException);
     }
     EXPECT_EQ(place, before);
+}
+
+TEST(AClass, OfASyncerIsMadeOfADestinationThatIsNullWhateverPointerThatIs) {
+    World world;
+    Zel::Ptr<Zel::PtrInterface> place;
+    for (Value const& null : {Value(TxStatus::Ptr()), Value(Zel::Ptr<TxStatus const>())}) {
+        place = nullptr;
+        EXPECT_EQ(genericIfConstructFromCtorArgs(TxStatusToTxSyncer::_zelType, place,
+                                                 Args{reading(world.source()), null}),
+                  GenericIfResult::done);
+        ASSERT_TRUE(place);
+        EXPECT_EQ(static_cast<TxStatusToTxSyncer const&>(*place).dest(), nullptr);
+    }
 }
 
 TEST(AClass, OfAReactorIsNotMadeWithoutItsOwnerNorOnASourceThatIsNull) {
@@ -331,6 +368,23 @@ TEST(AClass, OfAReactorIsNotMadeWithoutItsOwnerNorOnASourceThatIsNull) {
     EXPECT_EQ(place, nullptr);
 }
 
+template <class... T> std::map<std::type_index, Value> valuesOfNothing() {
+    return {{typeid(T), Value(T())}...};
+}
+
+/// The zeroes of the types that attributes and their keys have.
+std::map<std::type_index, Value> const zeroes =
+    valuesOfNothing<bool, unsigned char, unsigned short, unsigned, double, Zel::String, Zel::Name,
+                    Kolvu::IntfId, Kolvu::EthAddr, Bridging::VlanIdOrNone, Stp::BridgeSystemId,
+                    Stp::StpBpduVersion, Stp::StpBpduType, Stp::RstpBpduFlags, Stp::PathCost,
+                    Stp::MstpConfigDigest, Stp::BridgeId, Stp::PortId, Stp::TimerVal,
+                    Stp::BpduFilter, PortCounters>();
+
+void expectZeroIsKnown(std::type_info const& type) {
+    EXPECT_TRUE(zeroes.at(type).isZero()) << type.name();
+    EXPECT_FALSE(anyValue(type, 1).isZero()) << type.name();
+}
+
 TEST_P(EveryClass, GivesTheValueOfEachSingleAttributeInItsDeclaredType) {
     const Object made(type);
     for (Zel::AttributeInfo const& attribute : type.attributes()) {
@@ -343,8 +397,12 @@ TEST_P(EveryClass, GivesTheValueOfEachSingleAttributeInItsDeclaredType) {
                                        attribute.id, AttributeOp::read, constant),
                   GenericIfResult::done);
         EXPECT_TRUE(value == constant);
+        EXPECT_THROW(made.op(attribute.id, AttributeOp::read, constant, Value(1U)),
+                     Zel::RangeException)
+            << "it has no key";
         if (!value.isObject()) {
             EXPECT_EQ(value.typeText(), anyValue(*attribute.valueType, 1).typeText());
+            expectZeroIsKnown(*attribute.valueType);
         }
     }
 }
@@ -393,6 +451,18 @@ TEST(AClass, NotifiesOfEachScalarOfAnEntityThatIsWritten) {
     EXPECT_EQ(port->rxUpdate(3), 7U);
 }
 
+/// What an action says of an attribute that takes something of another type than it was given.
+template <class Action>
+void expectOtherType(TypeNode const& type, Zel::AttributeInfo const& attribute,
+                     std::string_view what, Value const& given, Action const& action) {
+    const std::string text = textThrown<Zel::RangeException>(action);
+    EXPECT_TRUE(text.starts_with("attribute " + std::string(type.name()) +
+                                 "::" + std::string(attribute.name) + " takes a " +
+                                 std::string(what) + " of type "))
+        << text;
+    EXPECT_TRUE(text.ends_with(", not " + std::string(given.typeText()))) << text;
+}
+
 TEST_P(EveryClassWithScalars, RefusesAValueOfAnotherTypeAndKeepsItsOwn) {
     const Object made(type);
     for (Zel::AttributeInfo const& attribute : type.attributes()) {
@@ -401,12 +471,8 @@ TEST_P(EveryClassWithScalars, RefusesAValueOfAnotherTypeAndKeepsItsOwn) {
         const Value before = made.read(attribute.id);
         for (Value wrong :
              {Value(), Value(Zel::U64{1}), Value(Zel::Ptr<Stp::Port>(new Stp::Port))}) {
-            const std::string text = textThrown<Zel::RangeException>(
-                [&] { made.op(attribute.id, AttributeOp::write, wrong); });
-            EXPECT_TRUE(text.starts_with("attribute " + std::string(type.name()) + "::" +
-                                         std::string(attribute.name) + " takes a value of type "))
-                << text;
-            EXPECT_TRUE(text.ends_with(", not " + std::string(wrong.typeText()))) << text;
+            expectOtherType(type, attribute, "value", wrong,
+                            [&] { made.op(attribute.id, AttributeOp::write, wrong); });
         }
         Value value = other(attribute, before);
         EXPECT_THROW(made.op(attribute.id, AttributeOp::write, value, Value(1U)),
@@ -437,8 +503,10 @@ TEST_P(EveryClass, RefusesToWriteWhatMayOnlyBeRead) {
     for (Zel::AttributeInfo const& attribute : type.attributes()) {
         for (AttributeOp operation : {AttributeOp::write, AttributeOp::del}) {
             Value value;
-            EXPECT_THROW(genericIfAttributeOp(constant, attribute.id, operation, value),
-                         Zel::RangeException);
+            EXPECT_EQ(textThrown<Zel::RangeException>(
+                          [&] { genericIfAttributeOp(constant, attribute.id, operation, value); }),
+                      "attribute " + std::string(type.name()) + "::" + std::string(attribute.name) +
+                          " is one of an object that may only be read");
         }
     }
 }
@@ -452,12 +520,14 @@ TEST_P(EveryClassWithElements, CreatesFindsWalksAndDeletesTheElementsOfEachAttri
         const Object made(type);
         const auto id = attribute.id;
         const bool map = attribute.kind == AttributeKind::valueMap;
+        expectZeroIsKnown(*attribute.keyType);
         const auto key = [&](unsigned number) { return anyValue(*attribute.keyType, number); };
         const auto element = [&](unsigned number) {
             return map ? anyValue(*attribute.valueType, number) : Value();
         };
         Value value;
         EXPECT_EQ(made.op(id, AttributeOp::read, value, key(1)), GenericIfResult::absent);
+        EXPECT_EQ(readOnly(made, id, key(1)), GenericIfResult::absent);
         EXPECT_EQ(made.op(id, AttributeOp::del, value, key(1)), GenericIfResult::absent);
         EXPECT_FALSE(genericIfIterator(*made.object, id)->iterNonnull());
         for (unsigned number : {1U, 2U, 3U}) {
@@ -479,11 +549,16 @@ TEST_P(EveryClassWithElements, CreatesFindsWalksAndDeletesTheElementsOfEachAttri
             EXPECT_THROW(made.op(id, AttributeOp::write, value, key(1)), Zel::RangeException)
                 << "a child is not given";
         }
-        value = element(1);
-        EXPECT_THROW(made.op(id, AttributeOp::write, value), Zel::RangeException) << "no key";
-        EXPECT_THROW(made.op(id, AttributeOp::write, value, Value(Stp::BridgeId())),
-                     Zel::RangeException)
-            << "a key of another type";
+        for (Value const& wrong : {Value(), Value(Stp::BridgeId())}) {
+            value = element(1);
+            expectOtherType(type, attribute, "key", wrong,
+                            [&] { made.op(id, AttributeOp::write, value, wrong); });
+        }
+        if (map) {
+            value = Value(Stp::BridgeId());
+            expectOtherType(type, attribute, "value", value,
+                            [&] { made.op(id, AttributeOp::write, value, key(1)); });
+        }
         EXPECT_THROW(made.op(id, AttributeOp::read, value), Zel::RangeException);
         EXPECT_THROW(made.op(id, AttributeOp::del, value), Zel::RangeException);
 
@@ -529,8 +604,57 @@ TEST_P(EveryClassWithChildReactors, WalksFindsAndRemovesItsChildReactors) {
         EXPECT_EQ(made.op(attribute.id, AttributeOp::del, value, keys[0]), GenericIfResult::done);
         EXPECT_EQ(made.op(attribute.id, AttributeOp::read, value, keys[0]),
                   GenericIfResult::absent);
+        EXPECT_EQ(readOnly(made, attribute.id, keys[0]), GenericIfResult::absent);
         genericIfIterator(*made.object, attribute.id)->iterDel();
         EXPECT_FALSE(genericIfIterator(*made.object, attribute.id)->iterNonnull());
+    }
+}
+
+/// What a process says at its end that goes on with a walk behind the last element.
+void expectWalkEnds(Object const& made, Zel::AttributeId id) {
+    const std::string failed = "Zel::GenericIterator: Assertion `iterNonnull\\(\\)' failed";
+    const auto expectEnd = [&](auto& object) {
+        const auto walk = genericIfIterator(object, id);
+        while (walk->iterNonnull())
+            walk->iterInc();
+        EXPECT_DEATH(walk->iterInc(), failed);
+        EXPECT_DEATH(walk->iterKey(), failed);
+        EXPECT_DEATH(walk->iterObj(), failed);
+    };
+    expectEnd(*made.object);
+    expectEnd(static_cast<Zel::PtrInterface const&>(*made.object));
+}
+
+TEST_P(EveryClassWithElementsDeathTest, AWalkGoesNoFurtherThanBehindTheLastElement) {
+    const Object made(type);
+    for (Zel::AttributeInfo const& attribute : type.attributes()) {
+        if (attribute.keyType && attribute.kind != AttributeKind::reactors)
+            expectWalkEnds(made, attribute.id);
+    }
+}
+
+TEST_P(EveryClassWithChildReactorsDeathTest, AWalkGoesNoFurtherThanBehindTheLastChild) {
+    const Object made(type);
+    for (Zel::AttributeInfo const& attribute : type.attributes()) {
+        if (attribute.kind == AttributeKind::reactors)
+            expectWalkEnds(made, attribute.id);
+    }
+}
+
+TEST_P(EveryClassWithChildReactors, RefusesAKeyAndAnythingElseThanAnElementToMakeAChildOf) {
+    for (Zel::AttributeInfo const& attribute : type.attributes()) {
+        if (attribute.kind != AttributeKind::reactors)
+            continue;
+        const Object made(type);
+        for (Value wrong : {Value(), Value(1U), Value(Zel::Ptr<Stp::Port>(new Stp::Port))}) {
+            const std::string text = textThrown<Zel::RangeException>(
+                [&] { made.op(attribute.id, AttributeOp::write, wrong); });
+            if (!text.ends_with(" cannot be written")) // its children are its own to make
+                expectOtherType(type, attribute, "value", wrong,
+                                [&] { made.op(attribute.id, AttributeOp::write, wrong); });
+            EXPECT_THROW(made.op(attribute.id, AttributeOp::write, wrong, Value(1U)),
+                         Zel::RangeException);
+        }
     }
 }
 
@@ -540,6 +664,12 @@ TEST(AClass, MakesAChildReactorForAnElement) {
     Value value = reading(world.source()->txMstStatus("mst2"));
     EXPECT_EQ(genericIfAttributeOp(*syncer, 260, AttributeOp::write, value), GenericIfResult::done);
     EXPECT_EQ(value.object(), syncer->txMstStatus("mst2"));
+    value = reading(world.source()->txMstStatus("mst2"));
+    EXPECT_EQ(textThrown<Zel::RangeException>([&] {
+                  genericIfAttributeOp(*syncer, 260, AttributeOp::write, value,
+                                       Value(Zel::Name("mst2")));
+              }),
+              "attribute Varnol::TxStatusToTxSyncer::txMstStatus has no keys");
     value = Value(Zel::Ptr<TxMstStatus const>());
     EXPECT_EQ(textThrown<Zel::RangeException>(
                   [&] { genericIfAttributeOp(*syncer, 260, AttributeOp::write, value); }),

@@ -8,8 +8,10 @@
 #include "tests/framework/TraceNotes.h"
 #include "tests/model/Journal.h"
 #include "tests/model/Samples.h"
+#include "tests/syncers/Onlooker.h"
 
 #include <new>
+#include <stdexcept>
 #include <type_traits>
 
 namespace Varnol {
@@ -781,6 +783,71 @@ TEST_P(RxMstPortStatusSyncer, ADestinationReactorMayChangeTheSourceInAWrite) {
     EXPECT_EQ(dest->bpduCount(), 5U) << "the last value stays";
 }
 
+// Who looks on
+
+TEST_P(RxMstPortStatusSyncer, WhoLooksOnIsToldTheKeyOfAnElementAndNoneOfAScalar) {
+    sourceRecord(10);
+    start();
+    Lines writes;
+    {
+        const Onlooker onlooker([&](Zel::Activity const& write) {
+            const auto* const attribute = write.entity.fwkType()->attribute(write.attribute);
+            writes.push_back((attribute ? std::string(attribute->name) : "all") +
+                             (write.key
+                                  ? "[" + std::to_string(attribute->keyView(write.key).number) + "]"
+                                  : ""));
+        });
+        source->bpduCountIs(5);
+        source->rxUpdateInc(10, 1);
+        source->rxUpdateDel(10);
+    }
+    EXPECT_EQ(writes, (Lines{"bpduCount", "rxInfo[10]", "all", "rxUpdate[10]", "rxInfo[10]",
+                             "rxUpdate[10]"}));
+}
+
+TEST_P(RxMstPortStatusSyncer, AWriteThatAReactorOfTheDestinationThrowsInEndsForWhoLooksOn) {
+    for (const bool observed : {true, false}) {
+        for (const std::string thrownAt : {"bpduCount", "rxInfo[10]", "record", "rxUpdate[10]",
+                                           "rxInfo[10] deleted", "rxUpdate[10] deleted"}) {
+            SCOPED_TRACE(thrownAt);
+            sourceRecord(10);
+            start();
+            source->rxUpdateInc(10, 1);
+            if (!thrownAt.ends_with("deleted"))
+                dest->rxInfoDel(10);
+            const auto refuse = [&](std::string const& write) {
+                if (write == thrownAt)
+                    throw std::runtime_error("refused");
+            };
+            const auto port = onWrite(dest, refuse);
+            if (thrownAt == "record")
+                dest->rxInfoIs(10);
+            const auto record =
+                thrownAt == "record"
+                    ? onWrite(dest->rxInfo(10),
+                              [](std::string const&) { throw std::runtime_error("refused"); })
+                    : nullptr;
+            const auto change = [&] {
+                if (thrownAt == "bpduCount")
+                    source->bpduCountIs(5);
+                else if (thrownAt.ends_with("deleted"))
+                    source->rxUpdateDel(10);
+                else
+                    source->rxUpdateInc(10, 1);
+            };
+            if (observed) {
+                const Onlooker onlooker;
+                EXPECT_THROW(change(), std::runtime_error);
+            } else {
+                EXPECT_THROW(change(), std::runtime_error);
+            }
+            syncer = nullptr;
+            source->rxUpdateDel(10);
+            dest->rxUpdateDel(10);
+        }
+    }
+}
+
 // Exhausted memory
 
 TEST_P(RxMstPortStatusSyncer, ExhaustedMemoryInTheFactoryLeaksNothingAndReachesTheCaller) {
@@ -808,6 +875,24 @@ TEST_P(RxMstPortStatusSyncer,
             syncer->handleRxUpdate(10);
         EXPECT_EQ(contents(dest->rxInfo(10)), contents(source->rxInfo(10)));
         EXPECT_EQ(dest->rxUpdate(10), 1U);
+        mst->rxMstPortStatusDel(et(1));
+        dest = nullptr;
+    });
+    EXPECT_GT(failures, 3U);
+}
+
+TEST_P(RxMstPortStatusSyncer, AWriteThatMemoryIsExhaustedInEndsForWhoLooksOn) {
+    sourceRecord(10, {0, 1, 2});
+    source->rxUpdateInc(10, 1);
+    start();
+    const RxMstStatus::Ptr mst = dynamic->rxMstStatus("mst1");
+    mst->rxMstPortStatusDel(et(1));
+    const unsigned failures = failEachAllocation([&](Attempt& attempt) {
+        dest = mst->rxMstPortStatusIs(et(1));
+        {
+            const Onlooker onlooker;
+            attempt([&] { syncer->handleRxUpdate(10); });
+        }
         mst->rxMstPortStatusDel(et(1));
         dest = nullptr;
     });

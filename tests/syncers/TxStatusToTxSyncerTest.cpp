@@ -1,6 +1,5 @@
 #include "syncers/TxStatusToTxSyncer.h"
 
-#include "framework/zel/Activity.h"
 #include "framework/zel/Exception.h"
 #include "framework/zel/Strep.h"
 #include "tests/framework/EachAllocation.h"
@@ -11,6 +10,7 @@
 #include "tests/model/Journal.h"
 #include "tests/model/Samples.h"
 #include "tests/syncers/InitializedLast.h"
+#include "tests/syncers/Onlooker.h"
 
 #include <algorithm>
 #include <map>
@@ -1346,27 +1346,13 @@ TEST_P(TxStatusToTx, ExhaustedMemoryAtAnyAllocationLeavesNothingBehindAndReaches
 }
 
 TEST_P(TxStatusToTx, AWriteThatMemoryIsExhaustedInEndsForWhoLooksOn) {
-    class Open final : public Zel::ActivityObserver {
-      public:
-        Zel::U64 reactionBegins(Zel::Activity const&) noexcept override { return begin(); }
-        Zel::U64 writeBegins(Zel::Activity const&) noexcept override { return begin(); }
-        void ends(Zel::TypeNode const&, Zel::U64 begun) noexcept override {
-            EXPECT_EQ(begun, open);
-            --open;
-        }
-        unsigned open = 0;
-
-      private:
-        Zel::U64 begin() noexcept { return ++open; }
-    };
-    static Open observer; // as another thread may still be within it
     port(et1)->txInfoIs(10)->mstiNIs(0);
     const unsigned failures = failEachAllocation([&](Attempt& attempt) {
         dest = TxStatus::Ptr(new TxStatus);
-        Zel::activityObserverIs(&observer);
-        attempt([&] { start(); });
-        Zel::activityObserverIs(nullptr);
-        EXPECT_EQ(observer.open, 0U);
+        {
+            const Onlooker onlooker;
+            attempt([&] { start(); });
+        }
         syncer = nullptr;
         dest = nullptr;
     });
