@@ -91,7 +91,7 @@ void TreeDiff::element(Element left, Element right) {
         objects(*left->object(), *right->object());
     } else if (!left || !right) {
         Element const only = left ? left : right;
-        if (only && (only->isObject() || !only->isZero()))
+        if (only && !only->isZero())
             found(left, right);
     } else if (!(*left == *right)) {
         found(left, right);

@@ -173,7 +173,6 @@ void NotifieeList::remove(Notifiee const& reactor) noexcept {
         first_ = reactor.next_;
     else
         reactor.previous_->next_ = reactor.next_;
-    reactor.next_ = nullptr;
     reactor.previous_ = nullptr;
 }
 

@@ -30,10 +30,9 @@ String valueToStrepOfRawPtr(PtrInterface const* object, std::type_info const& ty
 }
 
 String typeName(std::type_info const& type) {
-    int status = 0;
     const std::unique_ptr<char, decltype(&std::free)> name(
-        abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), &std::free);
-    return status == 0 ? name.get() : type.name();
+        abi::__cxa_demangle(type.name(), nullptr, nullptr, nullptr), &std::free);
+    return name ? name.get() : type.name();
 }
 
 } // namespace Zel

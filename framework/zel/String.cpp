@@ -3,7 +3,6 @@
 #include "framework/zel/PtrInterface.h"
 
 #include <atomic>
-#include <cstring>
 #include <limits>
 #include <memory>
 #include <new>
@@ -32,11 +31,7 @@ String& String::append(std::initializer_list<std::string_view> pieces) {
 
     Body* joined = newBody(size() + added);
     char* end = reinterpret_cast<char*>(joined + 1);
-    const auto copy = [&end](std::string_view piece) {
-        if (!piece.empty())
-            std::memcpy(end, piece.data(), piece.size());
-        end += piece.size();
-    };
+    const auto copy = [&end](std::string_view piece) { end += piece.copy(end, piece.size()); };
     copy(view());
     for (std::string_view piece : pieces)
         copy(piece);

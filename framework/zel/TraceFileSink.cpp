@@ -14,23 +14,23 @@
 namespace Zel {
 namespace {
 
+[[noreturn]] void cannotBeOpened(std::string const& path, int error) {
+    std::string what = "trace file ";
+    appendPrintable(what, path);
+    throw std::system_error(error, std::generic_category(), what);
+}
+
 int opened(std::string const& path) {
-    int descriptor = -1;
-    int error = EINVAL;
-    if (path.find('\0') == path.npos) {
-        do {
-            descriptor =
-                ::open(path.c_str(),
-                       O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0640);
-            error = errno;
-        } while (descriptor < 0 && error == EINTR);
+    if (path.find('\0') != path.npos)
+        cannotBeOpened(path, EINVAL);
+    for (;;) {
+        const int descriptor = ::open(
+            path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0640);
+        if (descriptor >= 0)
+            return descriptor;
+        if (errno != EINTR)
+            cannotBeOpened(path, errno);
     }
-    if (descriptor < 0) {
-        std::string what = "trace file ";
-        appendPrintable(what, path);
-        throw std::system_error(error, std::generic_category(), what);
-    }
-    return descriptor;
 }
 
 } // namespace

@@ -15,20 +15,20 @@ constexpr U32 allLevels = (U32{2} << TraceLevel::highest) - 1;
 
 /// Whether a text is one that the pattern stands for. A star takes no more than it has to; should
 /// the rest not match, the latest star takes one octet more.
-bool matchesPattern(std::string_view pattern, std::string_view text) noexcept {
+bool matchesPattern(std::string const& pattern, std::string_view text) noexcept {
     std::size_t p = 0;
     std::size_t t = 0;
     std::size_t star = pattern.npos;
     std::size_t taken = 0; // where what follows the star was tried
     while (t < text.size()) {
-        if (p < pattern.size() && pattern[p] == '*') {
+        if (pattern[p] == '*') {
             star = p++;
             taken = t;
         } else if (p < pattern.size() && pattern[p] == text[t]) {
             ++p;
             ++t;
         } else if (star != pattern.npos) {
-            p = star + 1;
+            p = star;
             t = ++taken;
         } else {
             return false;
@@ -66,7 +66,7 @@ TraceSetting settingOf(std::string_view text, std::size_t begin) {
 
     const std::string_view level = text.substr(slash + 1);
     U32 on = 0;
-    if (level.size() == 1 && level[0] >= '0' && level[0] <= '9')
+    if (level.size() == 1 && static_cast<unsigned>(level[0] - '0') <= TraceLevel::highest)
         on = (U32{2} << (level[0] - '0')) - 1;
     else if (level != "off")
         wrong(begin + slash + 1, "'", level, "' is no level; allowed: 0 to 9, or off");

@@ -19,10 +19,11 @@ std::size_t sequenceLength(std::string_view text) noexcept {
     const U8 lead = octet(0);
     if (lead < 0x80)
         return 1;
-    const std::size_t length = lead >= 0xc2 && lead < 0xe0   ? 2
-                               : lead >= 0xe0 && lead < 0xf0 ? 3
-                               : lead >= 0xf0 && lead < 0xf5 ? 4
-                                                             : 0;
+    const std::size_t length = lead < 0xc2   ? 0
+                               : lead < 0xe0 ? 2
+                               : lead < 0xf0 ? 3
+                               : lead < 0xf5 ? 4
+                                             : 0;
     if (length == 0 || text.size() < length)
         return 0;
     const U8 lowest = lead == 0xe0 ? 0xa0 : lead == 0xf0 ? 0x90 : 0x80;
@@ -70,7 +71,7 @@ void doubleJson(TraceStream& stream, double number) {
 } // namespace detail
 
 void jsonString(TraceStream& stream, std::string_view text) {
-    constexpr std::string_view hexadecimal = "0123456789abcdef";
+    static constexpr char hexadecimal[] = "0123456789abcdef";
     stream << "\"";
     while (!text.empty()) {
         const std::size_t length = sequenceLength(text);
@@ -80,8 +81,8 @@ void jsonString(TraceStream& stream, std::string_view text) {
         else if (octet == '"' || octet == '\\')
             stream << "\\" << text.substr(0, 1);
         else if (octet < 0x20 || octet == 0x7f)
-            stream << "\\u00" << hexadecimal.substr(octet >> 4, 1)
-                   << hexadecimal.substr(octet & 0xf, 1);
+            stream << "\\u00" << std::string_view(hexadecimal + (octet >> 4), 1)
+                   << std::string_view(hexadecimal + (octet & 0xf), 1);
         else
             stream << text.substr(0, length);
         text.remove_prefix(length == 0 ? 1 : length);
@@ -126,14 +127,14 @@ void Value::jsonTo(TraceStream& stream) const {
 bool operator==(Value const& left, Value const& right) {
     if (left.none() || right.none())
         return left.none() == right.none();
-    if (left.isObject() || right.isObject())
-        return left.isObject() && right.isObject() && left.object_ == right.object_;
+    if (left.isObject() && right.isObject())
+        return left.object_ == right.object_;
     return *left.type_->type == *right.type_->type &&
            left.type_->equal(left.held_.get(), right.held_.get());
 }
 
 bool operator<(Value const& left, Value const& right) {
-    if (!left.none() && !right.none() && !left.isObject() && !right.isObject() &&
+    if (!left.none() && !right.none() && !left.isObject() &&
         *left.type_->type == *right.type_->type)
         return left.type_->less(left.held_.get(), right.held_.get());
     return left.text() < right.text();

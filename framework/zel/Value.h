@@ -6,6 +6,7 @@
 #include "framework/zel/PtrInterface.h"
 #include "framework/zel/Trace.h"
 
+#include <cmath>
 #include <concepts>
 #include <memory>
 #include <string>
@@ -98,9 +99,7 @@ class VARNOL_API Value {
 
     /// The value, if it is of type T and no other, without regard to conversions; else null.
     template <class T> T const* as() const noexcept {
-        return type_ && !isObject() && *type_->type == typeid(T)
-                   ? static_cast<T const*>(held_.get())
-                   : nullptr;
+        return type_ && *type_->type == typeid(T) ? static_cast<T const*>(held_.get()) : nullptr;
     }
     /// The object; null when the value is no pointer to an object, or a null one.
     Ptr<PtrInterface const> const& object() const noexcept { return object_; }
@@ -167,7 +166,7 @@ template <class T> constexpr ValueType valueType() {
             T const& a = *static_cast<T const*>(left);
             T const& b = *static_cast<T const*>(right);
             if constexpr (std::floating_point<T>)
-                return a == b || (a != a && b != b);
+                return a == b || (std::isnan(a) && std::isnan(b));
             else
                 return a == b;
         },

@@ -584,6 +584,35 @@ TEST(TraceFile, AThreadLeavesAloneTheChunkThatAnotherFills) {
     EXPECT_EQ(memory.read().header().lostRecords, 0u);
 }
 
+TEST(TraceFile, AThreadFillsItsOwnFormerChunkAgain) {
+    const Memory memory(smallest);
+    TraceFile file;
+    file.memoryIs(memory.octets());
+    MessageId messageId{0};
+    const Fennic::FileHeader header = memory.read().header();
+    // Another thread fills the first chunk, and this one all others: the next is the first again.
+    std::atomic<bool> filled{false};
+    std::atomic<bool> goOn{false};
+    std::thread other([&] {
+        for (U64 i = 0; i < header.chunkSize; ++i)
+            file.blockEnds(messageId, 1);
+        filled = true;
+        filled.notify_one();
+        goOn.wait(false);
+        file.blockEnds(messageId, 2);
+    });
+    filled.wait(false);
+    for (U64 i = header.chunkSize; i < header.ringCapacity; ++i)
+        file.blockEnds(messageId, 1000 + i);
+    goOn = true;
+    goOn.notify_one();
+    other.join();
+
+    const TraceReader reader = memory.read();
+    EXPECT_EQ(reader.records().back().begin, 2u);
+    EXPECT_EQ(reader.records().back().sequence, header.ringCapacity + 1);
+}
+
 TEST(TraceFile, BlocksOfThreadsWithoutALaneAreCountedAsLost) {
     const Memory memory(smallest);
     TraceFile file;

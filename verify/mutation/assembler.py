@@ -181,6 +181,9 @@ class Unit:
         # Behind a block's end stands what the compiler makes of its variables' ends.
         if text in ("}", "};") and instruction.mnemonic != "call":
             return
+        # A comparison of all members, which the compiler writes.
+        if re.search(r"\boperator(<=>|==)\(.*= default;$", text):
+            return
         # What only the compiler executes.
         if "is_constant_evaluated()" in text:
             return
@@ -477,8 +480,9 @@ class Function:
         # The upper half of what is divided; the factor that stands for a divisor.
         if operation.startswith("mov") and following and re.match(r"div|i?mul[lq] %", following[0]):
             return False
-        # The end that substr() goes to when none is given: any length will do.
-        if value == -1 and any(re.match(r"call \w+6substrE", text) for text in _up_to_call(following)):
+        # The end that substr() goes to, or a search from behind begins at, when none is given: any will do
+        # that is not in the text.
+        if value == -1 and any(re.match(r"call \w+(6substr|5rfind|12find_last_of)E", text) for text in _up_to_call(following)):
             return False
         # A null pointer's constant, and the zero that an ordering is compared with: nothing reads them.
         if operation == "mov" and any(NOT_READ.match(text) for text in _up_to_call(following)):
