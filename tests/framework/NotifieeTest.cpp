@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <type_traits>
@@ -66,6 +67,43 @@ class LastWord final : public Zel::Object<LastWord, Item::NotifieeConst> {
     int& calls_;
 };
 constinit Zel::TypeNode const LastWord::_zelType{"LastWord", {}};
+
+/// An entity that has its place in memory for itself: there is one at a time.
+class OnePlace final : public Zel::Object<OnePlace, Zel::Entity> {
+  public:
+    static Zel::TypeNode const _zelType;
+    static void* operator new(std::size_t) noexcept { return place; }
+    static void operator delete(void*) noexcept {}
+
+  private:
+    static std::byte place[];
+};
+constinit Zel::TypeNode const OnePlace::_zelType{"OnePlace", {}};
+alignas(OnePlace) std::byte OnePlace::place[sizeof(OnePlace)];
+
+/// A reactor that, notified, lets its entity end, watches the next one, and has that notify.
+class Passage final : public Zel::Object<Passage, OnePlace::NotifieeConst> {
+  public:
+    static Zel::TypeNode const _zelType;
+    explicit Passage(unsigned times)
+        : left_(times) {}
+    void start() {
+        auto* const entity = new OnePlace;
+        notifierIs(Zel::Ptr(entity));
+        entity->notify(258);
+    }
+    void onAttribute(AttributeId, void const*) override {
+        if (--left_ == 0)
+            return;
+        notifierIs(nullptr);
+        start();
+    }
+    unsigned left() const noexcept { return left_; }
+
+  private:
+    unsigned left_;
+};
+constinit Zel::TypeNode const Passage::_zelType{"Passage", {}};
 
 template <class Action> std::string textOfRangeException(Action const& action) {
     try {
@@ -456,6 +494,13 @@ TEST_F(NotifieeTest, TheNotifierMayBeGivenByThePointerThatTheReactorKeeps) {
     EXPECT_EQ(Item::_zelType.allocations().liveCount(), 2u);
     reactor->notifierIs(nullptr);
     EXPECT_EQ(Item::_zelType.allocations().liveCount(), 1u);
+}
+
+TEST_F(NotifieeTest, AnEntityInThePlaceOfOneThatEndedAmidADeliveryHasNoPartInThatDelivery) {
+    // More often than deliveries of one entity may be nested.
+    const auto passage = Zel::newActive<Passage>(2 * Zel::NotifieeList::maxDepth);
+    passage->start();
+    EXPECT_EQ(passage->left(), 0u);
 }
 
 TEST_F(NotifieeDeathTest, AnEntityCannotBeDestroyedWhileReactorsAreBoundToIt) {

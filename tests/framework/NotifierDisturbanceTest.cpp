@@ -616,6 +616,15 @@ TEST_F(NotifierDisturbanceDeathTest, OneLevelMoreThanTheLimitIsFatal) {
     a->scriptIs({});
 }
 
+TEST_F(NotifierDisturbanceDeathTest, OneLevelMoreThanTheLimitIsFatalForTheOnlyReactorToo) {
+    b = c = nullptr;
+    unsigned depth = 1;
+    feed(a, item, depth, 65);
+    EXPECT_EXIT(item->countIs(1), ::testing::KilledBySignal(SIGABRT),
+                ::testing::Eq(std::string(feeding)));
+    a->scriptIs({});
+}
+
 TEST_F(NotifierDisturbanceDeathTest, TwoReactorsOfOneEntityThatFeedEachOtherAreFatal) {
     a->scriptIs([&](Reactor&, AttributeId id, void const*) {
         if (id == 264)

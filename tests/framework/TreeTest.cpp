@@ -324,6 +324,14 @@ TEST(Diff, TellsTheKeysOfTheTwoObjectsApart) {
     EXPECT_TRUE(comparison.take().empty());
 }
 
+TEST(Diff, TellsTheKeysOfAPairOfElementsApart) {
+    const Value left(Zel::Ptr(new Toy::Item(1)));
+    const Value right(Zel::Ptr(new Toy::Item(2)));
+    Zel::TreeDiff comparison;
+    comparison.element(&left, &right);
+    EXPECT_EQ(comparison.take(), (Differences{{"id", "1", "2"}}));
+}
+
 TEST(Diff, SaysThatAnObjectIsMissing) {
     const Zel::Ptr<Toy::Item> item(new Toy::Item(1));
     EXPECT_EQ(Zel::diff(item.ptr(), nullptr), (Differences{{"", "Toy::Item[1]", std::nullopt}}));

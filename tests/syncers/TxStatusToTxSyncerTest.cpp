@@ -3,6 +3,7 @@
 #include "framework/zel/Exception.h"
 #include "framework/zel/Strep.h"
 #include "tests/framework/EachAllocation.h"
+#include "tests/framework/FailingAllocation.h"
 #include "tests/framework/NothingLeft.h"
 #include "tests/framework/Thrown.h"
 #include "tests/framework/TimedBlocks.h"
@@ -998,6 +999,92 @@ TEST_P(TxStatusToTx, SwitchedOffTheWholeTreeFallsSilentAndSwitchedOnItGoesOn) {
     port()->txNewInfoIs(2);
     port()->txInfo(10)->stpVersionIs(3);
     EXPECT_EQ(journal.take(), (Lines{"mst1/Et1/txNewInfo=2", "mst1/Et1/10/stpVersion=3"}));
+}
+
+TEST_P(TxStatusToTx, WhatIsSwitchedOffAloneStaysSoWhenWhatKeepsItIsSwitchedOnAgain) {
+    port()->txInfoIs(10);
+    start();
+    const Zel::Ptr<PortSm> at = portSm();
+    at->txInfoSyncer(10)->hasNotificationActiveIs(false);
+    at->hasNotificationActiveIs(true); // as it is
+    EXPECT_FALSE(at->txInfoSyncer(10)->hasNotificationActive());
+    at->hasNotificationActiveIs(false);
+    syncer->txMstStatus("mst1")->hasNotificationActiveIs(true);
+    EXPECT_FALSE(at->hasNotificationActive());
+    journalDest();
+    port()->txNewInfoIs(1);
+    port()->txInfo(10)->stpVersionIs(2);
+    EXPECT_EQ(journal.take(), Lines());
+}
+
+TEST_P(TxStatusToTx, AZombieAloneStaysOneWhenWhatKeepsItIsToldThatItIsNone) {
+    port()->txInfoIs(10);
+    start();
+    const Zel::Ptr<PortSm> at = portSm();
+    at->txInfoSyncer(10)->zelDoZombieReactors(true);
+    at->zelDoZombieReactors(false); // as it is
+    EXPECT_TRUE(at->txInfoSyncer(10)->zelMarkedForDeletion());
+    at->zelDoZombieReactors(true);
+    syncer->txMstStatus("mst1")->zelDoZombieReactors(false);
+    EXPECT_TRUE(at->zelMarkedForDeletion());
+    journalDest();
+    port()->txNewInfoIs(1);
+    port()->txInfo(10)->stpVersionIs(2);
+    EXPECT_EQ(journal.take(), Lines());
+}
+
+TEST_P(TxStatusToTx, AReactorIsOfAZombieWhereItOrWhatOwnsItIsOne) {
+    port();
+    start();
+    const Zel::Ptr<MstSm> name = syncer->txMstStatus("mst1");
+    EXPECT_FALSE(name->isOfZombie());
+    EXPECT_FALSE(portSm()->isOfZombie());
+    portSm()->zelDoZombieReactors(true);
+    EXPECT_TRUE(portSm()->isOfZombie());
+    EXPECT_FALSE(name->isOfZombie());
+    name->zelDoZombieReactors(true);
+    portSm()->zelDoZombieReactors(false);
+    EXPECT_TRUE(name->isOfZombie());
+    EXPECT_TRUE(portSm()->isOfZombie());
+    syncer->zelDoZombieReactors(true);
+    name->zelDoZombieReactors(false);
+    EXPECT_TRUE(name->isOfZombie());
+    EXPECT_TRUE(portSm()->isOfZombie());
+}
+
+TEST_P(TxStatusToTx, AReactorWithoutAnOwnerIsOfAZombieWhereItIsOneItself) {
+    port();
+    start();
+    const Zel::Ptr<MstSm> name = syncer->txMstStatus("mst1");
+    const Zel::Ptr<PortSm> at = portSm();
+    syncer->txMstStatusDel("mst1");
+    ASSERT_EQ(name->owner(), nullptr);
+    EXPECT_TRUE(name->isOfZombie());
+    EXPECT_TRUE(at->isOfZombie());
+    name->zelDoZombieReactors(false);
+    EXPECT_FALSE(name->isOfZombie());
+    EXPECT_FALSE(at->isOfZombie());
+}
+
+TEST_P(TxStatusToTx, AReactorOnAnInterfaceLetsGoOfItsRecordsSyncersBeforeAnythingElse) {
+    port();
+    start();
+    Zel::Ptr<PortSm> at = portSm();
+    // With a parent identifier of its own it shares nothing with the reactor.
+    const IntxInfoSyncer::Ptr record =
+        at->txInfoSyncerIs(Samples::record(10), Samples::record(10), 10, "elsewhere");
+    syncer->txMstStatusDelAll();
+    ASSERT_EQ(at->references(), 1U);
+    ASSERT_EQ(record->references(), 2U);
+    bool happened = false;
+    {
+        const AtDeallocation looking([&] {
+            happened = true;
+            EXPECT_EQ(record->references(), 1U);
+        });
+        at = nullptr;
+    }
+    EXPECT_TRUE(happened);
 }
 
 TEST_P(TxStatusToTx, OtherAttributesAndNullKeysAreIgnored) {
