@@ -29,7 +29,8 @@ bool fails() noexcept {
     return true;
 }
 
-void* allocate(std::size_t size, std::size_t alignment = 0) noexcept {
+/// Null when there is no memory. Throws what an action throws that is done first.
+void* allocate(std::size_t size, std::size_t alignment = 0) {
     if (atNext)
         (*std::exchange(atNext, nullptr))();
     if (fails() || (watching && watching->refuses()))
