@@ -63,7 +63,11 @@ constexpr Zel::U32 octets(Bridging::VlanIdOrNone vlan) noexcept {
 
 /// Priority 7, not drop eligible, and the low 12 bits of the VLAN identifier.
 constexpr Kolvu::NetU16 tagControlInformation(Bridging::VlanIdOrNone vlan) noexcept {
-    return static_cast<Zel::U16>(0xe000 | (vlan.value() & 0x0fff));
+    Kolvu::NetU16 tci;
+    tci |= 0xe000;
+    tci &= 0xefff;
+    tci = static_cast<Zel::U16>((tci & 0xf000) | (vlan.value() & 0x0fff));
+    return tci;
 }
 
 /// Writes the header.
