@@ -71,7 +71,7 @@ class VARNOL_API PtrInterface::NotifieeConst : public PtrInterface {
     bool isBehind_ = false; // takes no room with 64-bit pointers: stands beside the base's count
     Ptr<PtrInterface const> notifier_;
     // Links of the notifier's list. The first reactor's previous_ is the last one; next_ of the
-    // last one is null.
+    // last one is null. Of a reactor in no list, previous_ is null, and next_ is not read.
     mutable NotifieeConst const* next_ = nullptr;
     mutable NotifieeConst const* previous_ = nullptr;
 };

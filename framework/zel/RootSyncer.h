@@ -13,9 +13,9 @@ namespace Zel {
 /// reactors, and lives until the last reference to it goes.
 ///
 /// Self is the syncer's class. It has a nested class `ZelSource`, a Reactor on E owned by Self, and
-/// `children()` for its KeyedReactors if it has any. Its constructor has construct() call,
-/// in this order, sourceStart(), what it does itself, children().resync() and handleInitialized(),
-/// with which Self derives from Initialized; its destructor calls tearDown().
+/// `children()` for its KeyedReactors if it has any. Its constructor has construct() call, in this
+/// order, sourceStart(), what it does itself, children().resync() and handleInitialized(), with
+/// which Self derives from Initialized; its destructor calls tearDown().
 template <class Self, class E>
 class RootSyncer : public Object<Self, PtrInterface>, protected Writer<Self> {
     using Base = Object<Self, PtrInterface>;
@@ -91,10 +91,11 @@ class RootSyncer : public Object<Self, PtrInterface>, protected Writer<Self> {
 
   protected:
     RootSyncer() = default;
-    /// Does the steps of Self's constructor, as its last one. When they throw, tears the syncer
-    /// down while all of it is still there: its source reactor is on, and what the destructors of
-    /// its children do to the source would find a part of it. References to it may be taken and
-    /// given back meanwhile.
+
+    /// Does the steps of Self's constructor, as its last one. What they throw passes through, after
+    /// the syncer was torn down while all of it is still there: its source reactor is on, and what
+    /// the destructors of its children do to the source would find a part of it. References to the
+    /// syncer may be taken and given back meanwhile.
     template <class Steps> void construct(Steps const& steps) {
         const PtrInterface::Construction alive(*this);
         try {
@@ -104,6 +105,7 @@ class RootSyncer : public Object<Self, PtrInterface>, protected Writer<Self> {
             throw;
         }
     }
+
     /// Creates the reactor on the source and switches its notification on; nothing for null. The
     /// reactor of a zombie is a zombie.
     void sourceStart(Zel::Ptr<E const> const& source) { source_ = sourceReactor(source); }
