@@ -12,15 +12,11 @@ std::map<std::string, Zel::U64> liveObjects() {
     return live;
 }
 
-NothingLeft::NothingLeft()
-    : before_(liveObjects()) {
-    Zel::VFPtrInterface::threadSafePointers_ = GetParam();
-}
+NoObjectLeft::~NoObjectLeft() { EXPECT_EQ(liveObjects(), before_) << "objects were left behind"; }
 
-NothingLeft::~NothingLeft() {
-    EXPECT_EQ(liveObjects(), before_) << "objects were left behind";
-    Zel::VFPtrInterface::threadSafePointers_ = false;
-}
+NothingLeft::NothingLeft() { Zel::VFPtrInterface::threadSafePointers_ = GetParam(); }
+
+NothingLeft::~NothingLeft() { Zel::VFPtrInterface::threadSafePointers_ = false; }
 
 std::string nameOfCounting(testing::TestParamInfo<bool> const& info) {
     return info.param ? "atomic" : "plain";

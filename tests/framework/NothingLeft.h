@@ -10,6 +10,18 @@
 /// How many objects of each registered class are alive, by the class's name; 0 is left out.
 std::map<std::string, Zel::U64> liveObjects();
 
+/// Expects of its end that the framework objects are as many as at its beginning.
+class NoObjectLeft {
+  public:
+    NoObjectLeft() = default;
+    NoObjectLeft(NoObjectLeft const&) = delete;
+    NoObjectLeft& operator=(NoObjectLeft const&) = delete;
+    ~NoObjectLeft();
+
+  private:
+    const std::map<std::string, Zel::U64> before_ = liveObjects();
+};
+
 /// A test that leaves no framework object behind; what it holds is held by members of fixtures
 /// derived from this one, or locally. Runs twice: with references counted by plain operations, and
 /// by atomic ones.
@@ -19,7 +31,7 @@ class NothingLeft : public testing::TestWithParam<bool> {
     ~NothingLeft() override;
 
   private:
-    const std::map<std::string, Zel::U64> before_;
+    const NoObjectLeft atEnd_;
 };
 
 std::string nameOfCounting(testing::TestParamInfo<bool> const& info);

@@ -13,7 +13,6 @@
 
 #include <functional>
 #include <list>
-#include <map>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -113,17 +112,10 @@ struct Trial<RxMstPortStatusToRxDynamicSyncer>
     Zel::Ptr<Zel::PtrInterface> written() { return port; }
 };
 
-/// No framework object is left behind.
-class LeavesNothing : public testing::Test {
-  protected:
-    ~LeavesNothing() override { EXPECT_EQ(liveObjects(), before_) << "objects were left behind"; }
-
-  private:
-    const std::map<std::string, Zel::U64> before_ = liveObjects();
-};
-
 /// A syncer on a source, and further sources.
-template <class Syncer> class RootSyncerTest : public LeavesNothing {
+template <class Syncer> class RootSyncerTest : public testing::Test {
+    const NoObjectLeft atEnd_; // when the other members are gone
+
   protected:
     using T = Trial<Syncer>;
     using Source = typename T::Source;

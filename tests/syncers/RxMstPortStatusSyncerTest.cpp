@@ -57,6 +57,16 @@ class RxMstPortStatusSyncer : public NothingLeft {
         journal.watch(dest);
     }
     void dropDestination() { dynamic->rxMstStatusDel("mst1"); }
+    /// A started syncer, a source with a record and its update, and no destination.
+    /// @return what the destination is to be made in
+    RxMstStatus::Ptr startWithAnUpdateButNoDestination() {
+        sourceRecord(10, {0, 1, 2});
+        source->rxUpdateInc(10, 1);
+        start();
+        const RxMstStatus::Ptr mst = dynamic->rxMstStatus("mst1");
+        mst->rxMstPortStatusDel(et(1));
+        return mst;
+    }
 
     /// A record of the source, filled, with these instances.
     IntxInfo::Ptr sourceRecord(VlanIdOrNone vlan, std::initializer_list<Zel::U16> instances = {}) {
@@ -864,11 +874,7 @@ TEST_P(RxMstPortStatusSyncer, ExhaustedMemoryInTheFactoryLeaksNothingAndReachesT
 
 TEST_P(RxMstPortStatusSyncer,
        ExhaustedMemoryInAnUpdateReachesTheWriterAndTheNextUpdateMakesItGood) {
-    sourceRecord(10, {0, 1, 2});
-    source->rxUpdateInc(10, 1);
-    start();
-    const RxMstStatus::Ptr mst = dynamic->rxMstStatus("mst1");
-    mst->rxMstPortStatusDel(et(1));
+    const RxMstStatus::Ptr mst = startWithAnUpdateButNoDestination();
     const unsigned failures = failEachAllocation([&](Attempt& attempt) {
         dest = mst->rxMstPortStatusIs(et(1));
         if (!attempt([&] { syncer->handleRxUpdate(10); }))
@@ -882,11 +888,7 @@ TEST_P(RxMstPortStatusSyncer,
 }
 
 TEST_P(RxMstPortStatusSyncer, AWriteThatMemoryIsExhaustedInEndsForWhoLooksOn) {
-    sourceRecord(10, {0, 1, 2});
-    source->rxUpdateInc(10, 1);
-    start();
-    const RxMstStatus::Ptr mst = dynamic->rxMstStatus("mst1");
-    mst->rxMstPortStatusDel(et(1));
+    const RxMstStatus::Ptr mst = startWithAnUpdateButNoDestination();
     const unsigned failures = failEachAllocation([&](Attempt& attempt) {
         dest = mst->rxMstPortStatusIs(et(1));
         {
