@@ -69,11 +69,13 @@ constexpr U64 word(U32 first, U16 third, U16 fourth) noexcept {
 U16 attributeIn(U64 octets) noexcept { return std::bit_cast<std::array<U16, 4>>(octets)[2]; }
 U32 typeIdIn(U64 octets) noexcept { return std::bit_cast<std::array<U32, 2>>(octets)[0]; }
 
-constexpr U16 halves(U8 first, U8 second) noexcept {
+/// Its octet, and one of zeros behind it.
+constexpr U16 octets(BlockKind kind) noexcept {
+    const auto octet = static_cast<U8>(kind);
     if constexpr (std::endian::native == std::endian::little)
-        return static_cast<U16>(first | second << 8);
+        return octet;
     else
-        return static_cast<U16>(first << 8 | second);
+        return static_cast<U16>(octet << 8);
 }
 
 /// Words of a record that is read by others while it is written: each is stored with release order,
@@ -166,8 +168,6 @@ struct [[gnu::visibility("hidden")]] TraceFile::Thread {
         End& operator=(End const&) = delete;
         ~End() {
             here.hasEnded = true;
-            here.epoch = 0;
-            here.epochToLock = 0;
             here.lane = nullptr;
             const std::lock_guard lock(attachedMutex);
             for (TraceFile* file = firstAttached; file; file = file->nextAttached_) {
@@ -184,8 +184,8 @@ struct [[gnu::visibility("hidden")]] TraceFile::Thread {
     /// Whether it is writing just now, through any lane.
     std::atomic<bool> busy{false};
     bool hasEnded = false;
-    /// The lane that it used last, and the epoch in which it is the thread's: `epoch`, or
-    /// `epochToLock` where writers execute locked operations.
+    /// The lane that it used last (null when the thread has ended), and the epoch in which it is
+    /// the thread's: `epoch` where writers need execute no locked operations, `epochToLock` anyhow.
     U64 epoch = 0;
     U64 epochToLock = 0;
     Lane* lane = nullptr;
@@ -200,10 +200,7 @@ class [[gnu::visibility("hidden")]] TraceFile::Writing {
         : lane_(begin(file)) {}
     Writing(Writing const&) = delete;
     Writing& operator=(Writing const&) = delete;
-    ~Writing() {
-        if (lane_)
-            Thread::here.busy.store(false, std::memory_order_release);
-    }
+    ~Writing() { Thread::here.busy.store(false, std::memory_order_release); }
     Lane* lane() const noexcept { return lane_; }
 
   private:
@@ -282,7 +279,7 @@ void TraceFile::memoryIs(std::span<std::byte> memory) {
             memory.data() + header->lanesOffset + std::size_t{index} * header->laneSize;
         Lane& lane = lanes_[index];
         lane.chunk.store(0, std::memory_order_relaxed);
-        lane.place = lane.chunkEnd = nullptr;
+        lane.chunkEnd = lane.place; // none is left
         lane.header = std::construct_at(reinterpret_cast<LaneHeader*>(place));
         lane.top = reinterpret_cast<BlockRecord*>(place + sizeof(LaneHeader));
         lane.framesEnd = lane.top + framesPerLane_;
@@ -353,7 +350,7 @@ bool TraceFile::claimLane(Thread& thread, U64 epoch) noexcept {
     }
     const bool locks = writersLock.load(std::memory_order_relaxed);
     thread.epoch = locks ? 0 : epoch;
-    thread.epochToLock = locks ? epoch : 0;
+    thread.epochToLock = epoch;
     thread.lane = lane;
     return true;
 }
@@ -453,8 +450,7 @@ U64 TraceFile::blockBegins(MessageId const& messageId) noexcept {
         words.aboutNothing();
     }
     words.store(messageWord, word(id, attribute, index));
-    words.store(typeWord, word(typeId, static_cast<U16>(depth),
-                               halves(static_cast<U8>(BlockKind::handler), 0)));
+    words.store(typeWord, word(typeId, static_cast<U16>(depth), octets(BlockKind::handler)));
     const U64 begin = monotonicTime();
     words.store(beginWord, begin);
     lane->top = frame + 1;
@@ -485,8 +481,8 @@ U64 TraceFile::blockBegins(MessageId const& messageId, BlockKind kind,
         words.store(beginWord, begin);
         words.store(messageWord,
                     word(described(messageId), static_cast<U16>(activity.attribute), lane->index));
-        words.store(typeWord, word(described(type.traceId()), static_cast<U16>(depth),
-                                   halves(static_cast<U8>(kind), 0)));
+        words.store(typeWord,
+                    word(described(type.traceId()), static_cast<U16>(depth), octets(kind)));
         ++lane->top;
     }
     push(*lane, *lane->header, depth);
