@@ -5,6 +5,7 @@
 #include "platform/kolvu/CopyOctets.h"
 
 #include <array>
+#include <bit>
 #include <concepts>
 #include <cstddef>
 #include <span>
@@ -22,6 +23,21 @@ using Zel::U8;
 /// In decimal.
 VARNOL_API void traceNumber(Zel::TraceStream& stream, U32 number);
 
+namespace detail {
+
+///@{
+/// A number of the host's with its octets in network order, or the other way round.
+constexpr U8 networkOrder(U8 number) noexcept { return number; }
+constexpr U16 networkOrder(U16 number) noexcept {
+    return std::endian::native == std::endian::big ? number : __builtin_bswap16(number);
+}
+constexpr U32 networkOrder(U32 number) noexcept {
+    return std::endian::native == std::endian::big ? number : __builtin_bswap32(number);
+}
+///@}
+
+} // namespace detail
+
 /// An unsigned integer held in network octet order, most significant octet first, at any address.
 /// Converts from and to the host's integer by itself.
 template <std::unsigned_integral T> class NetInt {
@@ -31,17 +47,12 @@ template <std::unsigned_integral T> class NetInt {
 
     constexpr NetInt() noexcept = default;
     /// From the host's integer.
-    constexpr NetInt(T host) noexcept {
-        for (std::size_t i = wireOctets; i-- > 0; host = static_cast<T>(host >> 8))
-            octets_[i] = static_cast<U8>(host);
-    }
+    constexpr NetInt(T host) noexcept
+        : octets_(std::bit_cast<Octets>(detail::networkOrder(host))) {}
 
     /// The host's integer.
     constexpr operator T() const noexcept {
-        T host = 0;
-        for (U8 octet : octets_)
-            host = static_cast<T>(host << 8 | octet);
-        return host;
+        return detail::networkOrder(std::bit_cast<T>(octets_));
     }
     constexpr Octets const& octets() const noexcept { return octets_; }
 
