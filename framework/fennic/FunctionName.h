@@ -42,12 +42,15 @@ constexpr std::size_t afterGroup(std::string_view text, std::size_t at) noexcept
     return text.size();
 }
 
-/// The position behind what may follow a parameter list, as in "f() const &".
+/// What may follow a parameter list.
+inline constexpr std::string_view qualifiers[] = {" const",    " volatile", " mutable",
+                                                  " noexcept", " &&",       " &"};
+
+/// The position behind the qualifiers behind a parameter list, as in "f() const &".
 constexpr std::size_t afterQualifiers(std::string_view text, std::size_t at) noexcept {
     for (bool found = true; found;) {
         found = false;
-        for (std::string_view word :
-             {" const", " volatile", " mutable", " noexcept", " &&", " &"}) {
+        for (std::string_view word : qualifiers) {
             if (text.substr(at).starts_with(word)) {
                 at += word.size();
                 found = true;
