@@ -148,34 +148,24 @@ void RbTree::substitute(Member& old, Member& replacement) noexcept {
 
 bool RbTree::check() const noexcept {
     U32 seen = 0;
-    U32 blacks = 0;
-    if (root_) {
-        seen = 1;
-        if (root_->red() || !root_->linked() || root_->parent() ||
-            !checkBelow(*root_, seen, blacks))
-            return false;
-    }
-    return seen == members_;
+    return !red(root_) && blackHeight(root_, nullptr, seen) && seen == members_;
 }
 
-/// Counts the members below the parent, and the black ones on each way down from it.
-bool RbTree::checkBelow(Member const& parent, U32& seen, U32& blacks) const noexcept {
-    if (parent.child_[left] && parent.child_[left] == parent.child_[right])
-        return false;
-    U32 height[2] = {0, 0};
-    for (const Side side : {left, right}) {
-        Member const* child = parent.child_[side];
-        if (!child)
-            continue;
-        // The count ends the descent even where the links lead back to a member already seen.
-        if (++seen > members_ || child->parent() != &parent || !child->linked() ||
-            (child->red() && parent.red()) || !checkBelow(*child, seen, height[side]))
-            return false;
-        if (!child->red())
-            ++height[side];
-    }
-    blacks = height[left];
-    return height[left] == height[right];
+/// Counts the members from top (null: none) down, below its parent.
+/// @return how many black ones are on each way down; nothing if not all is as it ought to be
+std::optional<U32> RbTree::blackHeight(Member const* top, Member const* parent,
+                                       U32& seen) const noexcept {
+    if (!top)
+        return 0;
+    // The count ends the descent even where the links lead back to a member already seen.
+    if (++seen > members_ || top->parent() != parent || !top->linked() ||
+        (top->red() && red(parent)) ||
+        (top->child_[left] && top->child_[left] == top->child_[right]))
+        return {};
+    const std::optional<U32> height = blackHeight(top->child_[left], top, seen);
+    if (!height || blackHeight(top->child_[right], top, seen) != height)
+        return {};
+    return *height + (top->red() ? 0 : 1);
 }
 
 } // namespace Zel

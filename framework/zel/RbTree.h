@@ -5,6 +5,7 @@
 #include "framework/zel/Start.h"
 
 #include <cstdint>
+#include <optional>
 
 namespace Zel {
 
@@ -120,7 +121,8 @@ class VARNOL_API RbTree {
     void cut(Member& member) noexcept;
     void lengthen(Member& shortened, Side side) noexcept;
     void substitute(Member& old, Member& replacement) noexcept;
-    bool checkBelow(Member const& parent, U32& seen, U32& blacks) const noexcept;
+    std::optional<U32> blackHeight(Member const* top, Member const* parent,
+                                   U32& seen) const noexcept;
 
     Member* root_ = nullptr;
     U32 members_ = 0;
