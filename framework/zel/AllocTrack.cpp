@@ -4,8 +4,8 @@ namespace Zel {
 
 void AllocTrackTypeInfo::trackAllocation(Slot& slot, std::type_info const& type,
                                          std::size_t size) noexcept {
-    if (slot.live_.fetch_add(1, std::memory_order_relaxed) == 0)
-        slot.classIs(type, size);
+    slot.live_.fetch_add(1, std::memory_order_relaxed);
+    slot.classIs(type, size);
 }
 
 void AllocTrackTypeInfo::trackDeallocation(Slot& slot) noexcept {
