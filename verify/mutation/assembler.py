@@ -446,7 +446,7 @@ class Function:
     def constant_is_the_sources(self, at, found, place, source):
         operation, size, value = found.group(1), found.group(2), int(found.group(3))
         instruction = self.code[at]
-        if "%rsp" in instruction.operands or any(GUARD.search(text) for text in self.before(at, 2)):
+        if "%rsp" in instruction.operands or any(GUARD.search(text) for text in self.before(at, 4)):
             return False
         following = self.after(at, 4)
         # A question for zero is the branch's behind it.

@@ -115,6 +115,14 @@ void drop(Shape* shape) {
 void dropTaken(int*& numbers) {
     delete[] std::exchange(numbers, nullptr);
 }
+int seen(int number) {
+    struct Seen {
+        int number = limited(3);
+        ~Seen() { number = 0; }
+    };
+    static thread_local Seen last;
+    return std::exchange(last.number, number);
+}
 """
 # Nothing asks for steps of more than one, for odd numbers, and for what becomes of the second one. From
 # line 21 on, only what is the source's is changed.
@@ -139,6 +147,7 @@ int* row(unsigned);
 void drop(int*);
 void drop(Shape*);
 void dropTaken(int*&);
+int seen(int);
 TEST(Small, IsLimited) {
     EXPECT_EQ(limited(3), 3);
     EXPECT_EQ(limited(9), 4);
@@ -183,6 +192,10 @@ TEST(Small, ARowIsDropped) {
     int* numbers = row(2);
     dropTaken(numbers);
     EXPECT_EQ(numbers, nullptr);
+}
+TEST(Small, TheLastIsSeen) {
+    EXPECT_EQ(seen(1), 3);
+    EXPECT_EQ(seen(2), 1);
 }
 """
 # Each passes by itself.
@@ -255,6 +268,8 @@ EXPECTED = """\
 88 virtual call removed: survived
 91 branch taken: survived
 91 call of delete[] removed: survived
+94 constant 3 changed: killed
+96 constant 0 changed: survived
 """
 
 
