@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
-"""Makes the table of a run of varnol-bench, and writes it into the document about it.
+"""Makes the table of a run of varnol-bench, and writes it into the documents about it.
 
-    report.py BENCH_JSON DOCUMENT
+    report.py BENCH_JSON DOCUMENT README
 
-Prints the table. In the document, replaces what stands between the lines BEGIN and END by the table,
-the machine and the plots, which are written beside it as SVG. Times are medians of the CPU time.
+Prints the table. Replaces what stands between the lines BEGIN and END: in the document by the table,
+the machine and the plots, which are written beside it as SVG; in the README by what some works cost.
+Times are medians of the CPU time.
 """
 
 import json
@@ -39,6 +40,16 @@ TARGETS = {
     "timer_on": [("at most", 1.3, "floor")],
 }
 AIMS = {"sync_*": "aim: half of sigc++", "memory_record": "aim: 640 octets"}
+
+# What the README shows of the works, and calls them.
+SHOWN = {
+    "mirror_scalar": "a field's change, mirrored",
+    "rx_update_1": "a received BPDU's record, mirrored whole",
+    "frame": "a frame, made and released",
+    "sync_65536": "a tree of 65,536 records, mirrored and let go",
+    "memory_record": "the memory of a record in both trees, with what mirrors it",
+    "trace_off": "a trace statement that is off",
+}
 
 COLOURS = {"varnol": "#c0392b", "floor": "#555555", "sigc++": "#2471a3", "unordered_map": "#1e8449"}
 
@@ -188,6 +199,15 @@ def rows_of(works):
     return rows
 
 
+def shown_table(works):
+    lines = ["| what | costs | the floor | ratio |", "| --- | ---: | ---: | ---: |"]
+    by_name = {work.name: work for work in works}
+    for name, what in SHOWN.items():
+        work = by_name[name]
+        lines.append(f"| {what} | {work.show('varnol')} | {work.show('floor')} | {work.ratio('floor'):.2f} |")
+    return "\n".join(lines)
+
+
 def text_table(rows):
     widths = [max(len(row[column]) for row in rows) for column in range(len(rows[0]))]
     return "\n".join(
@@ -304,7 +324,16 @@ def machine():
     return f"{names[0] if names else platform.machine()}, {os.cpu_count()} CPUs, Linux {platform.release()}"
 
 
-def main(json_path, document):
+def replace(document, written):
+    """Writes between the lines BEGIN and END."""
+    before, begin, rest = document.read_text().partition(BEGIN)
+    _, end, after = rest.partition(END)
+    if not begin or not end:
+        sys.exit(f"{document}: not both of the lines\n{BEGIN}\n{END}")
+    document.write_text(f"{before}{BEGIN}\n\n{written}\n\n{END}{after}")
+
+
+def main(json_path, document, readme):
     run = json.loads(Path(json_path).read_text())
     works = works_of(run)
     works.append(sync_growth(works))
@@ -324,9 +353,9 @@ def main(json_path, document):
     for name, plot in plots.items():
         plot(works, document.with_name(f"{document.stem}-{name}.svg"))
     context = run["context"]
-    written = f"""{BEGIN}
-
-{summary}
+    replace(
+        document,
+        f"""{summary}
 
 {markdown_table(rows)}
 
@@ -338,15 +367,17 @@ def main(json_path, document):
 - Compiler: {context["compiler"]}
 - Flags: `{context["flags"]}`
 - Date: {context["date"][:10]}; load average at the start: {", ".join(f"{load:.1f}" for load in context["load_avg"])}
-- Medians of 15 repetitions, of 5 where the work takes long, in random order.
+- Medians of 15 repetitions, of 5 where the work takes long, in random order.""",
+    )
+    replace(
+        Path(readme),
+        f"""{shown_table(works)}
 
-{END}"""
-    before, _, rest = document.read_text().partition(BEGIN)
-    _, _, after = rest.partition(END)
-    document.write_text(before + written + after)
+{summary} ({machine()}; {context["compiler"]}; {context["date"][:10]}.)""",
+    )
 
 
 if __name__ == "__main__":
-    if len(sys.argv) != 3:
+    if len(sys.argv) != 4:
         sys.exit(__doc__)
     main(*sys.argv[1:])

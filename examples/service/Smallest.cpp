@@ -11,7 +11,6 @@ int main() {
     const auto et1 = Kolvu::IntfId::ethernet(1);
     const auto record = service->txMstStatusIs("mst1")->txMstPortStatusIs(et1)->txInfoIs(0);
     record->stpVersionIs(Stp::StpBpduVersion::rstp);
-    record->intxInfoTypeIs(Stp::StpBpduType::rst);
     record->mstiNIs(0)->flagsIs(Stp::RstpBpduFlags(0x3c));
 
     // The sending side makes a frame of what it finds there, ready for a packet socket.
@@ -20,8 +19,6 @@ int main() {
     const auto mirrored = sending->txMstStatus("mst1")->txMstPortStatus(et1)->txInfo(0);
     const Stp::MstPortSm::Ptr machine(new Stp::MstPortSm(port));
     const auto frame = Varnol::generatePktFromIntxInfo(machine, mirrored, false);
-    std::printf("%zu octets", frame->data().size());
-    for (unsigned column = 0; const unsigned octet : frame->data())
-        std::printf("%c%02x", column++ % 16 == 0 ? '\n' : ' ', octet);
-    std::printf("\n");
+    for (unsigned n = 0; const unsigned octet : frame->data())
+        std::printf("%02x%c", octet, ++n % 16 == 0 || n == frame->data().size() ? '\n' : ' ');
 }

@@ -26,10 +26,15 @@ RUNS = {
     "cmake --build --preset gcc-release": Run("minutes"),
     "ctest --preset gcc-release": Run("minutes", "100% tests passed"),
     "cmake --workflow --preset release": Run("minutes", "100% tests passed"),
-    "cmake --install build/gcc-release --prefix /usr/local": Run("seconds", "/bin/stp-agent$"),
+    "cmake --install build/gcc-release --prefix /usr/local --strip": Run("seconds", "/bin/stp-agent$"),
+    "ldconfig": Run(
+        "seconds",
+        "libVarnol\\.so\\.0 ->",
+        "cmake --install build/gcc-release --prefix /usr/local >/dev/null && ldconfig -nv /usr/local/lib",
+    ),
     "c++ service.cpp $(pkg-config --cflags --libs varnol)": Run(
         "seconds",
-        "^53 octets$",
+        "^03 00 00 02 02 3c 00",
         "c++ service.cpp $(pkg-config --cflags --libs varnol) && ./a.out",
     ),
     "cmake -G Ninja -S agent -B build/agent -DCMAKE_PREFIX_PATH=/usr/local": Run(
