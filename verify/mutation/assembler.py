@@ -354,7 +354,7 @@ class Function:
         if jump.mnemonic == "je" and re.match(r"testq (%\w+), \1$|cmpq \$0, ", self.code[at - 1].text):
             skipped = self.code[at + 1 : self.targets.get(jump.operands, 0)]
             end = next((i for i, each in enumerate(skipped) if each.mnemonic == "call"), None)
-            if end is None or not all(each.text == f"jmp {jump.operands}" for each in skipped[end + 1 :]):
+            if end is None or skipped[end + 1 :] and skipped[end + 1].text != f"jmp {jump.operands}":
                 return ()
             if all(each.mnemonic.startswith("mov") for each in skipped[:end]) and DELETES.match(called(skipped[end].operands)):
                 return ("not taken",)

@@ -113,6 +113,8 @@ void drop(Shape* shape) {
     delete shape;
 }
 void dropTaken(int*& numbers) {
+    if (!numbers)
+        return;
     delete[] std::exchange(numbers, nullptr);
 }
 int seen(int number) {
@@ -266,10 +268,12 @@ EXPECTED = """\
 86 call of delete[] removed: survived
 88 branch taken: survived
 88 virtual call removed: survived
-91 branch taken: survived
-91 call of delete[] removed: survived
-94 constant 3 changed: killed
-96 constant 0 changed: survived
+91 branch taken: killed
+91 branch not taken: survived
+93 branch taken: survived
+93 call of delete[] removed: survived
+96 constant 3 changed: killed
+98 constant 0 changed: survived
 """
 
 
