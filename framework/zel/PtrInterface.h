@@ -17,6 +17,27 @@ struct VFPtrInterface {
     /// may be shared with other threads; otherwise with plain ones. Process-wide; to be switched
     /// only while no other thread uses counted objects.
     VARNOL_API static bool threadSafePointers_;
+
+    ///@{
+    /// Counts one reference more, or one less, with the operations that threadSafePointers_ asks
+    /// for.
+    /// @param word  a std::atomic or std::atomic_ref that has the count
+    /// @return the word as it was before
+    template <class Word> static U32 countInc(Word&& word) noexcept {
+        if (threadSafePointers_) [[unlikely]]
+            return word.fetch_add(1, std::memory_order_relaxed);
+        const U32 before = word.load(std::memory_order_relaxed);
+        word.store(before + 1, std::memory_order_relaxed);
+        return before;
+    }
+    template <class Word> [[gnu::always_inline]] static U32 countDec(Word&& word) noexcept {
+        if (threadSafePointers_) [[unlikely]]
+            return word.fetch_sub(1, std::memory_order_acq_rel);
+        const U32 before = word.load(std::memory_order_relaxed);
+        word.store(before - 1, std::memory_order_relaxed);
+        return before;
+    }
+    ///@}
 };
 
 /// Base of every framework object: entities, root syncers, reactors, packets.
@@ -65,26 +86,14 @@ class VARNOL_API PtrInterface {
 
     /// Takes a reference. Fatal at 2^29 - 1 references.
     void referenceInc() const noexcept {
-        U32 before;
-        if (VFPtrInterface::threadSafePointers_) [[unlikely]] {
-            before = word_.fetch_add(1, std::memory_order_relaxed);
-        } else {
-            before = word();
-            word_.store(before + 1, std::memory_order_relaxed);
-        }
+        const U32 before = VFPtrInterface::countInc(word_);
         if (((before + 1) & countLimit) == 0) [[unlikely]]
             countOverflow();
     }
 
     /// Gives a reference back; the last one destroys the object. Fatal when none is held.
     void referenceDec() const noexcept {
-        U32 before;
-        if (VFPtrInterface::threadSafePointers_) [[unlikely]] {
-            before = word_.fetch_sub(1, std::memory_order_acq_rel);
-        } else {
-            before = word();
-            word_.store(before - 1, std::memory_order_relaxed);
-        }
+        const U32 before = VFPtrInterface::countDec(word_);
         if ((before & countMask) <= 1) [[unlikely]]
             lastReferenceGone(before & countMask);
     }

@@ -93,27 +93,11 @@ class VARNOL_API String {
     static Body* newBody(std::size_t size);
     String& append(std::initializer_list<std::string_view> pieces);
     void take() const noexcept {
-        if (!body_)
-            return;
-        std::atomic_ref<U32> references(body_->references);
-        if (VFPtrInterface::threadSafePointers_) [[unlikely]]
-            references.fetch_add(1, std::memory_order_relaxed);
-        else
-            references.store(references.load(std::memory_order_relaxed) + 1,
-                             std::memory_order_relaxed);
+        if (body_)
+            VFPtrInterface::countInc(std::atomic_ref(body_->references));
     }
     void give() noexcept {
-        if (!body_)
-            return;
-        std::atomic_ref<U32> references(body_->references);
-        U32 before;
-        if (VFPtrInterface::threadSafePointers_) [[unlikely]] {
-            before = references.fetch_sub(1, std::memory_order_acq_rel);
-        } else {
-            before = references.load(std::memory_order_relaxed);
-            references.store(before - 1, std::memory_order_relaxed);
-        }
-        if (before == 1)
+        if (body_ && VFPtrInterface::countDec(std::atomic_ref(body_->references)) == 1)
             PtrInterface::zelMemFree(body_);
     }
 

@@ -81,22 +81,9 @@ class [[gnu::visibility("hidden")]] Pkt::Buffer {
     }
 
     bool isShared() const noexcept { return references_.load(std::memory_order_acquire) != 1; }
-    void take() noexcept {
-        if (threadSafe()) [[unlikely]]
-            references_.fetch_add(1, std::memory_order_relaxed);
-        else
-            references_.store(references_.load(std::memory_order_relaxed) + 1,
-                              std::memory_order_relaxed);
-    }
+    void take() noexcept { Zel::VFPtrInterface::countInc(references_); }
     void give() noexcept {
-        U32 before;
-        if (threadSafe()) [[unlikely]] {
-            before = references_.fetch_sub(1, std::memory_order_acq_rel);
-        } else {
-            before = references_.load(std::memory_order_relaxed);
-            references_.store(before - 1, std::memory_order_relaxed);
-        }
-        if (before == 1)
+        if (Zel::VFPtrInterface::countDec(references_) == 1)
             free();
     }
 
