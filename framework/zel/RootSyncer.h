@@ -21,8 +21,6 @@ class RootSyncer : public Object<Self, PtrInterface>, protected Writer<Self> {
     using Base = Object<Self, PtrInterface>;
 
   public:
-    ~RootSyncer() override { sourceDel(); }
-
     /// The source entity; null without one.
     Zel::Ptr<E const> source() const noexcept { return Zel::Ptr<E const>(watched()); }
 
