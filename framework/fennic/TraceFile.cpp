@@ -238,7 +238,7 @@ void TraceFile::memoryIs(std::span<std::byte> memory) {
 
     const std::lock_guard lock(mutex_);
     detach();
-    if (writersLock.load(std::memory_order_relaxed) && canHaveThreadsSynchronized())
+    if (canHaveThreadsSynchronized())
         writersLock.store(false);
     std::ranges::fill(memory, std::byte{0});
 
@@ -557,8 +557,7 @@ void TraceFile::nextChunk(Lane& lane) noexcept {
     const auto isFilled = [&](U64 chunk) {
         return std::any_of(lanes_.data(), lanes_.data() + laneCount_, [&](Lane const& other) {
             const U64 theirs = other.chunk.load(std::memory_order_relaxed);
-            return &other != &lane && theirs != 0 &&
-                   (theirs - 1) % ringCapacity_ == (chunk - 1) % ringCapacity_;
+            return &other != &lane && theirs % ringCapacity_ == chunk % ringCapacity_;
         });
     };
     U64 chunk = nextSequence_;

@@ -38,7 +38,7 @@ void HashTable::grow() noexcept {
     if (bits_ == maxBits)
         return;
     const std::size_t former = buckets();
-    Member** chains = new (std::nothrow) Member* [2 * former] {};
+    Member** chains = new (std::nothrow) Member*[2 * former];
     if (!chains)
         return;
     ++bits_;
@@ -47,7 +47,8 @@ void HashTable::grow() noexcept {
         *link = chains_[i];
         while (*link && bucket((*link)->hash_) == 2 * i)
             link = &(*link)->next_;
-        chains[2 * i + 1] = std::exchange(*link, nullptr);
+        chains[2 * i + 1] = *link;
+        *link = nullptr;
     }
     delete[] std::exchange(chains_, chains);
 }

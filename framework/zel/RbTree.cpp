@@ -157,9 +157,9 @@ std::optional<U32> RbTree::blackHeight(Member const* top, Member const* parent,
                                        U32& seen) const noexcept {
     if (!top)
         return 0;
-    // The count ends the descent even where the links lead back to a member already seen.
-    if (++seen > members_ || top->parent() != parent || !top->linked() ||
-        (top->red() && red(parent)) ||
+    ++seen;
+    // Who has another parent is not descended to: links that lead back do no harm.
+    if (top->parent() != parent || !top->linked() || (top->red() && red(parent)) ||
         (top->child_[left] && top->child_[left] == top->child_[right]))
         return {};
     const std::optional<U32> height = blackHeight(top->child_[left], top, seen);

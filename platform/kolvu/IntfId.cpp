@@ -49,7 +49,7 @@ bool skip(std::string_view& text, std::string_view prefix) noexcept {
 
 /// The number that the whole text is, in decimal without leading zeros.
 template <class T> std::optional<T> decimal(std::string_view text) noexcept {
-    T number = 0;
+    T number;
     const char* end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, number);
     if (error != std::errc() || stop != end || (text.size() > 1 && text.front() == '0'))

@@ -71,9 +71,9 @@ template <std::unsigned_integral T> class NetInt {
         copyOctets<wireOctets>(octets_, to);
     }
     static constexpr NetInt decode(std::span<U8 const, wireOctets> from) noexcept {
-        NetInt number;
-        copyOctets<wireOctets>(from, number.octets_);
-        return number;
+        Octets octets;
+        copyOctets<wireOctets>(from, octets);
+        return detail::networkOrder(std::bit_cast<T>(octets));
     }
 
   private:

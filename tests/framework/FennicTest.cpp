@@ -21,6 +21,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <memory>
 #include <optional>
@@ -28,6 +29,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <linux/filter.h>
@@ -702,17 +704,16 @@ TEST(TraceFile, ABlockWithoutALaneIsNotWrittenIntoTheFileThatItsThreadUsedBefore
     EXPECT_EQ(memories[1].read().header().lostRecords, 1u);
 }
 
-/// Enters a block when the thread that it belongs to ends.
-struct BlockAtTheEnd {
-    explicit BlockAtTheEnd(TraceFile& file)
-        : file_(file) {}
-    BlockAtTheEnd(BlockAtTheEnd const&) = delete;
-    BlockAtTheEnd& operator=(BlockAtTheEnd const&) = delete;
-    ~BlockAtTheEnd() { const BlockTimerSelf timer(file_, messageId_); }
+/// Does something when the thread that it belongs to ends.
+struct AtTheEnd {
+    explicit AtTheEnd(std::function<void()> action)
+        : action_(std::move(action)) {}
+    AtTheEnd(AtTheEnd const&) = delete;
+    AtTheEnd& operator=(AtTheEnd const&) = delete;
+    ~AtTheEnd() { action_(); }
 
   private:
-    TraceFile& file_;
-    MessageId messageId_{0};
+    std::function<void()> action_;
 };
 
 TEST(TraceFile, ABlockThatAThreadEntersBehindTheEndOfItsLaneIsLost) {
@@ -721,12 +722,31 @@ TEST(TraceFile, ABlockThatAThreadEntersBehindTheEndOfItsLaneIsLost) {
     file.memoryIs(memory.octets());
     MessageId messageId{0};
     std::thread([&] {
-        const thread_local BlockAtTheEnd last(file); // made first: ends last
+        // Made first, and so the last to end.
+        const thread_local AtTheEnd last([&] { const BlockTimerSelf timer(file, messageId); });
         file.blockEnds(messageId, 1);
     }).join();
     EXPECT_EQ(memory.read().recorded(), 1u);
     EXPECT_EQ(memory.read().header().lostRecords, 1u);
     EXPECT_EQ(memory.read().lane(0).depth, 0u);
+}
+
+TEST(TraceFile, AThreadThatAttachesMemoryBehindTheEndOfItsLaneHasNoneThere) {
+    const Memory memories[2] = {Memory(smallest), Memory(smallest)};
+    TraceFile file;
+    file.memoryIs(memories[0].octets());
+    MessageId messageId{0};
+    std::thread([&] {
+        const thread_local AtTheEnd last([&] {
+            file.memoryIs(memories[1].octets());
+            file.blockEnds(messageId, 1);
+        });
+        file.blockEnds(messageId, 1);
+    }).join();
+    EXPECT_EQ(memories[0].read().recorded(), 1u);
+    EXPECT_EQ(memories[1].read().recorded(), 0u);
+    EXPECT_EQ(memories[1].read().header().lostRecords, 1u);
+    EXPECT_EQ(memories[1].read().lane(0).threadId, 0u);
 }
 
 void writeIntoTwoFilesByTurns() {
