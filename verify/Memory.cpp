@@ -10,8 +10,9 @@
 /// nothing is leaked. Trees are compared as text that knows nothing of the library's comparison,
 /// and by that.
 ///
-/// Not compared are traces, what stands in packets, and a change counter's count: what is done or
-/// notified again is counted again.
+/// A change counter counts what is done or notified again, again: after the first failure its count
+/// is none that it has not on the way to that of the operation that succeeds, and in the end it is
+/// no less. Traces are not compared.
 
 #include "framework/zel/Diff.h"
 #include "tests/framework/FailingAllocation.h"
@@ -247,8 +248,12 @@ class Case {
         return done;
     }
 
-    /// After any attempt: the sources are as before or as after, in every respect.
+    /// After any attempt: the sources are as before or as after, in every respect, and nothing is
+    /// counted less often than without failures.
     void judge(MemoryWorld const& world, bool done) const {
+        if (const Zel::U32 least = (done ? after_ : before_).changes(); world.changes() < least)
+            wrong("the counter of changes is at " + std::to_string(world.changes()) + ", not at " +
+                  std::to_string(least) + " or more");
         const State state(world);
         const bool isOld = state.sources == old_->sources;
         const bool isDone = state.sources == done_->sources;
@@ -290,6 +295,9 @@ class Case {
         if (!failed_)
             wrong("there was no such allocation");
         judge(world, done);
+        if (const Zel::U32 most = after_.changes(); world.changes() > most)
+            wrong("the counter of changes is at " + std::to_string(world.changes()) + " and not " +
+                  std::to_string(most));
         const State state(world);
         if (done && state.destinations != done_->destinations)
             wrong("without the memory it went on, but " +

@@ -8,7 +8,7 @@
 /// random ones have, the first by each chain that no test has had refused, after all the others.
 /// Looked at are a test's first ten thousand allocations.
 /// What a test itself allocates, and what is allocated in other threads than the test's own, is
-/// granted.
+/// granted; how many tests have more allocations, or such threads, is told.
 ///
 /// A test may pass all the same, and mostly it fails: what it expects is not so any more. But it
 /// must come to its end, no process be ended by the library, and no object and no memory of the
@@ -77,6 +77,8 @@ struct Shared {
 
     // Of the last process:
     U64 lookedAt;
+    bool isCut;      // there were more than are looked at
+    U32 byOthers;    // 1 where other threads have allocated; atomic
     U64 allocations; // of the library
     U64 refused;
     U64 lastRefused;
@@ -131,8 +133,15 @@ class Watch final : public AllocationWatch {
 
     bool refuses() noexcept override {
         isLibrarys = false;
-        if (!isMain || (shared_.lookedAt == mostLookedAt && !refusesAll()))
+        if (!isMain) {
+            std::atomic_ref(shared_.byOthers).store(1, std::memory_order_relaxed);
             return false;
+        }
+        if (shared_.lookedAt == mostLookedAt) {
+            shared_.isCut = true;
+            if (!refusesAll())
+                return false;
+        }
         shared_.lookedAt = std::min(shared_.lookedAt + 1, mostLookedAt);
         const bool learns = plan_->refused == Refused::none;
         const Chain chain = chainOfCallers(functions_, learns ? Chain::length : 1);
@@ -283,7 +292,7 @@ class Exhausting final : public testing::EmptyTestEventListener {
     void OnTestIterationEnd(testing::UnitTest const&, int) override { ++round_; }
 
     // What was done, and what became of it.
-    U64 tested = 0, longOnes = 0, leftOut = 0, keptAgain = 0;
+    U64 tested = 0, longOnes = 0, cut = 0, threaded = 0, leftOut = 0, keptAgain = 0;
     U64 once = 0, always = 0, passed = 0, ranOut = 0, failed = 0, endedByTest = 0, granted = 0;
     U64 found = 0;
     std::map<std::uintptr_t, U64> ends; ///< how often a test ended itself, by where
@@ -320,6 +329,10 @@ class Exhausting final : public testing::EmptyTestEventListener {
         }
         tested += round_ != 1;
         longOnes += isLong;
+        if (round_ != 1) {
+            cut += shared->isCut;
+            threaded += shared->byOthers;
+        }
         for (U64 which = 0; which < shared->chosen; ++which) {
             const auto [number, isNew] = shared->choice[which];
             if (isLong && !isNew)
@@ -354,7 +367,9 @@ class Exhausting final : public testing::EmptyTestEventListener {
         shared->lookedAt = shared->allocations = shared->refused = shared->lastRefused =
             shared->blocks = 0;
         shared->objects = 0;
-        shared->ended = shared->endedByTest = shared->passed = shared->ranOut = false;
+        shared->byOthers = 0;
+        shared->isCut = shared->ended = shared->endedByTest = shared->passed = shared->ranOut =
+            false;
         std::fflush(nullptr);
         const pid_t child = ::fork();
         if (child < 0) {
@@ -484,9 +499,10 @@ int main(int argc, char** argv) {
     for (auto const& [place, times] : exhausting->ends)
         sites << "end " << std::dec << times << " " << std::hex << functions.inProgram(place)
               << "\n";
-    std::cout << "tests " << exhausting->tested << "\nlong " << exhausting->longOnes
-              << "\nleft out " << exhausting->leftOut << "\nkept again " << exhausting->keptAgain
-              << "\nonce " << exhausting->once << "\nalways " << exhausting->always << "\npassed "
+    std::cout << "tests " << exhausting->tested << "\nlong " << exhausting->longOnes << "\ncut "
+              << exhausting->cut << "\nthreaded " << exhausting->threaded << "\nleft out "
+              << exhausting->leftOut << "\nkept again " << exhausting->keptAgain << "\nonce "
+              << exhausting->once << "\nalways " << exhausting->always << "\npassed "
               << exhausting->passed << "\nran out " << exhausting->ranOut << "\nfailed "
               << exhausting->failed << "\nended by test " << exhausting->endedByTest << "\ngranted "
               << exhausting->granted << "\nfound " << exhausting->found << std::endl;

@@ -7,6 +7,7 @@
 #include "verify/RandomTree.h"
 
 #include <algorithm>
+#include <span>
 #include <typeinfo>
 
 namespace {
@@ -82,6 +83,19 @@ std::string watchingText(const char* name, Zel::Ptr<Syncer> const& syncer,
     return text;
 }
 
+std::string octetsText(std::span<Zel::U8 const> octets) {
+    std::string text = std::to_string(octets.size()) + ":";
+    for (const Zel::U8 octet : octets)
+        text.append(1, "0123456789abcdef"[octet >> 4]).append(1, "0123456789abcdef"[octet & 15]);
+    return text;
+}
+
+/// Writes octets that tell where they stand, apart from where a packet begins.
+void number(std::span<Zel::U8> octets) {
+    for (std::size_t at = 0; at < octets.size(); ++at)
+        octets[at] = static_cast<Zel::U8>(1 + at % 251);
+}
+
 } // namespace
 
 MemoryWorld::MemoryWorld(U64 seed)
@@ -118,7 +132,7 @@ MemoryWorld::Lines MemoryWorld::watching() const {
             watchingText("rxToDynamic", rxToDynamic_, rx_),
             watchingText("recordSyncer", recordSyncer_, record_),
             watchingText("counter", counter_, record_),
-            "packet: " + (packet_ ? std::to_string(packet_->data().size()) : "none")};
+            "packet: " + (packet_ ? octetsText(packet_->data()) : "none")};
 }
 
 std::array<MemoryWorld::Root, 3> MemoryWorld::destinations() const {
@@ -436,6 +450,8 @@ MemoryWorld::Operation MemoryWorld::onPackets(Run& run) {
                     return {[&world, octets] {
                         Stp::CommonBpdu* bpdu = nullptr;
                         world.packet_ = Varnol::VarnolGetPkt(0, {}, octets, &bpdu);
+                        if (world.packet_)
+                            number(world.packet_->data().last(octets));
                         return world.packet_ != nullptr;
                     }};
                 }};
@@ -456,9 +472,12 @@ MemoryWorld::Operation MemoryWorld::onPackets(Run& run) {
                     const Kolvu::Pkt::Ptr pkt = world.packets_.front();
                     const Kolvu::Pkt::Ptr other = pkt->clone(); // so that the data has to move
                     const auto size = pkt->data().size();
+                    world.packet_ = pkt;
                     return {[pkt, other, octets, size] {
-                        if (pkt->data().size() == size)
+                        if (pkt->data().size() == size) {
                             pkt->newSharedHeadData(octets);
+                            number(pkt->data().first(octets));
+                        }
                         return true;
                     }};
                 }};

@@ -43,9 +43,12 @@ class MemoryWorld {
     /// Does some operations, the same ones in every world that is like this.
     void disturb(Zel::U64 seed, unsigned operations);
 
-    /// The trees that an operation itself changes, and which of them the syncers watch.
+    /// The trees that an operation itself changes; which of them the syncers watch, and the octets
+    /// of the last packet.
     std::array<Root, 6> sources() const;
     Lines watching() const;
+    /// What the counter of changes counts; 0 without one.
+    Zel::U32 changes() const noexcept { return counter_ ? counter_->updatedFieldCount() : 0; }
     /// The trees that syncers, or a copy, write: one write after another.
     std::array<Root, 3> destinations() const;
 

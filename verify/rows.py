@@ -180,11 +180,16 @@ ROWS = [
         name="memory",
         fault="exhausted memory",
         done="random operations on trees, syncers and packets of random worlds, in which each allocation fails "
-        "once, once more in what makes that good, and for ever, against what they are without failures; every test of "
-        "the library again and again, each time with another allocation of the library refused, once and for ever: the "
-        "first three by each chain of callers, or, in a test with more than 1,000 allocations, what no other had refused",
+        "once, once more in what makes that good, and for ever, against what they are without failures: trees, what "
+        "syncers watch, octets of packets, and bounds of a change counter's count. Traces are not compared. A destination "
+        "is written attribute by attribute, and may stay between two of these writes. "
+        "Then every test of the library again and again, each time with another allocation of the library refused, once "
+        "and for ever: the first three by each chain of callers, or, in a test with more than 1,000 allocations, what no "
+        "other had refused. Of a test, only the first 10,000 allocations are looked at. What other threads than the "
+        "test's own allocate is granted. Old or new is judged in the random worlds alone: of a test only that it "
+        "comes to its end and leaves no object and no memory behind",
         target="old or new, destinations between two writes; nothing leaked; every allocation site hit, or its reason "
-        "named: memory/sites.txt lists them",
+        "named, for as many sites as are counted with it: memory/sites.txt lists them all",
         commands=["{build}/verify/verify-memory", "verify/memory.py {build} {results}"],
     ),
     Row(

@@ -12,8 +12,10 @@
 
 #include <algorithm>
 #include <deque>
+#include <functional>
 #include <iterator>
 #include <memory>
+#include <new>
 #include <random>
 #include <string>
 #include <string_view>
@@ -185,6 +187,17 @@ TEST(TraceLevelsText, ThatIsMalformedSaysWhatIsWrongAndWhere) {
               at + "3: '\?\?' is no level; allowed: 0 to 9, or off");
 }
 
+TEST(TraceLevelsText, ThatIsMalformedIsToldInAnyLength) {
+    const std::string at = "trace levels, octet ";
+    for (std::size_t size = 1; size <= 70; ++size) {
+        const std::string octets(size, 'x');
+        EXPECT_EQ(refusal(octets),
+                  at + "1: '" + octets + "' has no level; allowed: pattern/level, as Stp*/8");
+        EXPECT_EQ(refusal(octets + "/" + octets), at + std::to_string(size + 2) + ": '" + octets +
+                                                      "' is no level; allowed: 0 to 9, or off");
+    }
+}
+
 TEST(TraceLevelsText, SettingsAreEqualWhereAllOfThemIs) {
     const TraceSetting setting{"a", true, 1, 2};
     EXPECT_TRUE(setting == (TraceSetting{"a", true, 1, 2}));
@@ -205,6 +218,48 @@ TEST(TraceRegistry, HasNoSettingsUntilSomeAreMade) {
     Zel::TraceRegistry registry;
     EXPECT_TRUE(registry.settings().empty());
     EXPECT_FALSE(registry.level("L:any", 1));
+}
+
+/// What a registry's first setting does when it cannot be remembered, and when it can.
+/// @param first  makes the setting: level 3 of "first" on
+void expectFirstSetting(Zel::TraceRegistry& registry, std::function<void()> const& first) {
+    constexpr Zel::U32 bit = 1u << 3;
+    bool isMade = false;
+    for (std::size_t n = 1; !isMade && n < 10; ++n) {
+        EXPECT_TRUE(registry.settings().empty());
+        EXPECT_FALSE(registry.level("first", bit));
+        const FailingAllocation failing(n);
+        try {
+            first();
+            isMade = true;
+            EXPECT_FALSE(failing.happened());
+        } catch (std::bad_alloc const&) {
+            if (!failing.happened())
+                throw;
+        }
+    }
+    EXPECT_TRUE(isMade);
+    EXPECT_EQ(registry.settings().size(), 1u);
+    EXPECT_TRUE(registry.level("first", bit));
+    EXPECT_FALSE(registry.level("other", bit));
+}
+
+/// A registry that, as the process's own, is never destroyed, with what it has made.
+Zel::TraceRegistry& newRegistry() {
+    static auto& registries = *new std::deque<Zel::TraceRegistry>;
+    return registries.emplace_back();
+}
+
+TEST(TraceRegistry, TheFirstNameIsRememberedOrNothingIs) {
+    Zel::TraceRegistry& registry = newRegistry();
+    expectFirstSetting(registry, [&] { registry.levelIs("first", 1u << 3, true); });
+}
+
+TEST(TraceRegistry, TheFirstPatternIsRememberedOrNothingIs) {
+    Zel::TraceRegistry& registry = newRegistry();
+    expectFirstSetting(registry, [&] {
+        registry.settingsAre({TraceSetting{"fir*", false, 1u << 3, all & ~(1u << 3)}});
+    });
 }
 
 TEST_F(TraceLevels, AMalformedTextChangesNothing) {

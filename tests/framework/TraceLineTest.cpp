@@ -73,6 +73,39 @@ TEST(TraceLine, TellsTheSameTimeInEveryZone) {
     ::tzset();
 }
 
+TEST(TraceLine, HasPartsOfAnyLength) {
+    const auto time = at(1'772'269'507'000'042);
+    const std::string part(70, 'x');
+    const auto expectWhole = [time](TraceRecord const& all) {
+        const std::string handle = std::string(all.handle) + "/" + std::to_string(all.level);
+        const std::string place = " " + std::string(all.file) + ":" + std::to_string(all.line) +
+                                  " " + std::string(all.function);
+        for (const bool hasTime : {false, true})
+            for (const bool hasPlace : {false, true}) {
+                EXPECT_EQ(Zel::traceLine(all, {.time = hasTime, .place = hasPlace}, time),
+                          (hasTime ? "2026-02-28T09:05:07.000042Z " : "") + handle +
+                              (hasPlace ? place : "") + ": " + std::string(all.text));
+            }
+    };
+    for (std::size_t size = 0; size <= part.size(); ++size) {
+        const std::string text = part.substr(0, size);
+        TraceRecord all{
+            .text = "t", .file = "f", .line = 1, .function = "f", .handle = "h", .level = 1};
+        const TraceRecord few = all;
+        all.handle = text;
+        expectWhole(all);
+        all = few;
+        all.file = text;
+        expectWhole(all);
+        all = few;
+        all.function = text;
+        expectWhole(all);
+        all = few;
+        all.text = text;
+        expectWhole(all);
+    }
+}
+
 TEST(TraceLine, LeavesATextAsItIsOctetForOctet) {
     std::string text;
     for (char c = 0x20; c < 0x7f; ++c)
@@ -237,6 +270,24 @@ TEST_F(LineWriterTest, EndsALineOnlyIfItWasCutOff) {
     EXPECT_EQ(file_.taken, "one\nt\n");
     EXPECT_EQ(write("three"), 0);
     EXPECT_EQ(file_.taken, "one\nt\nthree\n");
+}
+
+TEST_F(LineWriterTest, TakesLinesOfAnyLengthWithAndWithoutRoomForMore) {
+    for (std::size_t size = 0; size <= 70; ++size)
+        for (const std::size_t room : {0, 1, 2})
+            for (const bool isTorn : {false, true}) {
+                if (isTorn) {
+                    file_.answers = {1, -ENOSPC};
+                    EXPECT_EQ(write("torn"), ENOSPC);
+                }
+                file_.writes.clear();
+                std::string line;
+                line.reserve(size + room);
+                line.append(size, 'x');
+                writer_(7, std::move(line));
+                EXPECT_EQ(file_.writes, (std::vector<std::string>{(isTorn ? "\n" : "") +
+                                                                  std::string(size, 'x') + "\n"}));
+            }
 }
 
 TEST_F(LineWriterTest, BeginsANewFileWithALine) {

@@ -6,7 +6,9 @@
 #include "tests/framework/Thrown.h"
 #include "tests/framework/ToyModel.h"
 
+#include <initializer_list>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -260,6 +262,40 @@ TEST(PrintTree, WritesAQuestionMarkForEachControlCharacter) {
     EXPECT_EQ(Zel::treeText(record.ptr()).substr(0, 31), "Toy::Record\n  title: a??~?\n  re");
 }
 
+/// Collections whose names have 14, 15, 16 and 40 characters.
+class Named final : public Zel::Object<Named, Zel::Entity> {
+  public:
+    using NotifieeConst = Zel::NotifieeConstOf<Named>;
+    static Zel::TypeNode const _zelType;
+
+    ZEL_HASHED_COLLECTION(258, Toy::Group, Zel::Name, groupsOfTheDay)
+    ZEL_HASHED_COLLECTION(259, Toy::Group, Zel::Name, groupsOfTheWeek)
+    ZEL_HASHED_COLLECTION(260, Toy::Group, Zel::Name, groupsOfTheMonth)
+    ZEL_HASHED_COLLECTION(261, Toy::Group, Zel::Name, groupsOfWhichNobodyKnowsSinceWhenTheyAre)
+};
+constinit Zel::TypeNode const Named::_zelType = Zel::typeNodeOf<Named>("Named");
+
+TEST(PrintTree, TakesNamesAndKeysOfAnyLength) {
+    for (std::size_t size = 0; size <= 70; ++size) {
+        const std::string key(size, 'k');
+        const Zel::Ptr<Named> named(new Named);
+        named->groupsOfTheDayIs(Zel::Name(key));
+        named->groupsOfTheWeekIs(Zel::Name(key));
+        named->groupsOfTheMonthIs(Zel::Name(key));
+        named->groupsOfWhichNobodyKnowsSinceWhenTheyAreIs(Zel::Name(key));
+        std::string expected = "Named\n";
+        for (const char* const name : {"groupsOfTheDay", "groupsOfTheWeek", "groupsOfTheMonth",
+                                       "groupsOfWhichNobodyKnowsSinceWhenTheyAre"}) {
+            expected.append("  ").append(name).append("[").append(key).append("]\n    name: ");
+            expected.append(key).append("\n    level: 0\n    item: {}\n");
+        }
+        EXPECT_EQ(Zel::treeText(named.ptr()), expected);
+        const Zel::Ptr<Toy::Group> group(new Toy::Group(Zel::Name(key)));
+        EXPECT_EQ(Zel::treeText(group.ptr()),
+                  "Toy::Group[" + key + "]\n  name: " + key + "\n  level: 0\n  item: {}\n");
+    }
+}
+
 /// An entity without any attribute.
 class Blank final : public Zel::Object<Blank, Zel::Entity> {
   public:
@@ -336,6 +372,33 @@ TEST(Diff, SaysThatAnObjectIsMissing) {
     const Zel::Ptr<Toy::Item> item(new Toy::Item(1));
     EXPECT_EQ(Zel::diff(item.ptr(), nullptr), (Differences{{"", "Toy::Item[1]", std::nullopt}}));
     EXPECT_EQ(Zel::diff(nullptr, item.ptr()), (Differences{{"", std::nullopt, "Toy::Item[1]"}}));
+}
+
+TEST(Diff, NamesPlacesOfAnyLength) {
+    const Value one(1U);
+    const std::string part(70, 'x');
+    for (std::size_t size = 0; size <= part.size(); ++size) {
+        const std::string text = part.substr(0, size);
+        for (auto const& [name, key] :
+             std::initializer_list<std::pair<std::string, std::string>>{{text, "k"}, {"n", text}}) {
+            const Value value{Zel::Name(key)};
+            Zel::TreeDiff comparison;
+            comparison.at(name, value, [&] {
+                comparison.found(&one, nullptr);
+                comparison.at(name, value, [&] { comparison.found(nullptr, &one); });
+            });
+            comparison.found(&one, &one);
+            const std::string path = name + "[" + key + "]";
+            const Differences differences = comparison.take();
+            EXPECT_EQ(differences, (Differences{{path, "1", std::nullopt},
+                                                {path + "." + path, std::nullopt, "1"},
+                                                {"", "1", "1"}}));
+            EXPECT_EQ(Zel::differencesText(differences),
+                      path + ": 1 != (none)\n" + path + "." + path + ": (none) != 1\n: 1 != 1\n");
+        }
+        EXPECT_EQ(Zel::differencesText({{text, text, text}}),
+                  text + ": " + text + " != " + text + "\n");
+    }
 }
 
 TEST(Diff, DifferencesAreEqualWherePlaceAndBothSidesAre) {
