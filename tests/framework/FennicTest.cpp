@@ -729,6 +729,21 @@ TEST(TraceFile, ABlockThatAThreadEntersBehindTheEndOfItsLaneIsLost) {
     EXPECT_EQ(memory.read().lane(0).depth, 0u);
 }
 
+TEST(TraceFile, AThreadThatHasEndedTakesNoLaneOfAnotherFile) {
+    const Memory memories[2] = {Memory(smallest), Memory(smallest)};
+    TraceFile files[2];
+    for (std::size_t i : {0U, 1U})
+        files[i].memoryIs(memories[i].octets());
+    MessageId messageId{0};
+    std::thread([&] {
+        const thread_local BlockAtTheEnd last(files[1]); // made first: ends last
+        files[0].blockEnds(messageId, 1);
+    }).join();
+    EXPECT_EQ(memories[0].read().recorded(), 1u);
+    EXPECT_EQ(memories[1].read().recorded(), 0u);
+    EXPECT_EQ(memories[1].read().header().lostRecords, 1u);
+}
+
 void writeIntoTwoFilesByTurns() {
     const Memory memories[2] = {Memory(smallest), Memory(smallest)};
     TraceFile files[2];
