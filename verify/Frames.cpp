@@ -77,6 +77,11 @@ constexpr Field fields[] = {
     {"forward delay", [](Sample& s, U16 value) { s.fwdDelay = value; }},
 };
 
+// Of the source address 3; of each of the two bridge identifiers the priority, the extension and 3
+// of the address; 2 of the path cost; the flags with the port's priority, and its number; the 4
+// times.
+static_assert(std::size(fields) == 3 + 2 * (1 + 1 + 3) + 2 + 1 + 1 + 4);
+
 /// Compares octets with what they are to be, after asking valgrind whether they were written.
 void compare(std::span<U8 const> got, std::span<U8 const> expected, const char* what, U64 value) {
     const auto text = [&] { return std::string(what) + " = " + std::to_string(value); };
@@ -214,9 +219,13 @@ U64 writeAllTags() {
 
 std::string sendAll(Run& run) {
     using Verify::grouped;
-    const U64 sent = sendAllValues(run, run.times(16));
+    const U64 rounds = run.times(16);
+    const U64 sent = sendAllValues(run, rounds);
     const U64 lengths = buildAllLengths();
     const U64 tags = writeAllTags();
+    Verify::expect(sent == std::size(fields) * rounds * values, "not every frame was sent");
+    Verify::expect(lengths == 65533, "not every length from 3 on was seen");
+    Verify::expect(tags == 65535, "not every VLAN from 1 on was seen");
     return "every value of each 16-bit field, and every flags octet with every port priority, in " +
            grouped(sent) + " frames; " + grouped(lengths) + " lengths; " + grouped(tags) +
            " VLAN tags";

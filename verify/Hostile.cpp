@@ -82,6 +82,16 @@ Judged judgePairs(Octets frame, std::span<std::size_t const> octets, Run& run) {
     return judged;
 }
 
+/// There have to be just as many frames that were judged.
+void expectFrames(Judged const& judged, U64 expected) {
+    if (judged.frames != expected)
+        Verify::found(Verify::grouped(judged.frames) + " frames instead of " +
+                      Verify::grouped(expected));
+}
+
+/// How many pairs of octets there are in as many.
+constexpr U64 pairsOf(U64 octets) { return octets * (octets - 1) / 2; }
+
 /// What IEEE 802.1D-2004 9.3.4 and IEEE 802.1Q-2014 14.5 say of a BPDU by its type, its version and
 /// how many octets it has. The first row counts that has all three; BPDUs of no row are of no type
 /// that is known.
@@ -182,9 +192,16 @@ std::string judgeAll(Run& run) {
                " to be taken)";
     };
     const Judged rst = judgePaddedRst(run);
+    // Ethernet's shortest frame without check sequence has 60 octets.
+    expectFrames(rst, run.times(pairsOf(60)) * octetPairs);
     const Judged mst = judgeMst(run);
+    // Length, LLC header, protocol, version, type, and version 1 and 3 lengths.
+    expectFrames(mst, run.times(pairsOf(2 + 3 + 2 + 1 + 1 + 1 + 2)) * octetPairs);
     U64 pairs = 0;
     const Judged versions = judgeVersions(run, pairs);
+    Verify::expect(pairs == run.times(octetPairs), "not every pair of version and type was seen");
+    // 0 to 60 octets and 101 to 103, each with padding and without.
+    expectFrames(versions, pairs * (61 + 3) * 2);
     return said(rst, " frames that are an RST BPDU's but for any two octets") + "; " +
            said(mst, " that are an MST BPDU's but for any two of its header") + "; " +
            Verify::grouped(pairs) + " version and type pairs in " + said(versions, " frames");

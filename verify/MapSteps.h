@@ -72,6 +72,9 @@ template <class Model> class MapSteps {
     U64 stepsOfWalks() const { return stepsOfWalks_; }
     /// How often the map got more buckets while walks were under way.
     U64 growthsDuringWalks() const { return growthsDuringWalks_; }
+    /// How often an element was erased while walks were under way, and while one stood on it.
+    U64 erasedDuringWalks() const { return erasedDuringWalks_; }
+    U64 erasedUnderWalks() const { return erasedUnderWalks_; }
     std::size_t longest() const { return longest_; }
 
   private:
@@ -102,6 +105,17 @@ template <class Model> class MapSteps {
         map_->clear();
     }
 
+    bool walking() const {
+        return std::any_of(walks_.begin(), walks_.end(),
+                           [](Walk const& walk) { return walk != nullptr; });
+    }
+    void countErasure(Zel::Test::Item const* item) {
+        erasedDuringWalks_ += walking();
+        erasedUnderWalks_ += std::any_of(walks_.begin(), walks_.end(), [item](Walk const& walk) {
+            return walk && walk->item() == item;
+        });
+    }
+
     /// False, and nothing done, where there is nothing to do it with.
     bool operate(MapTurn turn, bool growing) {
         key_ = static_cast<U32>(run_.below(turn.keys));
@@ -117,6 +131,7 @@ template <class Model> class MapSteps {
             }
             if (!has)
                 return false;
+            countErasure(model_.find(key_)->second);
             model_.erase(key_);
             map_->erase(key_);
             return true;
@@ -173,16 +188,14 @@ template <class Model> class MapSteps {
             for (auto const& [key, item] : model_)
                 expect(map_->find(key) == item, "a member is not found");
         }
-        const bool walking = std::any_of(walks_.begin(), walks_.end(),
-                                         [](Walk const& walk) { return walk != nullptr; });
-        expect(walking || Zel::Test::Life::live == static_cast<int>(model_.size()),
+        expect(walking() || Zel::Test::Life::live == static_cast<int>(model_.size()),
                "an element lives that is no member, or the other way round");
         longest_ = std::max(longest_, model_.size());
         if (const std::optional<U32> buckets = map_->buckets()) {
             expect(model_.empty() ? *buckets == 0
                                   : std::has_single_bit(*buckets) && *buckets >= model_.size(),
                    "the number of buckets is wrong");
-            growthsDuringWalks_ += walking && buckets_ != 0 && *buckets > buckets_;
+            growthsDuringWalks_ += walking() && buckets_ != 0 && *buckets > buckets_;
             buckets_ = *buckets;
         }
     }
@@ -196,6 +209,8 @@ template <class Model> class MapSteps {
     U64 done_ = 0;
     U64 stepsOfWalks_ = 0;
     U64 growthsDuringWalks_ = 0;
+    U64 erasedDuringWalks_ = 0;
+    U64 erasedUnderWalks_ = 0;
     U32 buckets_ = 0;
     std::size_t longest_ = 0;
 };

@@ -31,11 +31,17 @@ std::string work(Run& run) {
     Verify::MapSteps<std::map<Zel::U32, Item const*>> steps(run, kind);
     steps.run(run.times(10'000'000), turns);
     Verify::expect(steps.longest() > 100, "the map was never long");
+    Verify::expect(steps.erasedDuringWalks() > steps.done() / 16,
+                   "hardly an element was erased during a walk");
+    Verify::expect(steps.erasedUnderWalks() > steps.done() / 1024,
+                   "hardly an element was erased that a walk stood on");
     Verify::expect(steps.stepsOfWalks() > steps.done() / 16, "walks were hardly under way");
 
     std::cout << "note: checked after " << grouped(orders.steps) << " steps of the orders; up to "
               << steps.longest() << " members; " << grouped(steps.stepsOfWalks())
-              << " operations went on with a walk\n";
+              << " operations went on with a walk; " << grouped(steps.erasedDuringWalks())
+              << " elements were erased while one was under way, "
+              << grouped(steps.erasedUnderWalks()) << " of them where it stood\n";
     return grouped(orders.pairs) + " pairs of orders; " + grouped(steps.done()) +
            " random operations, each with check()";
 }

@@ -93,5 +93,5 @@ if [ -z "$lines" ]; then
     exit 1
 fi
 grep '^seed: ' "$first"
-echo "figure: same output of $lines in $builds builds: $said"
-echo "note: by $versions"
+echo "figure: same output of $lines in $builds builds"
+echo "note: the builds are $said; by $versions"

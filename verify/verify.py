@@ -7,8 +7,9 @@ Two rows run at a time. Each one's commands run in the tree's top folder, with {
 replaced: the folder of the build, and one of the row's own. A command reaches its figure when it
 exits with 0; what it prints as "figure: TEXT" is the figure, as "note: TEXT" what is to be known
 beside it, as "seed: N" the seed. Results stay in BUILD/verify/ROW.json, so that rows may be run one
-by one; the document has the last of each, and how long the last run of all rows took, between the
-lines BEGIN and END. Exit status: 1 when a row that was run did not reach its figure.
+by one. Between the lines BEGIN and END the document has what the rows leave open, the last result of
+each, and how long the last run of all rows took. Exit status: 1 when a row that was run did not reach
+its figure, or a run of all rows took more than MOST_SECONDS.
 """
 
 import datetime
@@ -19,21 +20,36 @@ import sys
 import time
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
+from typing import NamedTuple
 
-from rows import ROWS
+from rows import NOT_REACHED, ROWS
 
 BEGIN = "<!-- begin: written by ./dev verify -->"
 END = "<!-- end: written by ./dev verify -->"
+MOST_SECONDS = 7_200
+
+
+class State(NamedTuple):
+    """What the sources are; the document is none of them."""
+
+    # The commit that is checked out, and whether anything differs from it.
+    name: str
+    # What differs.
+    changes: str
 
 
 def state():
-    """The commit that is checked out, and whether anything but the document differs from it."""
-
     def git(*arguments):
-        return subprocess.run(["git", *arguments], capture_output=True, text=True, check=False).stdout.strip()
+        return subprocess.run(["git", *arguments], capture_output=True, text=True, errors="replace", check=False).stdout
 
-    changed = git("status", "--porcelain", "--untracked-files=no", "--", ".", ":!docs")
-    return (git("rev-parse", "--short", "HEAD") or "not in git") + (", changed" if changed else "")
+    changes = git("diff", "HEAD", "--", ".", ":!docs")
+    commit = git("rev-parse", "--short", "HEAD").strip() or "not in git"
+    return State(commit + (", changed" if changes else ""), changes)
+
+
+def state_since(before):
+    """The state that was, and whether it is another now: what was run is then of no one state."""
+    return before.name if state() == before else f"{before.name}, changed meanwhile"
 
 
 def run(row, build):
@@ -42,6 +58,7 @@ def run(row, build):
     results.mkdir(parents=True, exist_ok=True)
     told = {"figure": [], "note": [], "seed": []}
     begin = time.monotonic()
+    before = state()
     reached = True
     with (results / "output.txt").open("w") as output:
         for command in row.commands:
@@ -64,7 +81,7 @@ def run(row, build):
         "reached": reached and bool(told["figure"]),
         "seconds": round(time.monotonic() - begin),
         "date": datetime.date.today().isoformat(),
-        "state": state(),
+        "state": state_since(before),
         **told,
     }
 
@@ -74,7 +91,8 @@ def verified(row, build):
     result = run(row, build)
     (build / "verify" / f"{row.name}.json").write_text(json.dumps(result, indent=2) + "\n")
     said = "; ".join(result["figure"] + result["note"])
-    print(f"{row.name}: {'reached' if result['reached'] else 'NOT REACHED'}: {said} ({result['seconds']} s)", flush=True)
+    reached = "reached" if result["reached"] else "NOT REACHED"
+    print(f"{row.name}: {reached}: {said} ({result['seconds']} s)", flush=True)
     return result["reached"]
 
 
@@ -83,21 +101,47 @@ def cell(text):
     return text.replace("|", "\\|")
 
 
+def result_of(row, build):
+    """The row's last result; None when it was not run."""
+    place = build / "verify" / f"{row.name}.json"
+    return json.loads(place.read_text()) if place.exists() else None
+
+
 def table(build):
     lines = ["| Fault | What is done | To reach | Reached | Seed | Date, time, state of the sources |", "| --- " * 6 + "|"]
     for row in ROWS:
-        place = build / "verify" / f"{row.name}.json"
-        if not place.exists():
-            lines.append(f"| {row.fault} | {row.done} | {row.target} | not run | | |")
+        begin = f"| {row.fault} | {row.done} | {row.target} |"
+        result = result_of(row, build)
+        if not result:
+            lines.append(f"{begin} not run | | |")
             continue
-        result = json.loads(place.read_text())
-        said = "; ".join(result["figure"] + result["note"])
-        lines.append(
-            f"| {row.fault} | {row.done} | {row.target} | "
-            f"{'' if result['reached'] else 'NOT REACHED: '}{cell(said)} | {', '.join(dict.fromkeys(result['seed']))} | "
-            f"{result['date']}, {result['seconds']} s, {result.get('state', 'not noted')} |"
-        )
+        figures = cell("; ".join(result["figure"]))
+        reached = figures if result["reached"] else f"NOT REACHED: {figures or 'no figure'}"
+        seeds = ", ".join(dict.fromkeys(result["seed"]))
+        when = f"{result['date']}, {result['seconds']} s, {result.get('state', 'not noted')}"
+        lines.append(f"{begin} {reached} | {seeds} | {when} |")
     return "\n".join(lines)
+
+
+def sentence(text):
+    """What a program noted, as a sentence; checks' names have the sign that emphasises."""
+    begin = text[0].upper() if text.split()[0].isalpha() else text[0]
+    return (begin + text[1:]).removesuffix(".").replace("*", "\\*") + "."
+
+
+def notes(build):
+    """A paragraph for each row: how it is done, and what its last run noted."""
+    paragraphs = []
+    for row in ROWS:
+        result = result_of(row, build)
+        noted = " ".join(map(sentence, filter(None, result["note"]))) if result else ""
+        ran = f" The last run: {noted}" if noted else ""
+        paragraphs.append(f"**{row.fault}** (`{row.name}`). {row.more}{ran}")
+    return "\n\n".join(paragraphs)
+
+
+def open_ends():
+    return "\n\n".join(f"**{what}.** {why}" for what, why in NOT_REACHED)
 
 
 def last_whole_run(build):
@@ -107,7 +151,23 @@ def last_whole_run(build):
     whole = json.loads(place.read_text())
     return (
         f"The last run of all rows but those that run apart took {whole['seconds'] / 60:.0f} minutes "
-        f"on {whole['processors']} processors ({whole['date']}, {whole['state']})."
+        f"on {whole['processors']} processors, of {MOST_SECONDS // 60} that it may take "
+        f"({whole['date']}, {whole['state']})."
+    )
+
+
+def written(build):
+    """What the document says between BEGIN and END."""
+    return "\n\n".join(
+        [
+            "## What is not reached, and why",
+            open_ends(),
+            "## What was done, and what came of it",
+            table(build),
+            last_whole_run(build),
+            "## Notes",
+            notes(build),
+        ]
     )
 
 
@@ -118,21 +178,25 @@ def main(build, document, names):
         sys.exit(f"verify: no such row: {', '.join(sorted(unknown))}; there are {', '.join(row.name for row in ROWS)}")
     rows = [row for row in ROWS if (row.name in names if names else not row.apart)]
     begin = time.monotonic()
+    before = state()
     with ThreadPoolExecutor(2) as pool:
         reached = list(pool.map(lambda row: verified(row, build), rows))
+    seconds = round(time.monotonic() - begin)
     if not names:
         whole = {
-            "seconds": round(time.monotonic() - begin),
+            "seconds": seconds,
             "date": datetime.date.today().isoformat(),
-            "state": state(),
+            "state": state_since(before),
             "processors": len(os.sched_getaffinity(0)),
         }
         (build / "verify" / "whole.json").write_text(json.dumps(whole, indent=2) + "\n")
-    before, _, rest = document.read_text().partition(BEGIN)
-    _, _, after = rest.partition(END)
-    document.write_text(f"{before}{BEGIN}\n\n{table(build)}\n\n{last_whole_run(build)}\n\n{END}{after}")
+    head, _, rest = document.read_text().partition(BEGIN)
+    _, _, tail = rest.partition(END)
+    document.write_text(f"{head}{BEGIN}\n\n{written(build)}\n\n{END}{tail}")
     if missed := [row.name for row, good in zip(rows, reached) if not good]:
         sys.exit(f"verify: not reached: {', '.join(missed)}")
+    if not names and seconds > MOST_SECONDS:
+        sys.exit(f"verify: all rows took {seconds:,} s, more than {MOST_SECONDS:,} s")
 
 
 if __name__ == "__main__":

@@ -29,6 +29,7 @@ class RbTreeMember {
     static constexpr std::uintptr_t bits = redBit | linkedBit;
 
     RbTreeMember* parent() const noexcept {
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): a pointer, and two bits in it
         return reinterpret_cast<RbTreeMember*>(parentAndBits_ & ~bits);
     }
     void parentIs(RbTreeMember* parent) noexcept {

@@ -76,8 +76,9 @@ class VARNOL_API String {
 
   private:
     struct Body {
-        // Of as many strings, 8 octets each: the 2^32nd takes 32 GiB of strings of one text. There
-        // is no test for it, which every copy of a string would pay for.
+        // Of as many strings, 8 octets each. The 2^32nd of one text takes the count to 0, and with
+        // one more the next that goes frees what others use: that takes 32 GiB of strings of one
+        // text. There is no test for it, which every copy of a string would pay for.
         U32 references;
         U32 size;
     };

@@ -176,13 +176,13 @@ TEST_F(PtrTest, MovingHandsTheReferenceOver) {
     Ptr<Base> first(new Base);
     Base* const raw = first.ptr();
     Ptr<Base> second(std::move(first));
-    EXPECT_EQ(first, nullptr); // NOLINT: moved from on purpose
+    EXPECT_EQ(first, nullptr); // moved from on purpose
     EXPECT_EQ(second.ptr(), raw);
     EXPECT_EQ(raw->references(), 1u);
 
     Ptr<Base> third;
     third = std::move(second);
-    EXPECT_EQ(second, nullptr); // NOLINT
+    EXPECT_EQ(second, nullptr);
     EXPECT_EQ(third.ptr(), raw);
     EXPECT_EQ(raw->references(), 1u);
     EXPECT_EQ(destroyed, 0);
@@ -192,10 +192,10 @@ TEST_F(PtrTest, MovingToABaseOrToConstHandsTheReferenceOver) {
     Ptr<Derived> derived(new Derived);
     Derived* const raw = derived.ptr();
     Ptr<Base> base(std::move(derived));
-    EXPECT_EQ(derived, nullptr); // NOLINT
+    EXPECT_EQ(derived, nullptr);
     EXPECT_EQ(raw->references(), 1u);
     const Ptr<Base const> constant(std::move(base));
-    EXPECT_EQ(base, nullptr); // NOLINT
+    EXPECT_EQ(base, nullptr);
     EXPECT_EQ(constant.ptr(), raw);
     EXPECT_EQ(raw->references(), 1u);
 }

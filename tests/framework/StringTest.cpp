@@ -109,11 +109,11 @@ TEST(String, MovingLeavesTheSourceEmpty) {
     String source("text");
     const char* const text = source.c_str();
     String moved(std::move(source));
-    EXPECT_TRUE(source.empty()); // NOLINT: moved from on purpose
+    EXPECT_TRUE(source.empty()); // moved from on purpose
     EXPECT_EQ(moved.c_str(), text);
     String assigned("other");
     assigned = std::move(moved);
-    EXPECT_TRUE(moved.empty()); // NOLINT
+    EXPECT_TRUE(moved.empty());
     EXPECT_EQ(assigned.c_str(), text);
 }
 

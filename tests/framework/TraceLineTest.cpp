@@ -60,6 +60,20 @@ TEST(TraceLine, TellsTheTimeInUtcWithMicroseconds) {
     EXPECT_EQ(timeOf(at(5) + std::chrono::nanoseconds(999)), "1970-01-01T00:00:00.000005Z");
 }
 
+TEST(TraceLine, TellsTimesBeyond32BitsOfSeconds) {
+    constexpr long long second = 1'000'000;
+    EXPECT_EQ(timeOf(at((1LL << 31) * second - 1)), "2038-01-19T03:14:07.999999Z");
+    EXPECT_EQ(timeOf(at((1LL << 31) * second)), "2038-01-19T03:14:08.000000Z");
+    EXPECT_EQ(timeOf(at((1LL << 32) * second - 1)), "2106-02-07T06:28:15.999999Z");
+    EXPECT_EQ(timeOf(at((1LL << 32) * second)), "2106-02-07T06:28:16.000000Z");
+}
+
+TEST(TraceLine, TellsTheFirstAndTheLastTimeOfTheClock) {
+    using Time = std::chrono::time_point<std::chrono::system_clock, std::chrono::nanoseconds>;
+    EXPECT_EQ(timeOf(Time::max()), "2262-04-11T23:47:16.854775Z");
+    EXPECT_EQ(timeOf(Time::min()), "1677-09-21T00:12:43.145224Z");
+}
+
 TEST(TraceLine, TellsTheSameTimeInEveryZone) {
     const char* const zone = std::getenv("TZ");
     const std::string former = zone ? zone : "";

@@ -177,14 +177,17 @@ void ReceiveWorld::refusable(auto const& act, auto const& expect) {
 bool ReceiveWorld::disturbSyncer() {
     if (!syncer_) {
         start();
+        ++disturbed.recreated;
         return true;
     }
     switch (dice_.below(8)) {
     case 0:
         start();
+        ++disturbed.recreated;
         return true;
     case 1:
         drop();
+        ++disturbed.dropped;
         return true;
     case 2:
         syncer_->sourceDel();
@@ -194,6 +197,7 @@ bool ReceiveWorld::disturbSyncer() {
         Source const& source = sources_[dice_.below(2)];
         const bool isOther = model_->source != source.model;
         refusable([&] { syncer_->sourceIs(source.tree); }, [&] { model_->sourceIs(source.model); });
+        disturbed.rebound += isOther;
         return isOther;
     }
     case 5: {
@@ -204,7 +208,7 @@ bool ReceiveWorld::disturbSyncer() {
     default: {
         const bool on = dice_.once(2);
         const bool isOther = model_->notification.active != on;
-        paused += !on && syncer_->hasNotificationActive();
+        disturbed.paused += !on && syncer_->hasNotificationActive();
         syncer_->hasNotificationActiveIs(on);
         model_->activeIs(on);
         return isOther;

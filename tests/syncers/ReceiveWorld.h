@@ -2,6 +2,7 @@
 
 #include "syncers/RxStatusToRxDynamicSyncer.h"
 #include "tests/syncers/Dice.h"
+#include "tests/syncers/Disturbed.h"
 #include "tests/syncers/ReceiveModel.h"
 
 /// A dynamic receive tree and its model.
@@ -33,7 +34,8 @@ class ReceiveWorld {
     void becomesEqual();
 
     // What was met, with a destination or without.
-    unsigned copied = 0, deleted = 0, withoutDestination = 0, refused = 0, paused = 0;
+    unsigned copied = 0, deleted = 0, withoutDestination = 0, refused = 0;
+    Disturbed disturbed;
     unsigned different = 0; ///< comparisons in which source and destination differed
 
   private:

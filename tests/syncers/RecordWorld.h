@@ -7,6 +7,7 @@
 #include "tests/framework/Watcher.h"
 #include "tests/model/TreeText.h"
 #include "tests/syncers/Dice.h"
+#include "tests/syncers/Disturbed.h"
 #include "tests/syncers/Modelled.h"
 #include "tests/syncers/RecordModel.h"
 
@@ -150,6 +151,7 @@ class RecordWorld {
     Varnol::IntxInfo::Ptr const& dest() const noexcept { return dest_; }
 
     unsigned different = 0; ///< comparisons in which source and destination differed
+    Disturbed disturbed;    ///< the syncer and the counter
 
   private:
     static void holds(bool holds, char const* what) {
@@ -338,10 +340,13 @@ class RecordWorld {
             return disturb(*counter_, *counterModel_);
         if (syncer_ && dice_.below(40) != 0)
             return disturb(*syncer_, *syncerModel_);
-        if (syncer_)
+        if (syncer_) {
             dropSyncer();
-        else
+            ++disturbed.dropped;
+        } else {
             restartSyncer();
+            ++disturbed.recreated;
+        }
         return true;
     }
     template <class Tree, class Model> bool disturb(Tree& tree, Model& model) {
@@ -354,7 +359,9 @@ class RecordWorld {
             RecordModel::Record const* const former = model.record();
             tree.sourceIs(recordOf(source));
             model.sourceIs(source ? &source->model : nullptr);
-            return model.record() != former;
+            const bool isOther = model.record() != former;
+            disturbed.rebound += isOther && source;
+            return isOther;
         }
         case 3:
             tree.sourceDel();
@@ -365,6 +372,7 @@ class RecordWorld {
         case 4: {
             const bool on = dice_.below(4) != 0;
             const bool isOther = model.active != on;
+            disturbed.paused += isOther && !on;
             tree.hasNotificationActiveIs(on);
             model.activeIs(on);
             return isOther;
@@ -423,6 +431,7 @@ class RecordWorld {
         switch (dice_.below(4)) {
         case 0:
             restartSyncer();
+            ++disturbed.recreated;
             break;
         case 1: {
             const auto reactor = syncer.mstiN(key16(key));
@@ -448,6 +457,7 @@ class RecordWorld {
         switch (dice_.below(4)) {
         case 0:
             restartCounter();
+            ++disturbed.recreated;
             break;
         case 1:
             counter.incUpdatedFieldCount();

@@ -33,7 +33,7 @@ TEST_P(RxStatusRandom, TheDestinationIsWhatTheModelSaysAfterEachBatchOfChanges) 
     EXPECT_GT(world.withoutDestination, operations / 200);
     EXPECT_GT(world.different, 0U);
     EXPECT_GT(world.refused, 0U);
-    EXPECT_GT(world.paused, 0U);
+    EXPECT_GT(world.disturbed.paused, 0U);
 }
 
 } // namespace

@@ -325,15 +325,18 @@ bool TransmitWorld::operate() {
 bool TransmitWorld::disturbSyncers(unsigned at) {
     if (!txSyncer_) {
         start(at);
+        ++disturbed.recreated;
         return true;
     }
     switch (dice_.below(18)) {
     case 0:
     case 1:
         start(at);
+        ++disturbed.recreated;
         return true;
     case 2:
         drop();
+        ++disturbed.dropped;
         return true;
     case 3:
     case 4:
@@ -352,6 +355,7 @@ bool TransmitWorld::disturbSyncers(unsigned at) {
         rxSyncer_->sourceIs(sources_[at]);
         txSyncing_->sourceIs(models_[at]);
         rxSyncing_->sourceIs(models_[at]);
+        disturbed.rebound += isOther;
         return isOther;
     }
     default:
@@ -364,7 +368,7 @@ bool TransmitWorld::pause() {
     const bool on = dice_.below(3) != 0;
     const auto switchTo = [&](auto& syncer, auto& model) {
         const bool isOther = model.notification.active != on;
-        paused += !on && syncer.hasNotificationActive();
+        disturbed.paused += !on && syncer.hasNotificationActive();
         syncer.hasNotificationActiveIs(on);
         model.activeIs(on);
         return isOther;

@@ -2,6 +2,7 @@
 
 #include "syncers/TxStatusToRxSyncer.h"
 #include "syncers/TxStatusToTxSyncer.h"
+#include "tests/syncers/Disturbed.h"
 #include "tests/syncers/ReceiveWorld.h"
 #include "tests/syncers/TransmitModel.h"
 
@@ -26,7 +27,8 @@ class TransmitWorld {
 
     // What was met.
     unsigned comparisons = 0, different = 0, withoutDest = 0, withFormerDest = 0;
-    unsigned refusedSource = 0, refusedDest = 0, paused = 0;
+    unsigned refusedSource = 0, refusedDest = 0;
+    Disturbed disturbed;
 
   private:
     void start(unsigned at);

@@ -34,7 +34,7 @@ unsigned run(unsigned seed, unsigned operations) {
         EXPECT_GT(world.withoutDest, 0U);
         EXPECT_GT(world.withFormerDest, 0U);
         EXPECT_GT(world.refusedSource, 0U);
-        EXPECT_GT(world.paused, 0U);
+        EXPECT_GT(world.disturbed.paused, 0U);
         refusedDest = world.refusedDest;
     }
     EXPECT_EQ(liveObjects(), live);
