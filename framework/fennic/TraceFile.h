@@ -25,10 +25,11 @@ using MessageId = std::atomic<U32>;
 ///
 /// The trace is off until memory is attached. A record costs no allocation and no system call, and
 /// no locked operation but where a chunk of the ring is full and where a thread turns from one file
-/// to another. Every function may be called from any thread. Each thread that records has one of
-/// the memory's lanes until it ends or other memory is attached; blocks of threads that find none
-/// are counted as lost, and so are those that a thread enters at its very end, when its lane has
-/// been given back.
+/// to another; where the system has no membarrier(), one more where a block begins and one where it
+/// ends. Every function may be called from any thread. Each thread that records has one of the
+/// memory's lanes until it ends or other memory is attached; blocks of threads that find none are
+/// counted as lost, and so are those that a thread enters at its very end, when its lane has been
+/// given back.
 ///
 /// A process that forks while one thread records attaches other memory in the child, or none,
 /// before a block is timed there. Where several threads record, the child does nothing but execute

@@ -17,7 +17,8 @@ struct ClassCensus {
     U64 live;
     /// Octets of one object; 0 before the first was made.
     std::size_t objectSize;
-    /// Writes into destinations that reactors and syncers of the class have made; see TypeNode.
+    /// Writes into destinations that reactors and syncers of the class have made. Those that two
+    /// threads make at the same time may be counted as one.
     U64 writes;
 };
 
@@ -25,7 +26,8 @@ struct ClassCensus {
 struct Census {
     /// All registered classes, packets too, sorted by name.
     std::vector<ClassCensus> classes;
-    /// Notifications that reactors have taken.
+    /// Notifications that reactors have taken. Those that two threads deliver at the same time may
+    /// be counted as one.
     U64 notificationsDelivered = 0;
 
     ///@{

@@ -63,6 +63,7 @@ class VARNOL_API PtrInterface::NotifieeConst : public PtrInterface {
     /// Whether what binding the reactor to its notifier set off ended by an exception: binding it
     /// to that entity once more does all of it again.
     bool isBehind() const noexcept { return isBehind_; }
+    /// Says so, or that all of it was done.
     void isBehindIs(bool behind) noexcept { isBehind_ = behind; }
 
   private:

@@ -22,9 +22,14 @@ from pathlib import Path
 
 from runs import LAB, RUNS
 
-DOCUMENTS = ["README.md", "CONTRIBUTING.md", "CHANGELOG.md", "docs/*.md"]
+DOCUMENTS = ["README.md", "CONTRIBUTING.md", "CHANGELOG.md", "docs/**/*.md", "agent/captures/README.md"]
 MANUALS = ["agent/stp-agent.1", "tools/trace/varnol-trace.1"]
-PROGRAM = re.compile(r"(\./dev|cmake|ctest|c\+\+|stp-agent|varnol-trace|babeltrace2|ip|build/\S+|\$agent)\s")
+PROGRAM = re.compile(
+    r"(\./dev|cmake|ctest|c\+\+|ldconfig|stp-agent|varnol-trace|babeltrace2|ip|record-bridge"
+    r"|(build|tests|verify|examples|bench)/\S+|\$agent)\s"
+)
+# Elsewhere a program's name alone is no command.
+WITHOUT_ARGUMENTS = ["ldconfig"]
 # Of what is described beside it two spaces away.
 BESIDE = re.compile(r"\s{2,}.*")
 
@@ -37,10 +42,11 @@ def of_document(text):
         lines = [BESIDE.sub("", line.strip()) for line in block[0].splitlines()]
         if PROGRAM.match(lines[0] + " "):
             found += [(block.start(), line) for line in lines]
-    for span in re.finditer(r"`([^`\n]+)`", text):
-        # A program's name alone is no command.
-        if PROGRAM.match(span[1]) and " " in span[1]:
-            found.append((span.start(), span[1]))
+    # A span may go on in the next line.
+    for span in re.finditer(r"`([^`\n]+(?:\n[^`\n]+)?)`", text):
+        code = " ".join(span[1].split())
+        if PROGRAM.match(code) or code in WITHOUT_ARGUMENTS:
+            found.append((span.start(), code))
     return [command for _, command in sorted(found, key=lambda each: each[0])]
 
 
@@ -99,7 +105,7 @@ def prepared(work, tree, build):
     """A folder in which what is built stands where a reader has it."""
     (work / "build").mkdir()
     (work / "build/gcc-release").symlink_to(build)
-    for folder in ["agent", "examples"]:
+    for folder in ["agent", "examples", "tests"]:
         (work / folder).symlink_to(tree / folder)
     shutil.copy(tree / "examples/service/Smallest.cpp", work / "service.cpp")
     shutil.copy(tree / "agent/captures/rstp-bridge.pcap", work / "bridge.pcap")

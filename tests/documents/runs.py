@@ -14,6 +14,7 @@ class Run(NamedTuple):
 
 
 TRACE = "/tmp/agent.trace"
+FRAMES = r"eval $(sed -n 's/^ *\([PSC]=[0-9a-f]*\)$/\1/p' agent/captures/README.md)"
 
 RUNS = {
     # README.md
@@ -58,12 +59,30 @@ RUNS = {
     "./dev reference": Run("minutes", "build/reference/html/index.html"),
     # CONTRIBUTING.md
     "./dev test gcc-debug-sanitize": Run("minutes", "all tests passed in: gcc-debug-sanitize$"),
+    "cmake --workflow --preset debug": Run("minutes", "100% tests passed"),
+    "cmake --workflow --preset asan": Run("minutes", "100% tests passed"),
+    "cmake --workflow --preset tsan": Run("minutes", "100% tests passed"),
+    "cmake --workflow --preset coverage": Run("hours", "100% tests passed"),
+    "cmake --workflow --preset tidy": Run("hours"),
+    "cmake --workflow --preset abi": Run("minutes", "library\\.Abi .*Passed"),
+    "cmake --workflow --preset package": Run("minutes", "varnol-tools_.*\\.deb generated"),
     "./dev format": Run("minutes", "", "./dev format && git diff --exit-code -- '*.h' '*.cpp'"),
     "./dev tidy": Run("hours"),
     "./dev abi --renew": Run("minutes"),
+    "tests/library/exports.sh build/gcc-release/libVarnol.so tests/library/api.txt --renew": Run(
+        "seconds",
+        "^the same$",
+        "tests/library/exports.sh build/gcc-release/libVarnol.so tmp/api.txt --renew &&"
+        " diff tests/library/api.txt tmp/api.txt && echo the same",
+    ),
     "./dev mutate --unit FILE": Run("hours", "^mutate: ", "./dev mutate --unit platform/stp/TimerVal.cpp"),
     # docs/agent.md
     "build/gcc-release/agent/stp-agent replay agent/captures/rstp-bridge.pcap": Run("seconds", "^Notifications: "),
+    "tests/agent/program/soak AGENT [SECONDS]": Run(
+        "minutes", "", "tests/agent/program/soak build/gcc-release/agent/stp-agent 60"
+    ),
+    # docs/counters.md
+    "./dev verify counters": Run("minutes", "^counters: reached"),
     # docs/reliability.md
     "./dev verify ROW...": Run("minutes", "^pointers: reached", "./dev verify pointers"),
     # docs/tracing.md
@@ -78,6 +97,20 @@ RUNS = {
     ),
     "varnol-trace export FILE --ctf FOLDER": Run("seconds", "", f"varnol-trace export {TRACE} --ctf FOLDER"),
     "babeltrace2 --clock-date FOLDER": Run("seconds", "block:"),
+    # agent/captures/README.md, whose last lines are the frames
+    "record-bridge rstp rstp-bridge.pcap 5:P 2:P 2:S 2:S 9:": Run(
+        "minutes",
+        "^Notifications: ",
+        f"{FRAMES} && examples/bridge/record-bridge rstp rstp-bridge.pcap 5:$P 2:$P 2:$S 2:$S 9: &&"
+        " build/gcc-release/agent/stp-agent replay rstp-bridge.pcap",
+    ),
+    "record-bridge stp stp-bridge.pcap 3:C 2:C 2:C 2:C 2:C 2:C 2:C 2:C 2:": Run(
+        "minutes",
+        "^Notifications: ",
+        f"{FRAMES} && examples/bridge/record-bridge stp stp-bridge.pcap"
+        " 3:$C 2:$C 2:$C 2:$C 2:$C 2:$C 2:$C 2:$C 2: &&"
+        " build/gcc-release/agent/stp-agent replay stp-bridge.pcap",
+    ),
     # agent/stp-agent.1
     "stp-agent replay bridge.pcap": Run("seconds", "^Notifications: "),
     # tools/trace/varnol-trace.1

@@ -1,5 +1,5 @@
-/// Prints docs/attributes.md: what each class of the library says of itself through the generic
-/// attribute interface.
+/// Prints docs/reference/attributes.md: what each class of the library says of itself through the
+/// generic attribute interface.
 
 #include "framework/zel/Strep.h"
 #include "framework/zel/TypeNode.h"
@@ -46,7 +46,7 @@ int main() {
     std::cout << R"(# Classes and their attributes
 
 What each class of the library says of itself while a program runs: `genericIf...` of
-[GenericIf.h](../framework/zel/GenericIf.h) reads, writes and walks attributes by these identifiers,
+[GenericIf.h](../../framework/zel/GenericIf.h) reads, writes and walks attributes by these identifiers,
 and a notification carries them. Written by `./dev reference`.
 
 - **key**: fixed when the entity is made. **value**: read and written. **values by key**, **children

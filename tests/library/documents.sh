@@ -1,6 +1,7 @@
 #!/bin/sh
-# The documents say what the sources say: links lead to files, and the table of what becomes of each
-# attribute has each attribute of a record, with its identifier, and the offsets of the frame's fields.
+# The documents say what the sources say: links lead to files, and the tables of what becomes of each
+# attribute have each attribute of the trees and of a record, with its identifier, and the offsets of the
+# frame's fields.
 #
 #   documents.sh SOURCE_FOLDER
 set -eu
@@ -29,18 +30,24 @@ while read -r document; do
 done <"$work/documents"
 [ "$links" -gt 20 ] || fail "hardly any links found"
 
-# "CLASS NAME IDENTIFIER", and of the frame "FIELD OFFSET", which follows a header of 17 octets.
-attributes() { # CLASS FILE
-    sed -nE "s/^ *(ZEL_[A-Z_]+|INSTANCE_SCALAR)\(([0-9]+), (.*, )?([A-Za-z]+)(, [A-Za-z_]+)?\)\$/$1 \4 \2/p" "$2"
-}
-{
-    attributes IntxInfo model/IntxInfo.h
-    attributes IntxMstiInfo model/IntxMstiInfo.h
-} | sort >"$work/declared"
+# "CLASS NAME IDENTIFIER", and of the frame "FIELD OFFSET", which follows a header of 17 octets. An
+# attribute's name is the last argument, or, where its handler is given too, the one before.
+awk '
+/^class VARNOL_API [A-Za-z]+ final/ { class = $3 }
+/^ *(ZEL_[A-Z_]+|INSTANCE_SCALAR)\([0-9]+, .*\)$/ {
+    handled = $0 ~ /^ *ZEL_HANDLED_/
+    sub(/^[^(]*\(/, "")
+    sub(/\)$/, "")
+    count = split($0, argument, /, /)
+    print class, argument[count - handled], argument[1]
+}' model/IntxInfo.h model/IntxMstiInfo.h model/TxStatus.h model/RxStatus.h | sort >"$work/declared"
 # shellcheck disable=SC2016 # nothing is to expand
-sed -nE 's/^\| (IntxInfo|IntxMstiInfo) \| `([A-Za-z]+)` \| ([0-9]+) \|.*/\1 \2 \3/p' \
+sed -nE 's/^\| ([A-Za-z]+) \| `([A-Za-z]+)` \| ([0-9]+) \|.*/\1 \2 \3/p' \
     docs/architecture.md | sort >"$work/told"
-[ "$(wc -l <"$work/declared")" -gt 20 ] || fail "hardly any attributes found"
+for class in IntxInfo IntxMstiInfo TxStatus TxMstStatus TxMstPortStatus RxStatus RxMstStatus \
+    RxMstPortStatus; do
+    grep -q "^$class " "$work/declared" || fail "no attribute of $class found"
+done
 diff "$work/declared" "$work/told" >&2 || fail "docs/architecture.md tells other attributes"
 
 sed -nE 's/^ *Field<[A-Za-z:0-9]+>\{"([^"]+)", ([0-9]+), [0-9]+\},$/\2 \1/p' platform/stp/RstpBpdu.h |

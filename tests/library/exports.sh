@@ -24,10 +24,15 @@ fail() {
     exit 1
 }
 
+# The version of all that is shown has the number of the SONAME.
+number=$(readelf -dW "$library" | sed -n 's/.*(SONAME).*\[libVarnol\.so\.\([0-9]*\)\].*/\1/p')
+[ -n "$number" ] || fail "$library has no SONAME with a number"
+node=VARNOL_$number
+
 # "TYPE NAME" of each symbol; the name of the version node is a symbol too.
 symbols() { # OPTION...
     nm -D --defined-only "$@" "$library" |
-        sed 's/^[0-9a-f]* //; s/@@VARNOL_0$//; /^A VARNOL_0$/d'
+        sed "s/^[0-9a-f]* //; s/@@$node\$//; /^A $node\$/d"
 }
 
 mangled=$(symbols)
@@ -39,8 +44,8 @@ strangers=$(echo "$mangled" | cut -d' ' -f2- |
 [ -z "$strangers" ] || fail "names outside the library's namespaces:
 $(echo "$strangers" | c++filt)"
 
-unversioned=$(nm -D --defined-only "$library" | grep -v VARNOL_0 || true)
-[ -z "$unversioned" ] || fail "names without a version: $unversioned"
+unversioned=$(nm -D --defined-only "$library" | grep -vE "(@@| A )$node\$" || true)
+[ -z "$unversioned" ] || fail "names without the version $node: $unversioned"
 
 exported=$(echo "$demangled" | sed -nE 's/^[TDBR] //p; s/^V (vtable for )/\1/p' |
     grep -vE '^(typeinfo (name )?|VTT |construction vtable )for |^vtable for .*<' | sort -u)

@@ -40,8 +40,13 @@ lintian --no-cfg --allow-root --fail-on error,warning --suppress-tags initial-up
 control=$(dpkg-deb --ctrl-tarfile "$(deb "$library")" | tar t | sort | tr '\n' ' ')
 [ "$control" = "./control ./md5sums ./shlibs ./triggers " ] || fail "control files: $control"
 
-# What dpkg-shlibdeps says of a program once it knows the library's package is what the program's
-# package depends on. Only the order may be another.
+# A program that is linked with this library needs one that is as new.
+printf 'libVarnol %s %s (>= %s)\n' "$soversion" "$library" "$full" >"$work/expected"
+dpkg-deb -I "$(deb "$library")" shlibs >"$work/shlibs"
+diff "$work/expected" "$work/shlibs" >&2 || fail "the shlibs file asks for something else"
+
+# What dpkg-shlibdeps says of a program, once it knows the library's package, is what the program's
+# package depends on; and so with the library. Only the order may be another.
 mkdir -p "$work/x/debian" "$work/control"
 for package in $packages; do
     dpkg-deb -x "$package" "$work/x"
@@ -49,9 +54,9 @@ done
 dpkg-deb -e "$(deb "$library")" "$work/control"
 printf 'Source: varnol\n\nPackage: varnol\nArchitecture: any\n' >"$work/x/debian/control"
 depends_of() { tr ',' '\n' | sed 's/^ *//; s/ *$//' | sort; }
-depends_on_what_it_needs() { # PACKAGE PROGRAM
+depends_on_what_it_needs() { # PACKAGE FILE
     (cd "$work/x" && dpkg-shlibdeps -O -L"$work/control/shlibs" -l"usr/lib/$multiarch" \
-        "usr/bin/$2") >"$work/said" 2>"$work/errors" || {
+        "$2") >"$work/said" 2>"$work/errors" || {
         cat "$work/errors" >&2
         fail "dpkg-shlibdeps fails"
     }
@@ -60,9 +65,11 @@ depends_on_what_it_needs() { # PACKAGE PROGRAM
     grep -q '^libc6 (>= ' "$work/computed" || fail "$2 needs hardly anything"
     diff "$work/computed" "$work/stated" >&2 || fail "$1 depends on something else"
 }
-depends_on_what_it_needs stp-agent stp-agent
+depends_on_what_it_needs "$library" "usr/lib/$multiarch/libVarnol.so.$version"
+! grep "^$library" "$work/computed" >&2 || fail "$library needs itself"
+depends_on_what_it_needs stp-agent usr/bin/stp-agent
 grep -q "^$library (>= " "$work/computed" || fail "the agent does not need $library"
-depends_on_what_it_needs varnol-tools varnol-trace
+depends_on_what_it_needs varnol-tools usr/bin/varnol-trace
 ! grep "^$library" "$work/computed" >&2 || fail "the tools need $library"
 
 # Installed by dpkg, which refuses where something is missing or has the wrong version.
@@ -83,25 +90,33 @@ for name in "$library" libvarnol-dev stp-agent varnol-tools; do
     [ "$state" = "ii " ] || fail "$name is in state '$state'"
 done
 
-# The service is built with what is there, and runs with the library that is there.
+# Services are built with what is there, and run with the library that is there.
 libraries=$root/usr/lib/$multiarch
 export LD_LIBRARY_PATH="$libraries"
 examples=$root/usr/share/doc/libvarnol-dev/examples
+mkdir "$work/prints"
 # shellcheck disable=SC2016 # nothing is to expand
-sed -n '/^```console$/,/^```$/p' "$source/README.md" | sed '1d;$d' >"$work/expected"
+sed -n '/^```console$/,/^```$/p' "$source/README.md" | sed '1d;$d' >"$work/prints/smallest"
+cp "$here/examples/own-reactor" "$here/examples/loaded" "$work/prints"
 is_right() { # PROGRAM
-    loads_from "$1" "$libraries"
     "$1" >"$work/output" || fail "$1 fails"
-    diff "$work/expected" "$work/output" >&2 || fail "$1 prints something else than the README says"
+    diff "$work/prints/$(basename "$1")" "$work/output" >&2 || fail "$1 prints something else"
 }
 quietly cmake -S "$examples" -B "$work/build" -DCMAKE_PREFIX_PATH="$root/usr" \
     -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF -DCMAKE_FIND_USE_CMAKE_SYSTEM_PATH=OFF
 quietly cmake --build "$work/build" -j 2
-is_right "$work/build/smallest"
+for name in smallest own-reactor; do
+    loads_from "$work/build/$name" "$libraries"
+done
+# The last one is not linked with the library, and finds it by its name.
+for name in smallest own-reactor loaded; do
+    is_right "$work/build/$name"
+done
 flags=$(PKG_CONFIG_LIBDIR="$libraries/pkgconfig" pkg-config --cflags --libs "varnol = $version") ||
     fail "pkg-config does not find the library"
 # shellcheck disable=SC2086
 quietly c++ "$examples/Smallest.cpp" -o "$work/smallest" $flags
+loads_from "$work/smallest" "$libraries"
 is_right "$work/smallest"
 
 # So does the agent.

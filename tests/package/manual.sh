@@ -1,15 +1,21 @@
 #!/bin/sh
 # A program's manual page has the options that the program has and no others, its commands and the
-# words that these take; and it is laid out without a warning.
+# words that these take; it is of the version that is built, and laid out without a warning.
 #
-#   manual.sh PROGRAM PAGE
+#   manual.sh PROGRAM PAGE VERSION
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 # shellcheck source=tests/package/common.sh
 . "$here/common.sh"
 program=$1
 page=$2
+version=$3
 name=$(basename "$program")
+
+title=$(head -n 1 "$page")
+of=$(echo "$title" |
+    sed -nE 's/^\.TH [A-Z-]+ 1 [0-9]{4}-[0-9]{2}-[0-9]{2} "Varnol ([0-9.]+)" "User Commands"$/\1/p')
+[ "$of" = "$version" ] || fail "the page is not of version $version: $title"
 
 "$program" --help >"$work/help" || fail "no help"
 commands=$(sed -n '/^Subcommands:/,$s/^  \([a-z]\{1,\}\) .*/\1/p' "$work/help")
