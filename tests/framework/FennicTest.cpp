@@ -1402,7 +1402,9 @@ TEST(Reactions, OfAThreadWithoutALaneAreLostAndHappenAllTheSame) {
     std::atomic<unsigned> begun{0};
     std::atomic<bool> goOn{false};
     std::vector<std::thread> others;
-    for (U32 lane = 0; lane < memory.read().header().laneCount; ++lane)
+    // Read before there is anyone who writes.
+    const U32 lanes = memory.read().header().laneCount;
+    for (U32 lane = 0; lane < lanes; ++lane)
         others.emplace_back([&] {
             { const BlockTimerSelf timer(Fennic::defaultTraceFile(), messageId); }
             ++begun;

@@ -465,9 +465,9 @@ class Function:
             return False
         # The line, for a message, is an argument.
         if operation == "mov" and re.search(r", (%e(di|si|dx|cx)|%r[89]d|-?\d*\(%r[bs]p\))$", instruction.operands):
-            if value == place[1] or value > 20 and abs(value - place[1]) <= 8:
+            if value == place[1]:
                 return False
-        if operation == "mov" and (value in _orders(source) or self.is_order(at)):
+        if operation == "mov" and self.is_order(at):
             return False
         # The object of a lambda that captures nothing, as a plain function calls it.
         if "_4_FUNE" in self.name:
