@@ -81,7 +81,8 @@ CASE_JUMPS = {
 SIGNED = {"jg", "jge", "jl", "jle"}
 # The register that the last argument, the order, is in.
 ORDER_OF_ATOMIC = re.compile(
-    r"call _ZNV?K?St6atomic\w+?(?:(?P<load>4load)|5store|8exchange)E\w*St12memory_order(@PLT)?$"
+    r"call _ZNV?K?St(6atomic|12__atomic_ref)\w+?"
+    r"(?:(?P<load>4load)|5store|8exchange|9fetch_(add|sub|and)|8fetch_or)E\w*St12memory_order(@PLT)?$"
 )
 # What has only its result: a walk's end, and, of constant functions, those whose result may be used.
 ENDS = re.compile(r"\bend\(\) const$")
@@ -172,6 +173,12 @@ class Unit:
             if place and place[1] and self.is_ours(place[0]):
                 self._site(function_, at, instruction, place)
 
+    def _lines_told(self, place):
+        """The lines that a statement gives to whom it calls, for messages: its own, and those further down
+        in it that ask for theirs."""
+        file, line, _ = place
+        return {line} | {n for n in range(line + 1, line + 10) if "__builtin_LINE()" in self.source_line(file, n)}
+
     def _site(self, function, at, instruction, place):
         text = self.source_line(place[0], place[1])
         if function.is_of_a_temporary(at) or function.is_of_zeroes(at):
@@ -210,7 +217,7 @@ class Unit:
                 may_be_returned = result == "returned"
         else:
             found = IMMEDIATE.match(instruction.text)
-            if found and function.constant_is_the_sources(at, found, place, text):
+            if found and function.constant_is_the_sources(at, found, self._lines_told(place), text):
                 kind, value = "constant", int(found.group(3))
                 is_mask = found.group(1) in ("and", "or", "xor", "test")
         if not kind:
@@ -443,7 +450,7 @@ class Function:
             return False
         return not any(JUMP.match(text.split()[0]) for text in self.after(at, 2))
 
-    def constant_is_the_sources(self, at, found, place, source):
+    def constant_is_the_sources(self, at, found, lines_told, source):
         operation, size, value = found.group(1), found.group(2), int(found.group(3))
         instruction = self.code[at]
         if "%rsp" in instruction.operands or any(GUARD.search(text) for text in self.before(at, 4)):
@@ -465,7 +472,7 @@ class Function:
             return False
         # The line, for a message, is an argument.
         if operation == "mov" and re.search(r", (%e(di|si|dx|cx)|%r[89]d|-?\d*\(%r[bs]p\))$", instruction.operands):
-            if value == place[1]:
+            if value in lines_told:
                 return False
         if operation == "mov" and self.is_order(at):
             return False
@@ -649,16 +656,6 @@ def kept(units):
         and not (site.may_be_returned and (site.callee in results_used or names[site.callee].endswith(" const")))
         and not ENDS.search(names[site.callee])
     ]
-
-
-def _orders(source):
-    """The numbers of the orders of memory that a line of the source names, or takes by default. x86-64
-    has one for all of them."""
-    orders = {"relaxed": 0, "consume": 1, "acquire": 2, "release": 3, "acq_rel": 4, "seq_cst": 5}
-    named = re.findall(r"memory_order_(\w+)", source)
-    if not named and re.search(r"\.(load|store|exchange|fetch_\w+)\(", source):
-        return {5}
-    return {orders[name] for name in named}
 
 
 def _up_to_call(texts):

@@ -117,6 +117,13 @@ void dropTaken(int*& numbers) {
         return;
     delete[] std::exchange(numbers, nullptr);
 }
+int notedApart(int& last) {
+    std::atomic_ref noted(last);
+    noted.store(0,
+                std::memory_order_relaxed);
+    return noted.fetch_add(4,
+                           std::memory_order_release);
+}
 int seen(int number) {
     struct Seen {
         int number = limited(3);
@@ -149,6 +156,7 @@ int* row(unsigned);
 void drop(int*);
 void drop(Shape*);
 void dropTaken(int*&);
+int notedApart(int&);
 int seen(int);
 TEST(Small, IsLimited) {
     EXPECT_EQ(limited(3), 3);
@@ -194,6 +202,11 @@ TEST(Small, ARowIsDropped) {
     int* numbers = row(2);
     dropTaken(numbers);
     EXPECT_EQ(numbers, nullptr);
+}
+TEST(Small, TheLastIsNotedApart) {
+    int last = 7;
+    EXPECT_EQ(notedApart(last), 0);
+    EXPECT_EQ(last, 4);
 }
 TEST(Small, TheLastIsSeen) {
     EXPECT_EQ(seen(1), 3);
@@ -272,8 +285,10 @@ EXPECTED = """\
 91 branch not taken: survived
 93 branch taken: survived
 93 call of delete[] removed: survived
-96 constant 3 changed: killed
-98 constant 0 changed: survived
+97 constant 0 changed: killed
+99 constant 4 changed: killed
+103 constant 3 changed: killed
+105 constant 0 changed: survived
 """
 
 
@@ -311,7 +326,7 @@ def main(compiler):
         (folder / "declared.h").write_text(DECLARED)
         (folder / "library.cpp").write_text(LIBRARY)
         sources = mutate.Sources(folder)
-        command = f"{compiler} -O0 -g1 -fPIC -include declared.h -o library.o -c library.cpp"
+        command = f"{compiler} -std=c++20 -O0 -g1 -fPIC -include declared.h -o library.o -c library.cpp"
         units, objects = mutate.compiled([(folder, command)], folder, lambda file: file == "library.cpp", sources)
         found = mutate.mutants(mutate.kept(units), sources)
         programs = [
