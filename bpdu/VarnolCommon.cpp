@@ -25,9 +25,7 @@ void copyIntxInfo(Zel::Ptr<IntxInfo const> src, Zel::Ptr<IntxInfo> dst) {
     auto from = src->mstiN().begin();
     auto to = dst->mstiN().begin();
     const auto end = std::default_sentinel;
-    for (; from != end; ++from, ++to) {
-        if (to == end || (*to)->mstiId() != (*from)->mstiId())
-            break;
+    for (; from != end && to != end && (*from)->mstiId() == (*to)->mstiId(); ++from, ++to) {
         // A map shows its elements as constants; those of dst may be changed.
         Zel::copyScalars((*from).ptr(), const_cast<IntxMstiInfo&>(**to));
     }

@@ -189,6 +189,17 @@ TEST(RbTreeMap, CheckSeesARedMemberBelowARedOneWhereTheBlackHeightsAreRight) {
     EXPECT_TRUE(filled.map.check());
 }
 
+TEST(RbTreeMap, CheckSeesAFaultOnEachSide) {
+    FilledMap filled(7);
+    auto& tree = Access::core(filled.map);
+    for (const int side : {0, 1})
+        Access::parentAndBits(*Access::child(*Access::root(tree), side)) ^= 2;
+    EXPECT_FALSE(tree.check());
+    for (const int side : {0, 1})
+        Access::parentAndBits(*Access::child(*Access::root(tree), side)) ^= 2;
+    EXPECT_TRUE(tree.check());
+}
+
 TEST(RbTreeMap, CheckSeesTwoLinksToOneChildWhereTheCountIsThatOfTheOthers) {
     FilledMap filled(3);
     auto& tree = Access::core(filled.map);
