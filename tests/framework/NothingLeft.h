@@ -31,7 +31,7 @@ class NothingLeft : public testing::TestWithParam<bool> {
     ~NothingLeft() override;
 
   private:
-    const NoObjectLeft atEnd_;
+    const NoObjectLeft atEnd_{};
 };
 
 std::string nameOfCounting(testing::TestParamInfo<bool> const& info);

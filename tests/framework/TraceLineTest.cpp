@@ -288,7 +288,7 @@ TEST_F(LineWriterTest, EndsALineOnlyIfItWasCutOff) {
 
 TEST_F(LineWriterTest, TakesLinesOfAnyLengthWithAndWithoutRoomForMore) {
     for (std::size_t size = 0; size <= 70; ++size)
-        for (const std::size_t room : {0, 1, 2})
+        for (const std::size_t room : {0U, 1U, 2U})
             for (const bool isTorn : {false, true}) {
                 if (isTorn) {
                     file_.answers = {1, -ENOSPC};

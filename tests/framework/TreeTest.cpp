@@ -379,8 +379,9 @@ TEST(Diff, NamesPlacesOfAnyLength) {
     const std::string part(70, 'x');
     for (std::size_t size = 0; size <= part.size(); ++size) {
         const std::string text = part.substr(0, size);
-        for (auto const& [name, key] :
-             std::initializer_list<std::pair<std::string, std::string>>{{text, "k"}, {"n", text}}) {
+        for (const bool isKey : {false, true}) {
+            const std::string name = isKey ? "n" : text;
+            const std::string key = isKey ? text : "k";
             const Value value{Zel::Name(key)};
             Zel::TreeDiff comparison;
             comparison.at(name, value, [&] {

@@ -114,7 +114,7 @@ struct Trial<RxMstPortStatusToRxDynamicSyncer>
 
 /// A syncer on a source, and further sources.
 template <class Syncer> class RootSyncerTest : public testing::Test {
-    const NoObjectLeft atEnd_; // when the other members are gone
+    const NoObjectLeft atEnd_{}; // when the other members are gone
 
   protected:
     using T = Trial<Syncer>;
