@@ -50,8 +50,8 @@ class HashMap2018 {
         [[gnu::noinline]] void destroy() const noexcept { delete this; }
 
         // The map's, and those of walks, 24 octets each. The 2^32nd takes the count to 0, and with
-        // one more the next that goes frees what others use: that takes 96 GiB of walks on one node.
-        // There is no test for it, which every step of a walk would pay for.
+        // one more the next that goes frees what others use: that takes 96 GiB of walks on one
+        // node. There is no test for it, which every step of a walk would pay for.
         mutable U32 references_ = 0;
         Key const key_;
         Value value_;
