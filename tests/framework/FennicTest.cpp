@@ -28,6 +28,7 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -865,6 +866,24 @@ bool filterSystemCalls(U32 systemCall, U32 actionForIt, U32 actionForOthers) {
            ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
 }
 
+/// Why this system lets no process filter its system calls, in the system's own words; empty where
+/// it does. A filter that cannot be set for another reason fails the test that asks.
+std::string whyNoFilter() {
+    const pid_t child = ::fork();
+    if (child == 0)
+        ::_exit(filterSystemCalls(SYS_exit_group, SECCOMP_RET_ALLOW, SECCOMP_RET_ALLOW) ? 0
+                                                                                        : errno);
+    int status = 0;
+    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    const int error = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    if (error == 0)
+        return {};
+    const bool isLacking = error == EINVAL || error == ENOSYS || error == EPERM || error == EACCES;
+    EXPECT_TRUE(isLacking) << "how the process ended: " << status;
+    return "no filter of system calls can be set: " + std::generic_category().message(error);
+}
+
 /// Runs the action in a process of its own that any system call ends.
 /// @return whether it came to its end
 template <class Action> bool makesNoSystemCall(Action const& action) {
@@ -915,16 +934,16 @@ template <class Action> int statusWithBarriers(bool refused, Action const& actio
 TEST(ThreadBarrier, IsToBeHadWhereTheSystemRegistersTheProcess) {
     EXPECT_EQ(Fennic::canHaveThreadsSynchronized(),
               ::syscall(SYS_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED, 0, 0) == 0);
-    if (!makesNoSystemCall([] {}))
-        GTEST_SKIP() << "no filter of system calls can be set: prctl(PR_SET_SECCOMP) fails";
+    if (const std::string why = whyNoFilter(); !why.empty())
+        GTEST_SKIP() << why;
     const int status =
         statusWithBarriers(true, [] { return Fennic::canHaveThreadsSynchronized() ? 1 : 7; });
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 7) << status;
 }
 
 TEST(ThreadBarrier, IsTheSystemsForTheThreadsOfOneProcess) {
-    if (!makesNoSystemCall([] {}))
-        GTEST_SKIP() << "no filter of system calls can be set: prctl(PR_SET_SECCOMP) fails";
+    if (const std::string why = whyNoFilter(); !why.empty())
+        GTEST_SKIP() << why;
     const int status = statusWithBarriers(false, [] {
         Fennic::haveThreadsSynchronized();
         return 0;
@@ -933,10 +952,11 @@ TEST(ThreadBarrier, IsTheSystemsForTheThreadsOfOneProcess) {
 }
 
 TEST(TraceFile, HasAllThreadsExecuteABarrierWhenItsMemoryIsTakenAway) {
-    if (!makesNoSystemCall([] {}))
-        GTEST_SKIP() << "no filter of system calls can be set: prctl(PR_SET_SECCOMP) fails";
+    if (const std::string why = whyNoFilter(); !why.empty())
+        GTEST_SKIP() << why;
     if (!Fennic::canHaveThreadsSynchronized())
-        GTEST_SKIP() << "the system has no barrier for all threads: membarrier() fails";
+        GTEST_SKIP() << "the system has no barrier for all threads: "
+                     << std::generic_category().message(errno);
     const Memory memory(smallest);
     TraceFile file;
     file.memoryIs(memory.octets());
@@ -948,8 +968,8 @@ TEST(TraceFile, HasAllThreadsExecuteABarrierWhenItsMemoryIsTakenAway) {
 }
 
 TEST(TraceFile, AsksForNoBarrierWhereThreadsCannotBeSynchronized) {
-    if (!makesNoSystemCall([] {}))
-        GTEST_SKIP() << "no filter of system calls can be set: prctl(PR_SET_SECCOMP) fails";
+    if (const std::string why = whyNoFilter(); !why.empty())
+        GTEST_SKIP() << why;
     // In a process that has attached no memory before, for that is when the system is asked.
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto work = [] {
@@ -967,8 +987,8 @@ TEST(TraceFile, AsksForNoBarrierWhereThreadsCannotBeSynchronized) {
 }
 
 TEST(TraceFile, AThreadWritesIntoTheFirstTwoFilesOfItsProcessByTurns) {
-    if (!makesNoSystemCall([] {}))
-        GTEST_SKIP() << "no filter of system calls can be set: prctl(PR_SET_SECCOMP) fails";
+    if (const std::string why = whyNoFilter(); !why.empty())
+        GTEST_SKIP() << why;
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto work = [](bool refused) {
         if (refused &&
@@ -1020,8 +1040,8 @@ void writeWhileTheFileIsLocked() {
 TEST(TraceFile, AThreadThatHasALaneWritesWithoutALock) { writeWhileTheFileIsLocked(); }
 
 TEST(TraceFile, AThreadThatHasALaneWritesWithoutALockWhereThreadsCannotBeSynchronized) {
-    if (!makesNoSystemCall([] {}))
-        GTEST_SKIP() << "no filter of system calls can be set: prctl(PR_SET_SECCOMP) fails";
+    if (const std::string why = whyNoFilter(); !why.empty())
+        GTEST_SKIP() << why;
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto work = [] {
         if (!filterSystemCalls(SYS_membarrier, SECCOMP_RET_ERRNO | EPERM, SECCOMP_RET_ALLOW))
@@ -1033,8 +1053,8 @@ TEST(TraceFile, AThreadThatHasALaneWritesWithoutALockWhereThreadsCannotBeSynchro
 }
 
 TEST(TraceFile, NoRecordMakesASystemCall) {
-    if (!makesNoSystemCall([] {}))
-        GTEST_SKIP() << "no filter of system calls can be set: prctl(PR_SET_SECCOMP) fails";
+    if (const std::string why = whyNoFilter(); !why.empty())
+        GTEST_SKIP() << why;
     if (!makesNoSystemCall([] { monotonicTime(); }))
         GTEST_SKIP()
             << "reading the clock is a system call here: clock_gettime() is not in the vDSO";
@@ -1783,8 +1803,8 @@ void takeMemoryAwayWhileThreadsWrite() {
 TEST(TraceFile, MemoryMayBeTakenAwayWhileThreadsWrite) { takeMemoryAwayWhileThreadsWrite(); }
 
 TEST(TraceFile, MemoryMayBeTakenAwayWhereThreadsCannotBeSynchronized) {
-    if (!makesNoSystemCall([] {}))
-        GTEST_SKIP() << "no filter of system calls can be set: prctl(PR_SET_SECCOMP) fails";
+    if (const std::string why = whyNoFilter(); !why.empty())
+        GTEST_SKIP() << why;
     // In a process that has attached no memory before, for that is when the system is asked.
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto work = [] {
