@@ -554,6 +554,8 @@ inline void TraceFile::record(Lane& lane, U64 depth, U64 begin, U64 end,
 
 void TraceFile::nextChunk(Lane& lane) noexcept {
     const std::lock_guard lock(chunkMutex_);
+    // A lane without a chunk has 0, which is no chunk's place in the ring: each begins one above a
+    // multiple of its size, and the ring holds whole ones.
     const auto isFilled = [&](U64 chunk) {
         return std::any_of(lanes_.data(), lanes_.data() + laneCount_, [&](Lane const& other) {
             const U64 theirs = other.chunk.load(std::memory_order_relaxed);
