@@ -262,6 +262,25 @@ TEST(TraceRegistry, TheFirstPatternIsRememberedOrNothingIs) {
     });
 }
 
+TEST(TraceRegistry, AHandleThatTwoThreadsMakeKnownIsKnownOnce) {
+    // The second has waited for the first, and makes it known as if it were not yet.
+    Zel::TraceRegistry& registry = newRegistry();
+    registry.levelIs("twice", 1u << 3, true);
+    TraceHandle handle("twice", false);
+    EXPECT_EQ(registry.add(handle), 1u << 3);
+    EXPECT_EQ(registry.add(handle), 1u << 3);
+    registry.remove(handle);
+    registry.levelIs("twice", 1u << 3, true);
+    EXPECT_EQ(levelsOf(handle), 0u);
+}
+
+TEST(TraceRegistry, AHandleThatIsNotKnownAnyMoreHasNoLevelOn) {
+    TraceHandle handle("no longer known", true);
+    EXPECT_EQ(levelsOf(handle), all);
+    Zel::traceRegistry.remove(handle);
+    EXPECT_EQ(levelsOf(handle), 0u);
+}
+
 TEST_F(TraceLevels, AMalformedTextChangesNothing) {
     TraceHandle handle("L:Malformed", false);
     EXPECT_EQ(levelsOf(handle), 0u);

@@ -139,6 +139,26 @@ template <class Syncer> class RootSyncerTest : public testing::Test {
     void tellReactor() const { reactor->onAttribute(Elements::id, &key); }
     void elementDel() const { Elements::del(*source, key); }
 
+    /// Ends the syncer.
+    /// @param action  done when its reactor on the source has ended, and not yet all of it
+    /// @return whether that came to pass
+    bool endsDoingAsItsReactorGoes(std::function<void()> const& action) {
+        reactor = nullptr;
+        bool ended = false;
+        std::list<AtDeallocation> looks; // at each deallocation, up to that of the reactor
+        const std::function<void()> look = [&] {
+            if (!source->notifieeList()->empty()) {
+                looks.emplace_back([&look] { look(); });
+                return;
+            }
+            ended = true;
+            action();
+        };
+        looks.emplace_back([&look] { look(); });
+        syncer = nullptr;
+        return ended;
+    }
+
     const Key key{T::key};
     T trial;
     const Zel::Ptr<Source> source = sourceWith(key);
@@ -181,21 +201,25 @@ TYPED_TEST(SyncerWithChildren, LetsGoOfItsChildrenBeforeTheReactorOnItsSourceEnd
     const Zel::Ptr child(this->syncer->children().find(this->key));
     ASSERT_NE(child, nullptr);
     ASSERT_EQ(child->references(), 2U);
-    this->reactor = nullptr;
-    bool ended = false;
-    std::list<AtDeallocation> looks; // at each deallocation, up to that of the reactor
-    const std::function<void()> look = [&] {
-        if (!this->source->notifieeList()->empty()) {
-            looks.emplace_back([&look] { look(); });
-            return;
-        }
-        ended = true;
+    EXPECT_TRUE(this->endsDoingAsItsReactorGoes([&] {
         EXPECT_EQ(child->references(), 1U);
         EXPECT_FALSE(child->hasNotificationActive());
-    };
-    looks.emplace_back([&look] { look(); });
-    this->syncer = nullptr;
-    EXPECT_TRUE(ended);
+    }));
+}
+
+// ---- with a destination ----
+
+template <class Syncer> using SyncerWithDestination = RootSyncerTest<Syncer>;
+using SyncersWithDestination =
+    testing::Types<IntxInfoSyncer, TxStatusToTxSyncer, TxStatusToRxSyncer,
+                   RxStatusToRxDynamicSyncer, RxMstStatusToRxDynamicSyncer,
+                   RxMstPortStatusToRxDynamicSyncer>;
+TYPED_TEST_SUITE(SyncerWithDestination, SyncersWithDestination);
+
+TYPED_TEST(SyncerWithDestination, LetsGoOfTheReactorOnItsSourceBeforeItsDestination) {
+    Zel::U32 held = 0;
+    EXPECT_TRUE(this->endsDoingAsItsReactorGoes([&] { held = this->trial.dest->references(); }));
+    EXPECT_GT(held, this->trial.dest->references());
 }
 
 // ---- whose reactor on the source is replaced ----
