@@ -22,7 +22,7 @@ test of that name.
 
   --unit FILE   changes in files whose names begin so, as "syncers/" or "framework/zel/RbTree.cpp"
   --part N      every N-th change
-  -j N          that many at a time, 1 by default
+  -j N          that many at a time, as many as there are processors by default
   --quick       runs no slow tests: what these alone could notice is left open
   --report      runs nothing, and tells what the results come to
 
@@ -439,7 +439,7 @@ def main():
     parser.add_argument("build", type=Path)
     parser.add_argument("--unit", action="append", default=[])
     parser.add_argument("--part", type=int, default=1)
-    parser.add_argument("-j", type=int, default=1, dest="jobs")
+    parser.add_argument("-j", type=int, default=len(os.sched_getaffinity(0)), dest="jobs")
     parser.add_argument("--quick", action="store_true")
     parser.add_argument("--report", action="store_true")
     given = parser.parse_args()
