@@ -118,7 +118,7 @@ def table(build):
         figures = cell("; ".join(result["figure"]))
         reached = figures if result["reached"] else f"NOT REACHED: {figures or 'no figure'}"
         seeds = ", ".join(dict.fromkeys(result["seed"]))
-        when = f"{result['date']}, {result['seconds']} s, {result.get('state', 'not noted')}"
+        when = f"{result['date']}, {result['seconds']} s, {result['state']}"
         lines.append(f"{begin} {reached} | {seeds} | {when} |")
     return "\n".join(lines)
 
