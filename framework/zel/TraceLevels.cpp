@@ -21,6 +21,7 @@ bool matchesPattern(std::string const& pattern, std::string_view text) noexcept 
     std::size_t star = pattern.npos;
     std::size_t taken = 0; // where what follows the star was tried
     while (t < text.size()) {
+        // cppcheck-suppress containerOutOfBounds ; the octet at a string's size is a zero
         if (pattern[p] == '*') {
             star = p++;
             taken = t;
