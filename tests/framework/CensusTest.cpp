@@ -65,6 +65,11 @@ TEST(Census, OfAClassThatThereIsNotAllIsZero) {
     EXPECT_EQ(none.writes, 0U);
 }
 
+TEST(Census, OfAClassWhoseObjectsAreNotWrittenCountsNoWrites) {
+    const Link::Ptr object(new Link);
+    EXPECT_EQ(Zel::census().of("CensusTest::Link").writes, 0U);
+}
+
 TEST(Census, SumsUpTheWritesAndTheObjectsOfAllClasses) {
     const Zel::Census census{{{"Toy::A", 2, 8, 3}, {"Toy::B", 1, 8, 4}}};
     EXPECT_EQ(census.writes(), 7U);

@@ -13,6 +13,7 @@ using Plan = FailingAllocation::Plan;
 
 thread_local Plan failures;
 thread_local bool failed = false;
+thread_local std::size_t lastRefused = 0;
 thread_local std::size_t allocations = 0;
 thread_local std::size_t deallocations = 0;
 thread_local std::function<void()> const* atNext = nullptr; // null: nothing is to be done
@@ -21,11 +22,12 @@ thread_local bool dirty = false;
 AllocationWatch* watching = nullptr;
 
 /// Whether this allocation is one that is to fail.
-bool fails() noexcept {
+bool fails(std::size_t size) noexcept {
     if (failures.next == 0 || --failures.next != 0)
         return false;
     failures.next = failures.after == Plan::always ? 1 : std::exchange(failures.after, 0);
     failed = true;
+    lastRefused = size;
     return true;
 }
 
@@ -33,7 +35,7 @@ bool fails() noexcept {
 void* allocate(std::size_t size, std::size_t alignment = 0) {
     if (atNext)
         (*std::exchange(atNext, nullptr))();
-    if (fails() || (watching && watching->refuses()))
+    if (fails(size) || (watching && watching->refuses()))
         return nullptr;
     if (size == 0)
         size = 1;
@@ -101,6 +103,8 @@ AtDeallocation::AtDeallocation(std::function<void()> action)
 AtDeallocation::~AtDeallocation() { atNextDeallocation = nullptr; }
 
 bool FailingAllocation::happened() const noexcept { return failed; }
+
+std::size_t FailingAllocation::refused() const noexcept { return lastRefused; }
 
 FailingAllocation::Plan FailingAllocation::left() const noexcept { return failures; }
 

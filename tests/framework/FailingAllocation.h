@@ -27,6 +27,8 @@ class FailingAllocation {
 
     /// Whether an allocation that was to fail was asked for, and failed.
     bool happened() const noexcept;
+    /// How many octets the last allocation that failed was asked for.
+    std::size_t refused() const noexcept;
     /// What is left of the plan.
     Plan left() const noexcept;
 

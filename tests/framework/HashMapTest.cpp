@@ -8,10 +8,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
 #include <new>
 #include <set>
 #include <string>
 #include <type_traits>
+#include <typeinfo>
 #include <utility>
 #include <vector>
 
@@ -96,6 +98,15 @@ TEST(HashMap, NeighbouringHashesAndMultiplesSpreadOverTheBuckets) {
             ++members[table.bucket(HashTable::mixed(i * stride))];
         EXPECT_LE(*std::max_element(members.begin(), members.end()), 8U) << "stride " << stride;
     }
+}
+
+TEST(HashMap, TheHighestBitsOfAHashAreItsBucket) {
+    const HashTable table(1024);
+    EXPECT_EQ(table.bucket(0), 0U);
+    EXPECT_EQ(table.bucket(0x003fffff), 0U);
+    EXPECT_EQ(table.bucket(0x00400000), 1U);
+    EXPECT_EQ(table.bucket(0x80000000), 512U);
+    EXPECT_EQ(table.bucket(0xffffffff), 1023U);
 }
 
 TEST(HashMap, ATableGivesBackTheRoomThatNothingCameTo) {
@@ -421,6 +432,18 @@ struct UnreadablePointer : std::type_info {
 TEST(HashMapDeathTest, AnOwnerWhoseNameCannotBeReadIsNamedAsTheCompilerDoes) {
     EXPECT_DEATH(mapFatal("HashMap", UnreadablePointer(), "duplicate key"),
                  "Varnol: fatal: HashMap of \\?owner: duplicate key");
+}
+
+TEST(HashMapDeathTest, AMessageOfAnOwnerWithALongNameIsCutOff) {
+    static const std::string pointer = "P?" + std::string(600, 'o');
+    struct LongPointer : std::type_info {
+        LongPointer()
+            : std::type_info(pointer.c_str()) {}
+    };
+    const std::string message = ("HashMap of " + pointer.substr(1)).substr(0, 511);
+    EXPECT_EXIT(mapFatal("HashMap", LongPointer(), "duplicate key"),
+                ::testing::KilledBySignal(SIGABRT),
+                ::testing::Eq("Varnol: fatal: " + message + "\n"));
 }
 
 TEST(HashMapDeathTest, AnElementThatIsLinkedAnywhereCannotBeInserted) {

@@ -201,6 +201,7 @@ TEST(PktManager, ReturnsNoPacketWhenMemoryIsExhausted) {
         const FailingAllocation failure(1);
         EXPECT_FALSE(newPkt());
         EXPECT_TRUE(failure.happened());
+        EXPECT_EQ(failure.refused(), Pkt::Manager::usualSize);
     }
     {
         const FailingAllocation failure(1);
@@ -354,6 +355,7 @@ TEST(Pkt, IsAsItWasWhenMemoryIsExhausted) {
         const FailingAllocation failure(1);
         EXPECT_THROW(packet->newSharedHeadData(n), std::bad_alloc);
         EXPECT_TRUE(failure.happened());
+        EXPECT_GT(failure.refused(), n) << "it was not the octets that were refused";
         EXPECT_EQ(packet->data().data(), base);
         EXPECT_TRUE(holds(packet, std::vector<U8>(53, 9)));
         EXPECT_EQ(clone->data().data(), base);
