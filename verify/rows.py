@@ -122,8 +122,9 @@ ROWS = [
         fault="syncers: a mirrored tree that differs from its source",
         done="random operations on sources and destinations, while syncers of all four kinds at once are "
         "paused, rebound, dropped and made anew",
-        target="10 million operations that had something to change, 10,000 seeds, both compilers give the same "
-        "digest",
+        target="10 million operations that had something to change, 10,000 seeds, replayed byte by byte, and by both "
+        "compilers. Deviations: digests of 64 bits are compared, not the traces; a hundred seeds are replayed, by "
+        "the other compiler all; of notifications, those of every second seed",
         more="After every 25 operations all trees and syncers are compared with models. The digest is of what is "
         "done, of the destinations' contents at each comparison and, of every second seed, of all notifications of the "
         "destinations: in the other worlds nobody follows these, as they are written in other ways then. "
@@ -216,19 +217,19 @@ ROWS = [
         fault="exhausted memory",
         done="random operations, and every test of the library, again and again, with another allocation "
         "refused each time",
-        target="destinations are old, new, or between two writes; nothing leaked; every allocation site refused. "
-        "Deviation: sites that no test can have refused, each with its reason",
+        target="state old or new, never between; nothing leaked; every allocation site refused. Deviations: a "
+        "destination may stay between two writes, as it is written attribute by attribute; sites that no test "
+        "can have refused, each with its reason; tests and allocations that the notes leave out",
         more="Random operations are on trees, syncers and packets of random worlds. In each of them each "
         "allocation fails once, and once more while the failure is being repaired, and for ever; what "
         "comes of it is compared with the operation without failures: trees, what syncers watch, octets of "
-        "packets, and bounds of a change counter's count. Traces are not compared. A destination is written "
-        "attribute by attribute, and may stay between two of these writes. In the tests each allocation of the "
-        "library is refused once and for ever: the first three by each chain of callers, or, in a test with "
-        "more than 1,000 allocations, only call chains that no other test had refused. Of a test, only the first "
-        "10,000 allocations are looked at. What other threads than the test's own allocate is granted. Old or "
-        "new is judged in the random worlds alone: of a test only that it comes to its end and leaves no object "
-        "and no memory behind. Sites that were not refused are counted with their reasons; memory/sites.txt beside "
-        "the results lists all.",
+        "packets, and bounds of a change counter's count. Traces are not compared. Between two writes each "
+        "attribute is old or new, and what comes next makes the rest good. In the tests the library's allocations "
+        "are refused, once and for ever: of a test's first 10,000 the first three by each chain of callers, or, "
+        "where it makes more than 1,000, only by chains that no other test had refused. What other threads than "
+        "the test's own allocate is granted. Old or new is judged in the random worlds alone: of a test only that "
+        "it comes to its end and leaves no object and no memory behind. Sites that were not refused are counted "
+        "with their reasons; memory/sites.txt beside the results lists all.",
         commands=["{build}/verify/verify-memory", "verify/memory.py {build} {results}"],
     ),
     Row(
@@ -254,7 +255,8 @@ ROWS = [
         more="Each conditional branch is taken always and never, each comparison's value is made true and "
         "false, each constant is changed, and each call made for its effect is left out. A template's "
         "instances are changed together. It is run apart from the other rows, and goes on "
-        "where it was interrupted: the time is that of the last run, which tried what the ones before had not.",
+        "where it was interrupted: the time is that of the last run, which tried what the ones before had not. "
+        "That a change was noticed holds as long as there is a test of that name, whose text may have changed.",
         commands=[
             built("gcc-debug", "library_tests"),
             "verify/mutate.py build/gcc-debug",
