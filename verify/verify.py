@@ -7,9 +7,10 @@ Two rows run at a time. Each one's commands run in the tree's top folder, with {
 replaced: the folder of the build, and one of the row's own. A command reaches its figure when it
 exits with 0; what it prints as "figure: TEXT" is the figure, as "note: TEXT" what is to be known
 beside it, as "seed: N" the seed. Results stay in BUILD/verify/ROW.json, so that rows may be run one
-by one. Between the lines BEGIN and END the document has what the rows leave open, the last result of
-each, and how long the last run of all rows took. Exit status: 1 when a row that was run did not reach
-its figure, or a run of all rows took more than MOST_SECONDS.
+by one. Once BUILD has one of every row, the document is written: between the lines BEGIN and END it
+has what the rows leave open, the last result of each, and how long the last run of all rows took.
+Exit status: 1 when a row that was run did not reach its figure, or a run of all rows took more than
+MOST_SECONDS.
 """
 
 import datetime
@@ -112,9 +113,6 @@ def table(build):
     for row in ROWS:
         begin = f"| {row.fault} | {row.done} | {row.target} |"
         result = result_of(row, build)
-        if not result:
-            lines.append(f"{begin} not run | | |")
-            continue
         figures = cell("; ".join(result["figure"]))
         reached = figures if result["reached"] else f"NOT REACHED: {figures or 'no figure'}"
         seeds = ", ".join(dict.fromkeys(result["seed"]))
@@ -133,8 +131,7 @@ def notes(build):
     """A paragraph for each row: how it is done, and what its last run noted."""
     paragraphs = []
     for row in ROWS:
-        result = result_of(row, build)
-        noted = " ".join(map(sentence, filter(None, result["note"]))) if result else ""
+        noted = " ".join(map(sentence, filter(None, result_of(row, build)["note"])))
         ran = f" The last run: {noted}" if noted else ""
         paragraphs.append(f"**{row.fault}** (`{row.name}`). {row.more}{ran}")
     return "\n\n".join(paragraphs)
@@ -194,9 +191,13 @@ def main(build, document, names):
             "missed": missed,
         }
         (build / "verify" / "whole.json").write_text(json.dumps(whole, indent=2) + "\n")
-    head, _, rest = document.read_text().partition(BEGIN)
-    _, _, tail = rest.partition(END)
-    document.write_text(f"{head}{BEGIN}\n\n{written(build)}\n\n{END}{tail}")
+    without = [row.name for row in ROWS if not result_of(row, build)]
+    if without:
+        print(f"verify: {document} stays as it is: there is no result of {', '.join(without)}")
+    else:
+        head, _, rest = document.read_text().partition(BEGIN)
+        _, _, tail = rest.partition(END)
+        document.write_text(f"{head}{BEGIN}\n\n{written(build)}\n\n{END}{tail}")
     if missed:
         sys.exit(f"verify: not reached: {', '.join(missed)}")
     if not names and seconds > MOST_SECONDS:
