@@ -15,6 +15,7 @@ import os
 import platform
 import re
 import statistics
+import subprocess
 import sys
 from pathlib import Path
 
@@ -328,6 +329,16 @@ def machine():
     return f"{names[0] if names else platform.machine()}, {os.cpu_count()} CPUs, Linux {kernel}"
 
 
+def sources():
+    """The commit that is checked out, and whether anything but documents differs from it."""
+
+    def git(*arguments):
+        return subprocess.run(["git", *arguments], capture_output=True, text=True, check=False).stdout.strip()
+
+    changed = git("diff", "--name-only", "HEAD", "--", ".", ":!docs", ":!README.md")
+    return (git("rev-parse", "--short", "HEAD") or "not in git") + (", changed" if changed else "")
+
+
 def unexplained(missed, text):
     """Those of the works for which the document has no item under the heading REASONS."""
     _, _, rest = text.partition(f"\n{REASONS}\n")
@@ -375,6 +386,7 @@ def main(json_path, document, readme):
 
 ![Ratios]({document.stem}-ratios.svg)
 
+- Sources: {sources()}
 - Machine: {machine()}
 - Compiler: {context["compiler"]}
 - Flags: `{context["flags"]}`
