@@ -194,4 +194,8 @@ prints() { # REGULAR_EXPRESSION COMMAND...
         "prints TxStatusToTxSyncer varnol-trace show FILE --follow || exit"
     ),
     "varnol-trace stats /run/stp-agent.trace": "prints median varnol-trace stats FILE || exit",
+    # docs/agent.md, at last
+    "ip netns del lab": "ip netns del $lab || exit\ntrap - EXIT",
+    "kill $(jobs -p)": "kill $(jobs -pr) || exit\nwait",
+    "rm -r /tmp/lab": "rm -r /tmp/lab || exit",
 }
