@@ -59,6 +59,7 @@ RUNS = {
     "./dev reference": Run("minutes", "build/reference/html/index.html"),
     # CONTRIBUTING.md
     "./dev test gcc-debug-sanitize": Run("minutes", "all tests passed in: gcc-debug-sanitize$"),
+    "./dev test clang-programs-sanitize": Run("hours", "all tests passed in: clang-programs-sanitize$"),
     "cmake --workflow --preset debug": Run("minutes", "100% tests passed"),
     "cmake --workflow --preset asan": Run("minutes", "100% tests passed"),
     "cmake --workflow --preset tsan": Run("minutes", "100% tests passed"),
