@@ -132,13 +132,9 @@ def main(tree, build, length="seconds"):
             subprocess.run(["git", "clone", "-q", tree, work / "varnol"], check=True)
             work = work / "varnol"
             (work / "tmp").mkdir()
-        # Where pkg-config and programs look by themselves, were it not for the folder.
-        libraries = f"{work}/usr/local/lib"
         environment = os.environ | {
             "LC_ALL": "C",
             "PATH": f"{build}/agent:{build}/tools:{os.environ['PATH']}:/usr/sbin:/sbin",
-            "PKG_CONFIG_PATH": f"{libraries}/pkgconfig",
-            "LD_LIBRARY_PATH": libraries,
         }
 
         def placed(text):

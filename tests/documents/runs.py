@@ -36,7 +36,10 @@ RUNS = {
     "c++ service.cpp $(pkg-config --cflags --libs varnol)": Run(
         "seconds",
         "^03 00 00 02 02 3c 00",
-        "c++ service.cpp $(pkg-config --cflags --libs varnol) && ./a.out",
+        # Where both look by themselves, were it not for the folder. Other commands' programs have to find
+        # the library of their own build.
+        "export PKG_CONFIG_PATH=/usr/local/lib/pkgconfig LD_LIBRARY_PATH=/usr/local/lib &&"
+        " c++ service.cpp $(pkg-config --cflags --libs varnol) && ./a.out",
     ),
     "cmake -G Ninja -S agent -B build/agent -DCMAKE_PREFIX_PATH=/usr/local": Run(
         "minutes",
